@@ -1,0 +1,18 @@
+option(KY_TESTS "Build the test suites" ON)
+option(KY_FUZZ "Build the libFuzzer targets (clang only)" OFF)
+set(KY_SANITIZE "" CACHE STRING "Sanitizers of the whole build, as -fsanitize takes them")
+
+find_program(CCACHE ccache)
+if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
+add_library(ky_options INTERFACE)
+target_compile_options(ky_options INTERFACE
+  -Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
+if(KY_SANITIZE)
+  add_compile_options(-fsanitize=${KY_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${KY_SANITIZE})
+else()
+  add_link_options(LINKER:--no-undefined LINKER:--as-needed)
+endif()

@@ -1,0 +1,44 @@
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "parser_xdcam_ex/source/xdcamexparser.h"
+#include "parser_xdcam_ex/source/xmltext.h"
+
+namespace {
+
+struct OpenParser : XDCamExParser {
+  using XDCamExParser::clip_list;
+  using XDCamExParser::is_smi;
+  using XDCamExParser::ParseXml;
+  using XDCamExParser::take_umid;
+};
+
+void require(bool condition) {
+  if (!condition) std::abort();
+}
+
+}  // namespace
+
+/// First byte: bit 0 says whether the description is an SMI. Then the description and, after the first byte
+/// 1, the catalogue.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  const std::string_view input(reinterpret_cast<const char*>(data) + 1, size - 1);
+  const std::size_t border = input.find('\1');
+
+  OpenParser parser;
+  parser.is_smi = data[0] & 1;
+  const bool described = parser.ParseXml(std::string(input.substr(0, border)));
+  require(described || parser.take_umid.empty());
+  if (!described || border == std::string_view::npos) return 0;
+
+  parser.ParseXml(std::string(input.substr(border + 1)));
+
+  std::string text(input);
+  replaceAll(text, "&amp;", "&");
+  require(text.size() <= input.size());
+  return 0;
+}

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+struct FileCloser {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
+
+/// Opens with open(2) flags beyond those that stdio offers. Never waits for the other end of a pipe. Null on
+/// failure.
+inline FilePtr openFile(const std::string& path, int flags, const char* mode) {
+  const int fd = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, S_IRUSR | S_IWUSR);
+  if (fd < 0) return nullptr;
+  FilePtr file(::fdopen(fd, mode));
+  if (!file) ::close(fd);
+  return file;
+}
+
+/// Length in bytes by seeking to the end and back; false for what has no length (folders, pipes). A folder
+/// can be opened and some file systems even let it be seeked, with a meaningless result.
+inline bool lengthBySeeking(std::FILE* file, std::uint32_t& length) {
+  struct stat status {};
+  if (::fstat(::fileno(file), &status) != 0 || S_ISDIR(status.st_mode)) return false;
+  if (::fseeko(file, 0, SEEK_END) != 0) return false;
+  const off_t end = ::ftello(file);
+  if (end < 0 || ::fseeko(file, 0, SEEK_SET) != 0) return false;
+  length = static_cast<std::uint32_t>(end);
+  return true;
+}
