@@ -1,0 +1,166 @@
+// A decoder of its own for one video stream.
+#include <cstring>
+#include <string>
+
+#include "host/codec.h"
+#include "host/colour.h"
+#include "host/file.h"
+#include "host/log.h"
+#include "mpegdecode/callbacks.h"
+#include "mpegdecode/libcalls.h"
+#include "mpegdecode/mpegindec.h"
+
+namespace {
+
+// The sixteen default subpicture colours (0, Y, Cr, Cb) of titles without a palette of their own: four greys,
+// then saturated colours of ITU-R BT.601 at 75 %.
+constexpr uint8_t kDefaultPalette[64] = {
+    0,  16, 128, 128, 0,   235, 128, 128, 0,   126, 128, 128, 0,   180, 128, 128, 0,  65,  212, 100, 0,   112,
+    58, 72, 0,   35,  114, 212, 0,   162, 142, 44,  0,   84,  198, 184, 0,   131, 44, 156, 0,   51,  170, 156,
+    0,  74, 93,  100, 0,   29,  121, 170, 0,   99,  135, 86,  0,   60,  163, 156, 0,  83,  86,  142};
+
+KyYUVMatrix matrixOf(MpegIn const& instance) {
+  MpegVideoInfo const& video = instance.video;
+  return KyColourDesc(video.primaries, video.transfer, video.matrix).toYUVMatrix();
+}
+
+// Lines that carry the vertical blanking of IMX pictures (SMPTE 356M: 608 lines at 50 Hz, 512 at 60 Hz).
+int imxBlankingLines(MpegVideoInfo const& video) {
+  uint32_t const profile = video.profileType;
+  bool const imx = (profile >= 21 && profile <= 23) || (profile >= 28 && profile <= 31);
+  if (!imx) return 0;
+  return video.height == 608 ? 32 : video.height == 512 ? 26 : 0;
+}
+
+void setTarget(MpegIn& instance, KyFrame const& frame) {
+  KyFrame_tt const& memory = frame.getFrame_tt();
+  for (int plane = 0; plane < 4; ++plane) {
+    instance.target.plane[plane] = memory.plane[plane];
+    instance.target.stride[plane] = memory.stride[plane];
+  }
+}
+
+char const* smpModeName(int mode) {
+  static constexpr char const* kNames[] = {"NONE", "SMP by pictures", "SMP by slices"};
+  return mode >= 0 && mode <= 2 ? kNames[mode] : "UNKNOWN";
+}
+
+}  // namespace
+
+int MpegInDec::openVideo(MpegInVideoStream& stream, MpegIn const& file) {
+  if (!file.hasVideoDecoder) return _setErr(kResultError, "Video is not available. Decoder is missing.");
+  MpegInPtr instance(mpegInNew(&importCallback, 0));
+  if (!instance) return _setErr(kResultError, "Failed to create decoder instance");
+  if (int const result = setupExternalIo(instance->io, file.fileSize)) return result;
+  configureVideo(*instance, stream, file);
+  if (guardedOpen(instance.get(), params_.fileName) != 0)
+    return _setErr(kResultError, "Failed to decode video stream #%d.", stream.index);
+  if (instance->containerType == kContainerMatroska && file.video.rate > 0.1) {
+    ky_dbg()->info("[mpegindec] using mpegInGetInfo framerate %f, mpegInOpen returned %f ", file.video.rate,
+                   instance->video.rate);
+    instance->video.rate = file.video.rate;
+    instance->video.secondRate = file.video.secondRate;
+  }
+  instance->video.fourcc = chooseFourcc(*instance);
+  if (!createFrames(stream, *instance))
+    return _setErr(kResultError, "Failed to decode video stream #%d.", stream.index);
+
+  stream.decoder = instance.release();
+  stream.endOfStream = false;
+  stream.store();
+  stream.info.set("encodedHeight", stream.info["height"].asInt32());
+  stream.info.set("height", stream.frame->height());
+  stream.info.set("_needSwing", 0);
+  applyThreading(*stream.decoder, stream);
+  if (guardedSeekFrame(stream.decoder, 0) == 0) return 0;
+  closeStream(stream);
+  return _setErr(kResultError, "Failed to decode video stream #%d - mpeginSeekFrame failed", stream.index);
+}
+
+void MpegInDec::configureVideo(MpegIn& instance, MpegInVideoStream const& stream, MpegIn const& file) const {
+  MpegSettings& set = instance.set;
+  set.forceFrameRate = params_.forceFramerate;
+  if (set.forceFrameRate != 0)
+    ky_dbg()->info("[mpegindec] Video forcing %s frame-rate mode.",
+                   set.forceFrameRate == 1 ? "container" : "stream");
+  set.searchMode = stream.index == 0 && !file.titleIsDvd ? 1 : params_.searchMode;
+  set.videoStream = stream.index + 1;
+  set.dvdTitle = file.titleIsDvd;
+  set.dvdPalette = file.titleIsDvd && KyFile::getExt(params_.fileName, true).asString() != "ifo";
+  if (set.dvdPalette) std::memcpy(set.palette, kDefaultPalette, sizeof set.palette);
+  set.fixed[0] = set.fixed[1] = 1;
+  instance.video.fourcc = file.video.fourcc;
+  instance.video.primaries = file.video.primaries;
+  instance.video.transfer = file.video.transfer;
+  instance.video.matrix = file.video.matrix;
+}
+
+uint32_t MpegInDec::chooseFourcc(MpegIn const& instance) const {
+  constexpr uint32_t kB64a = mpegFourcc("b64a");
+  constexpr uint32_t kY216 = mpegFourcc("Y216");
+  constexpr uint32_t kW016 = mpegFourcc("W016");
+  MpegVideoInfo const& video = instance.video;
+  if (params_.fourcc != 0 && !video.highPrecision) return params_.fourcc == kB64a ? kY216 : params_.fourcc;
+
+  bool high = video.fourcc == kY216 || video.fourcc == kB64a || video.fourcc == kW016 || video.highPrecision;
+  if (!high && video.sourceDepth > 8) {
+    switch (params_.preferredVideoBitDepth) {
+      case 1:
+        break;
+      case 2:
+        high = true;
+        break;
+      default:
+        high = instance.containerType == kContainerMxfAvcIntra;
+    }
+  }
+  if (high) return video.highPrecision || video.chromaFormat != 1 ? kY216 : kW016;
+  switch (video.chromaFormat) {
+    case 3:
+      return mpegFourcc("BGR4");
+    case 2:
+      return mpegFourcc("YUYV");
+    default:
+      return mpegFourcc("I420");
+  }
+}
+
+bool MpegInDec::createFrames(MpegInVideoStream& stream, MpegIn& instance) const {
+  MpegVideoInfo const& video = instance.video;
+  KyYUVMatrix const matrix = matrixOf(instance);
+  auto full = std::make_unique<KyFrame>();
+  if (full->init(video.fourcc, video.width, video.height) != 0) return false;
+  full->setYUVMatrix(matrix);
+  setTarget(instance, *full);
+
+  int const blanking = params_.removeImxTopBlanking ? imxBlankingLines(video) : 0;
+  if (blanking == 0 || full->is420()) {
+    stream.frame = std::move(full);
+    return true;
+  }
+  auto view = std::make_unique<KyFrame>();
+  if (view->initView(*full, blanking, video.height - blanking) != 0) return false;
+  view->setYUVMatrix(matrix);
+  stream.frame = std::move(view);
+  stream.scratch = std::move(full);
+  return true;
+}
+
+void MpegInDec::applyThreading(MpegIn& instance, MpegInVideoStream const& stream) const {
+  std::string const codec = stream.info["codec"].asString();
+  int mode = params_.smpMode;
+  if (mode == -1 && (codec == "HEVC" || codec == "VC-1")) mode = 1;
+  if (mode != -1) {
+    mpegInVideoAuxinfo(&instance, 0, kAuxSmpMode, nullptr, mode);
+    ky_dbg()->info("[%s] SMP_MODE=%s", name(), smpModeName(mode));
+  }
+  int threads = params_.numThreads;
+  if (threads == -1) {
+    if (codec == "H.264") threads = 2;
+    if (codec == "VC-1") threads = 3;
+    if (codec == "HEVC" || codec == "MPEG-1" || codec == "MPEG-2") threads = 1;
+  }
+  if (threads == -1) return;
+  mpegInVideoAuxinfo(&instance, 0, kAuxThreads, nullptr, threads);
+  ky_dbg()->info("[%s] SET_NUM_CPU=%d", name(), threads);
+}
