@@ -1,0 +1,88 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace samples {
+
+/// How the catalogue names a single clip (see README.md in this folder).
+enum class CatalogueForm {
+  /// Only the `Component` below the `Material` names the essence by "./CLPR/".
+  child,
+  /// The `Material` tag itself names "./CLPR/" too.
+  attribute,
+};
+
+/// Picture format of a take. Rates are exact: `timeScale` / `frameDuration` frames per second.
+struct PictureFormat {
+  int width = 0;
+  int height = 0;
+  bool interlaced = false;
+  int timeScale = 0;
+  int frameDuration = 0;
+  /// Pictures per GOP.
+  int gopLength = 0;
+  std::int64_t bitRate = 0;
+  bool dropFrame = false;
+};
+
+/// One clip file.
+struct Clip {
+  std::string name;  ///< "632_0001_01"
+  std::string umid;
+  int part = 1;
+  int frames = 0;
+  /// Frames of the take before this clip.
+  int firstFrame = 0;
+};
+
+struct Take {
+  std::string name;  ///< "632_0001"
+  /// Of a single clip, the same as its clip's.
+  std::string umid;
+  int number = 0;
+  int audioTracks = 0;
+  PictureFormat format;
+  /// Time code of the first frame, in frames of the time code (pairs of frames at 50 per second).
+  int startTimecode = 0;
+  CatalogueForm form = CatalogueForm::child;
+  std::vector<Clip> clips;
+
+  bool spanned() const { return clips.size() > 1; }
+  int frames() const { return clips.back().firstFrame + clips.back().frames; }
+};
+
+struct CardOptions {
+  /// Length of every take in seconds; 0 is a few dozen frames.
+  double seconds = 0;
+  /// Pictures of 352x288 (25 Hz), 352x240 (30 Hz) and 320x192 (50 Hz) instead of the camera's sizes.
+  bool small = false;
+  /// Form of all single clips; without it takes 2 and 3 use `child` and take 4 `attribute`.
+  bool oneForm = false;
+  CatalogueForm form = CatalogueForm::child;
+  /// Catalogue and descriptions with lines ending in CR LF.
+  bool carriageReturns = false;
+};
+
+/// Takes of a sample card: 1 spans three clip files with four audio tracks, 2 is one clip of the same format
+/// with two, 3 is 29.97 Hz drop frame, 4 is 1280x720p50.
+std::vector<Take> planCard(const CardOptions& options);
+
+constexpr int kSampleRate = 48000;
+
+/// Audio samples before frame `frame` of a take, rounded to the nearest sample: at 29.97 Hz frames last 1602,
+/// 1601, 1602, 1601 and 1602 samples in turn.
+std::int64_t samplesBefore(const PictureFormat& format, int frame);
+
+struct Timecode {
+  int hours = 0;
+  int minutes = 0;
+  int seconds = 0;
+  int frames = 0;
+};
+
+/// Time code of a frame of the take, counted after SMPTE 12M. At 50 frames per second two frames share one.
+Timecode timecodeAt(const Take& take, int frame);
+
+}  // namespace samples

@@ -1,0 +1,154 @@
+#include "samples/card_xml.h"
+
+#include <fmt/core.h>
+
+namespace samples {
+namespace {
+
+constexpr const char* kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+constexpr const char* kCreated = "2014-05-06T10:00:00Z";
+
+std::string rateName(const PictureFormat& format) {
+  const bool whole = format.timeScale % format.frameDuration == 0;
+  if (format.interlaced) return whole ? "50i" : "59.94i";
+  return "50p";
+}
+
+std::string videoType(const PictureFormat& format) {
+  return fmt::format("MPEG2HD35_{}_{}_MP@HL", format.width, format.height);
+}
+
+/// Path of a clip's file below BPAV.
+std::string inClipFolder(const Clip& clip, const char* ending) {
+  return fmt::format("CLPR/{0}/{0}{1}", clip.name, ending);
+}
+
+std::string essenceTag(const Take& take, const Clip& clip) {
+  return fmt::format(
+      "\t\t\t<Component uri=\"./{}\" type=\"MP4\" videoType=\"{}\" audioType=\"LPCM16\" umid=\"{}\"/>\n",
+      inClipFolder(clip, ".MP4"), videoType(take.format), clip.umid);
+}
+
+/// Entry whose tag names "./CLPR/" itself.
+std::string attributeEntry(const Take& take, const Clip& clip) {
+  return fmt::format(
+      "\t\t<Material uri=\"./{}\" type=\"PD-EDL\" dur=\"{}\" fps=\"{}\" ch=\"{}\" aspectRatio=\"16:9\" "
+      "umid=\"{}\">\n{}\t\t\t<RelevantInfo uri=\"./{}\" type=\"XML\"/>\n\t\t</Material>\n",
+      inClipFolder(clip, ".SMI"), clip.frames, rateName(take.format), take.audioTracks, clip.umid,
+      essenceTag(take, clip), inClipFolder(clip, "M01.XML"));
+}
+
+/// Entry in which only the essence's `Component` names "./CLPR/"; attributes over several lines.
+std::string childEntry(const Take& take, const Clip& clip) {
+  return fmt::format(
+      "\t\t<Material type=\"PD-EDL\" umid=\"{}\"\n\t\t\tdur=\"{}\" fps=\"{}\" ch=\"{}\" "
+      "aspectRatio=\"16:9\"\n"
+      "\t\t\turi=\"CLPR/{}/{}.SMI\">\n{}\t\t\t<RelevantInfo type=\"XML\" uri=\"{}\"/>\n\t\t</Material>\n",
+      clip.umid, clip.frames, rateName(take.format), take.audioTracks, clip.name, clip.name,
+      essenceTag(take, clip), inClipFolder(clip, "M01.XML"));
+}
+
+std::string takeEntry(const Take& take) {
+  std::string text = fmt::format(
+      "\t\t<Material uri=\"./TAKR/{0}/{0}.SMI\" type=\"PD-EDL\" dur=\"{1}\" fps=\"{2}\" ch=\"{3}\" "
+      "aspectRatio=\"16:9\" umid=\"{4}\">\n",
+      take.name, take.frames(), rateName(take.format), take.audioTracks, take.umid);
+  for (const Clip& clip : take.clips)
+    text += fmt::format("\t\t\t<Component uri=\"./{}\" type=\"PD-EDL\" umid=\"{}\"/>\n",
+                        inClipFolder(clip, ".SMI"), clip.umid);
+  return text +
+         fmt::format("\t\t\t<RelevantInfo uri=\"./TAKR/{0}/{0}M01.XML\" type=\"XML\"/>\n\t\t</Material>\n",
+                     take.name);
+}
+
+std::string smi(const Take& take, const std::string& name, const std::string& body) {
+  return fmt::format(
+      "{}<smil xmlns=\"urn:schemas-professionalDisc:edl:ver.1.30:clipInfo\" umid=\"{}\">\n"
+      "\t<head>\n\t\t<metadata>\n\t\t\t<ref src=\"{}M01.XML\" "
+      "type=\"NonRealTimeMeta\"/>\n\t\t</metadata>\n\t</head>\n"
+      "\t<body>\n{}\t</body>\n</smil>\n",
+      kDeclaration, take.umid, name, body);
+}
+
+/// "frames seconds minutes hours" in BCD; bit 6 of the frames byte marks drop frame.
+std::string ltcValue(const Take& take, int frame) {
+  const Timecode code = timecodeAt(take, frame);
+  const int framesByte = code.frames / 10 << 4 | code.frames % 10 | (take.format.dropFrame ? 0x40 : 0);
+  return fmt::format("{:02X}{:02}{:02}{:02}", framesByte, code.seconds, code.minutes, code.hours);
+}
+
+std::string audioPorts(const Take& take) {
+  std::string ports;
+  for (int track = 1; track <= take.audioTracks; ++track)
+    ports +=
+        fmt::format("\t\t<AudioRecPort port=\"DIRECT\" audioCodec=\"LPCM16\" trackDst=\"CH{}\"/>\n", track);
+  return ports;
+}
+
+}  // namespace
+
+std::string catalogueXml(const std::vector<Take>& takes) {
+  std::string text = fmt::format(
+      "{}<MediaProfile xmlns=\"http://xmlns.sony.net/pro/metadata/mediaprofile\" createdAt=\"{}\" "
+      "version=\"2.00\">\n"
+      "\t<Properties>\n\t\t<System systemId=\"0800460201000001\" systemKind=\"Sample card\"/>\n"
+      "\t\t<Attached mediaId=\"0000000000000001\" mediaKind=\"PROAV\" "
+      "mediaName=\"SAMPLE\"/>\n\t</Properties>\n"
+      "\t<Contents>\n",
+      kDeclaration, kCreated);
+  for (const Take& take : takes) {
+    for (const Clip& clip : take.clips)
+      text += !take.spanned() && take.form == CatalogueForm::child ? childEntry(take, clip)
+                                                                   : attributeEntry(take, clip);
+    if (take.spanned()) text += takeEntry(take);
+  }
+  return text + "\t</Contents>\n</MediaProfile>\n";
+}
+
+std::string clipSmi(const Take& take, const Clip& clip) {
+  std::string body =
+      fmt::format("\t\t<par>\n\t\t\t<video src=\"{}.MP4\" type=\"MP4\" clipBegin=\"0\" clipEnd=\"{}\"/>\n",
+                  clip.name, clip.frames);
+  for (int track = 1; track <= take.audioTracks; ++track)
+    body += fmt::format(
+        "\t\t\t<audio src=\"{}.MP4\" type=\"MP4\" clipBegin=\"0\" clipEnd=\"{}\" trackDst=\"CH{}\"/>\n",
+        clip.name, clip.frames, track);
+  return smi(take, clip.name, body + "\t\t</par>\n");
+}
+
+std::string takeSmi(const Take& take) {
+  std::string body;
+  for (const Clip& clip : take.clips)
+    body += fmt::format(
+        "\t\t<par>\n\t\t\t<video src=\"../../CLPR/{0}/{0}.SMI\" type=\"PD-EDL\" clipBegin=\"0\" "
+        "clipEnd=\"{1}\"/>\n\t\t</par>\n",
+        clip.name, clip.frames);
+  return smi(take, take.name, body);
+}
+
+std::string sidecarXml(const Take& take, int firstFrame, int frames) {
+  const PictureFormat& format = take.format;
+  const int rate = (format.timeScale + format.frameDuration - 1) / format.frameDuration;
+  return fmt::format(
+             "{}<NonRealTimeMeta xmlns=\"urn:schemas-professionalDisc:nonRealTimeMeta:ver.1.30\" "
+             "lastUpdate=\"{}\">\n"
+             "\t<TargetMaterial umidRef=\"{}\"/>\n\t<Duration value=\"{}\"/>\n"
+             "\t<LtcChangeTable tcFps=\"{}\" halfStep=\"{}\">\n"
+             "\t\t<LtcChange frameCount=\"0\" value=\"{}\" status=\"increment\"/>\n"
+             "\t\t<LtcChange frameCount=\"{}\" value=\"{}\" status=\"end\"/>\n\t</LtcChangeTable>\n"
+             "\t<CreationDate value=\"{}\"/>\n"
+             "\t<VideoFormat>\n\t\t<VideoFrame videoCodec=\"{}\" captureFps=\"{}\" formatFps=\"{}\"/>\n"
+             "\t\t<VideoLayout pixel=\"{}\" numOfVerticalLine=\"{}\" "
+             "aspectRatio=\"16:9\"/>\n\t</VideoFormat>\n"
+             "\t<AudioFormat numOfChannel=\"{}\">\n",
+             kDeclaration, kCreated, take.umid, frames, rate > 30 ? rate / 2 : rate,
+             rate > 30 ? "true" : "false", ltcValue(take, firstFrame), frames - 1,
+             ltcValue(take, firstFrame + frames - 1), kCreated, videoType(format), rateName(format),
+             rateName(format), format.width, format.height, take.audioTracks) +
+         audioPorts(take) +
+         "\t</AudioFormat>\n\t<Device manufacturer=\"Sample\" modelName=\"Sample card\" "
+         "serialNo=\"0000001\"/>\n"
+         "</NonRealTimeMeta>\n";
+}
+
+}  // namespace samples

@@ -1,0 +1,59 @@
+#include <fmt/core.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <map>
+#include <string>
+
+#include "samples/card_plan.h"
+#include "samples/card_writer.h"
+
+namespace {
+
+void report(const samples::Take& take, const samples::Clip& clip) {
+  const samples::PictureFormat& format = take.format;
+  fmt::print("{}  {}x{}{} {:.4g} Hz, {} frames, {} mono tracks\n", clip.name, format.width, format.height,
+             format.interlaced ? "i" : "p", static_cast<double>(format.timeScale) / format.frameDuration,
+             clip.frames, take.audioTracks);
+  std::fflush(stdout);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app(
+      "Makes a sample XDCAM EX card: a take over three clip files, a single clip, a 29.97 Hz drop-frame "
+      "clip\n"
+      "and a 720p50 clip. Pictures carry their frame number, sound carries its position, both readable by\n"
+      "programs, so that a wrong frame or a shifted sample shows itself.");
+  std::string folder;
+  samples::CardOptions options;
+  std::string form = "mixed";
+  bool quiet = false;
+  app.add_option("OUTDIR", folder, "Folder that receives BPAV; made if missing")->required();
+  app.add_option("--seconds", options.seconds, "Length of every take (default: a second or so, up to 4)")
+      ->check(CLI::Range(0.5, 6.0 * 3600));
+  app.add_option(
+         "--form", form,
+         "How the catalogue names single clips: child (the Material's Component names ./CLPR/), attribute\n"
+         "(its tag does too; such a description does not open as a take), mixed (take 4 attribute)")
+      ->check(CLI::IsMember({"mixed", "child", "attribute"}))
+      ->capture_default_str();
+  app.add_flag("--small", options.small, "Tiny pictures: the same card, made and read in a moment");
+  app.add_flag("--crlf", options.carriageReturns, "Catalogue and descriptions with CR LF line ends");
+  app.add_flag("-q,--quiet", quiet, "Print errors only");
+  CLI11_PARSE(app, argc, argv);
+
+  options.oneForm = form != "mixed";
+  options.form = form == "attribute" ? samples::CatalogueForm::attribute : samples::CatalogueForm::child;
+  try {
+    samples::writeCard(folder, samples::planCard(options), options.carriageReturns,
+                       quiet ? samples::ClipDone{} : samples::ClipDone{report});
+  } catch (const std::exception& error) {
+    fmt::print(stderr, "make_card: {}\n", error.what());
+    return 1;
+  }
+  return 0;
+}

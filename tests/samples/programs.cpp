@@ -1,0 +1,41 @@
+#include "tests/samples/programs.h"
+
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+ScratchFolder::ScratchFolder() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "samples-XXXXXX").string();
+  if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no scratch folder");
+  path_ = pattern;
+}
+
+ScratchFolder::~ScratchFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+std::string readFile(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+Outcome run(const std::string& command) {
+  const ScratchFolder scratch;
+  const std::filesystem::path errors = scratch.path() / "errors";
+  Outcome outcome;
+  std::FILE* pipe = ::popen(("{ " + command + "\n} 2>" + errors.string()).c_str(), "r");
+  if (pipe == nullptr) return outcome;
+  std::array<char, 1 << 16> piece{};
+  while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), pipe))
+    outcome.output.append(piece.data(), count);
+  const int status = ::pclose(pipe);
+  outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  outcome.errors = readFile(errors);
+  return outcome;
+}
