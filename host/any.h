@@ -58,10 +58,9 @@ class KY_API Any {
   Any(bool value);                    // an int32 of 0 or 1
   Any(void const* data, int length);  // length 0: the pointer itself; above 0: an owned copy of the bytes
   // A pointer without its length would become a bool.
-  template <class T>
-  requires(!std::is_same_v<std::remove_cv_t<T>, char> && !std::is_same_v<std::remove_cv_t<T>, wchar_t>)
-      Any(T* pointer)
-  = delete;
+  template <class T, class = std::enable_if_t<!std::is_same_v<std::remove_cv_t<T>, char> &&
+                                              !std::is_same_v<std::remove_cv_t<T>, wchar_t>>>
+  Any(T* pointer) = delete;
   ~Any();
 
   Any& operator=(Any const& other);

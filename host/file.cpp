@@ -160,13 +160,15 @@ int KyFile::rmdir(Any const& path) {
 Any KyFile::osFname(Any const& path) { return path.asString(); }
 
 Any KyFile::tempFileName(char const* prefix, char const* ext) {
-  std::string const start = component(prefix, 128) + "_";
+  std::string const start = component(prefix, 128);
   std::string const end = ext && *ext ? "." + component(ext, 32) : std::string();
   Any const folder = ky_registry()->tempDir();
   for (;;) {
     std::string const random = randomDigits();
     if (random.empty()) return {};
-    Any const path = joinPath(folder, start + random + end);
+    std::string name = start;
+    name.append("_").append(random).append(end);
+    Any path = joinPath(folder, name);
     struct stat status;
     if (::lstat(native(path).c_str(), &status) != 0) return path;
   }

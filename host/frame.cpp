@@ -38,7 +38,7 @@ Layout layoutOf(uint32_t fourcc) {
     case kyFourcc("b64a"):
       return {1, 1, 8, 8};
     default:
-      return {};
+      return {0, 1, 0, 0};
   }
 }
 

@@ -1,0 +1,116 @@
+// Owners for libav objects, and the differences between FFmpeg 5.1 and 7 in one place.
+#pragma once
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/imgutils.h>
+#include <libavutil/opt.h>
+#include <libavutil/pixdesc.h>
+#include <libswresample/swresample.h>
+#include <libswscale/swscale.h>
+}
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+
+namespace lav {
+
+struct Deleter {
+  void operator()(AVFormatContext* p) const { avformat_close_input(&p); }
+  void operator()(AVCodecContext* p) const { avcodec_free_context(&p); }
+  void operator()(AVCodecParameters* p) const { avcodec_parameters_free(&p); }
+  void operator()(AVCodecParserContext* p) const { av_parser_close(p); }
+  void operator()(AVPacket* p) const { av_packet_free(&p); }
+  void operator()(AVFrame* p) const { av_frame_free(&p); }
+  void operator()(SwsContext* p) const { sws_freeContext(p); }
+  void operator()(SwrContext* p) const { swr_free(&p); }
+  void operator()(AVIOContext* p) const {
+    // The buffer is ours by contract of avio_alloc_context, and libavformat may have replaced it.
+    if (p) av_freep(&p->buffer);
+    avio_context_free(&p);
+  }
+};
+
+using FormatContext = std::unique_ptr<AVFormatContext, Deleter>;
+using CodecContext = std::unique_ptr<AVCodecContext, Deleter>;
+using CodecParameters = std::unique_ptr<AVCodecParameters, Deleter>;
+using Parser = std::unique_ptr<AVCodecParserContext, Deleter>;
+using Packet = std::unique_ptr<AVPacket, Deleter>;
+using Frame = std::unique_ptr<AVFrame, Deleter>;
+using Scaler = std::unique_ptr<SwsContext, Deleter>;
+using Resampler = std::unique_ptr<SwrContext, Deleter>;
+using Io = std::unique_ptr<AVIOContext, Deleter>;
+
+// libav objects whose allocation failed end the operation like any other lack of memory.
+template <class T>
+T checked(T pointer) {
+  if (!pointer) throw std::bad_alloc();
+  return pointer;
+}
+
+inline Packet newPacket() { return Packet(checked(av_packet_alloc())); }
+inline Frame newFrame() { return Frame(checked(av_frame_alloc())); }
+
+inline CodecParameters copy(const AVCodecParameters& from) {
+  CodecParameters to(checked(avcodec_parameters_alloc()));
+  if (avcodec_parameters_copy(to.get(), &from) < 0) throw std::bad_alloc();
+  return to;
+}
+
+inline std::string errorText(int code) {
+  char text[AV_ERROR_MAX_STRING_SIZE] = {};
+  av_strerror(code, text, sizeof text);
+  return text;
+}
+
+inline bool interlaced(const AVFrame& frame) {
+#if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(58, 7, 100)
+  return (frame.flags & AV_FRAME_FLAG_INTERLACED) != 0;
+#else
+  return frame.interlaced_frame != 0;
+#endif
+}
+
+inline bool topFieldFirst(const AVFrame& frame) {
+#if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(58, 7, 100)
+  return (frame.flags & AV_FRAME_FLAG_TOP_FIELD_FIRST) != 0;
+#else
+  return frame.top_field_first != 0;
+#endif
+}
+
+inline std::span<const uint8_t> extradata(const AVCodecParameters& parameters) {
+  if (!parameters.extradata || parameters.extradata_size <= 0) return {};
+  return {parameters.extradata, static_cast<size_t>(parameters.extradata_size)};
+}
+
+inline std::span<const uint8_t> payload(const AVPacket& packet) {
+  if (!packet.data || packet.size <= 0) return {};
+  return {packet.data, static_cast<size_t>(packet.size)};
+}
+
+inline std::span<const uint8_t> sideData(const AVPacket& packet, AVPacketSideDataType type) {
+  size_t size = 0;
+  const uint8_t* data = av_packet_get_side_data(&packet, type, &size);
+  return data ? std::span<const uint8_t>(data, size) : std::span<const uint8_t>();
+}
+
+// Converts audio frames like `frame` to `to`, packed, at their own rate and channels. Null when impossible.
+inline Resampler formatConverter(const AVFrame& frame, AVSampleFormat to) {
+  AVChannelLayout layout = {};  // FFmpeg 5.1 takes pointers to non-const
+  if (av_channel_layout_copy(&layout, &frame.ch_layout) < 0) return nullptr;
+  SwrContext* context = nullptr;
+  const int result =
+      swr_alloc_set_opts2(&context, &layout, to, frame.sample_rate, &layout,
+                          static_cast<AVSampleFormat>(frame.format), frame.sample_rate, 0, nullptr);
+  Resampler resampler(context);
+  av_channel_layout_uninit(&layout);
+  if (result < 0 || swr_init(context) < 0) return nullptr;
+  return resampler;
+}
+
+}  // namespace lav

@@ -1,0 +1,142 @@
+#include "mediafile/source.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+namespace mediafile {
+namespace {
+
+class PlainFile final : public ByteSource {
+ public:
+  PlainFile(int fd, int64_t size) : fd_(fd), size_(size) {}
+  PlainFile(const PlainFile&) = delete;
+  PlainFile& operator=(const PlainFile&) = delete;
+  ~PlainFile() override { ::close(fd_); }
+
+  int64_t size() const override { return size_; }
+
+  int64_t readAt(int64_t position, std::span<uint8_t> out) override {
+    size_t done = 0;
+    while (done < out.size()) {
+      const ssize_t got =
+          ::pread(fd_, out.data() + done, out.size() - done, position + static_cast<int64_t>(done));
+      if (got < 0 && errno == EINTR) continue;
+      if (got < 0) return -1;
+      if (got == 0) break;
+      done += static_cast<size_t>(got);
+    }
+    return static_cast<int64_t>(done);
+  }
+
+ private:
+  int fd_;
+  int64_t size_;
+};
+
+class ExternalFile final : public ByteSource {
+ public:
+  ExternalFile(const ExternalFunctions& functions, void* handle, int64_t size)
+      : functions_(functions), handle_(handle), size_(size) {}
+  ExternalFile(const ExternalFile&) = delete;
+  ExternalFile& operator=(const ExternalFile&) = delete;
+  ~ExternalFile() override { functions_.close(functions_.user, handle_); }
+
+  int64_t size() const override { return size_; }
+
+  int64_t readAt(int64_t position, std::span<uint8_t> out) override {
+    if (position != position_ && functions_.seek(functions_.user, handle_, position, SEEK_SET) < 0) {
+      position_ = -1;
+      return -1;
+    }
+    position_ = position;
+    size_t done = 0;
+    while (done < out.size()) {
+      const int wanted = static_cast<int>(std::min<size_t>(out.size() - done, INT_MAX));
+      const int got = functions_.read(functions_.user, handle_, out.data() + done, wanted);
+      if (got < 0 || got > wanted) {
+        position_ = -1;
+        return -1;
+      }
+      if (got == 0) break;
+      done += static_cast<size_t>(got);
+      position_ += got;
+    }
+    return static_cast<int64_t>(done);
+  }
+
+ private:
+  ExternalFunctions functions_;
+  void* handle_;
+  int64_t size_;
+  int64_t position_ = -1;  // of the host's handle, -1 unknown
+};
+
+std::unique_ptr<ByteSource> openPlain(const std::string& name, std::string& error) {
+  const int fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
+  struct stat info {};
+  if (fd < 0 || ::fstat(fd, &info) != 0) {
+    error = std::strerror(errno);
+    if (fd >= 0) ::close(fd);
+    return nullptr;
+  }
+  if (!S_ISREG(info.st_mode)) {
+    error = "not a regular file";
+    ::close(fd);
+    return nullptr;
+  }
+  return std::make_unique<PlainFile>(fd, static_cast<int64_t>(info.st_size));
+}
+
+std::unique_ptr<ByteSource> openExternal(const ExternalFunctions& functions, const std::string& name,
+                                         std::string& error) {
+  if (!functions.open || !functions.seek || !functions.read || !functions.close) {
+    error = "the external file access is incomplete";
+    return nullptr;
+  }
+  void* handle = functions.open(functions.user, name.c_str(), 0);
+  if (!handle) {
+    error = "the external file access cannot open it";
+    return nullptr;
+  }
+  // The size that came with the functions is that of one file only; others tell theirs themselves.
+  int64_t size = functions.size;
+  if (size <= 0 || name != functions.sizedName) size = functions.seek(functions.user, handle, 0, SEEK_END);
+  auto file = std::make_unique<ExternalFile>(functions, handle, size);
+  if (size < 0) {
+    error = "the external file access cannot tell its size";
+    return nullptr;
+  }
+  return file;
+}
+
+}  // namespace
+
+std::unique_ptr<ByteSource> FileAccess::open(const std::string& name, std::string& error) const {
+  return external_ ? openExternal(functions_, name, error) : openPlain(name, error);
+}
+
+std::string FileAccess::identity(const std::string& name) const {
+  char text[160];
+  if (external_) {
+    std::snprintf(text, sizeof text, "external %p %lld ", functions_.user,
+                  static_cast<long long>(name == functions_.sizedName ? functions_.size : -1));
+    return text + name;
+  }
+  struct stat info {};
+  if (::stat(name.c_str(), &info) != 0) return {};
+  std::snprintf(text, sizeof text, "file %llu:%llu %lld %lld.%09ld ",
+                static_cast<unsigned long long>(info.st_dev), static_cast<unsigned long long>(info.st_ino),
+                static_cast<long long>(info.st_size), static_cast<long long>(info.st_mtim.tv_sec),
+                info.st_mtim.tv_nsec);
+  return text + name;
+}
+
+}  // namespace mediafile

@@ -1,0 +1,55 @@
+// Bytes of a file, from the file system or from functions that the host supplies.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+
+namespace mediafile {
+
+// A file open for reading at any position. One thread at a time.
+class ByteSource {
+ public:
+  virtual ~ByteSource() = default;
+
+  // Bytes in the file when it was opened.
+  virtual int64_t size() const = 0;
+
+  // Fills `out` from `position`. The number of bytes read, less than asked only at the end of the file;
+  // negative when reading failed.
+  virtual int64_t readAt(int64_t position, std::span<uint8_t> out) = 0;
+};
+
+// File functions of the host; `user` comes first in all of them. read gives 0 at the end, negative on
+// failure; whence as fseek has it; a mode of 0 opens for reading.
+struct ExternalFunctions {
+  void* user = nullptr;
+  int64_t size = 0;  // bytes of `sizedName`
+  std::string sizedName;
+  void* (*open)(void* user, const char* name, int mode) = nullptr;
+  int64_t (*seek)(void* user, void* handle, int64_t position, int whence) = nullptr;
+  int (*read)(void* user, void* handle, void* buffer, int bytes) = nullptr;
+  int (*close)(void* user, void* handle) = nullptr;
+};
+
+// The way files are opened: default-constructed from the file system. Every opening gives its own handle,
+// so sources of one access can be used in different threads.
+class FileAccess {
+ public:
+  FileAccess() = default;
+  explicit FileAccess(ExternalFunctions functions) : external_(true), functions_(std::move(functions)) {}
+
+  // Null when the file cannot be opened, with the reason in `error`. Only regular files are opened.
+  std::unique_ptr<ByteSource> open(const std::string& name, std::string& error) const;
+
+  // A text that is equal for equal content: name, size and modification time, or the user data, name and
+  // size of an external file. Empty when the file cannot be examined.
+  std::string identity(const std::string& name) const;
+
+ private:
+  bool external_ = false;
+  ExternalFunctions functions_;
+};
+
+}  // namespace mediafile

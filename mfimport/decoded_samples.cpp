@@ -1,0 +1,218 @@
+// Samples through a decoder: AAC, MPEG audio, AC-3 and the like.
+#include <algorithm>
+#include <cstring>
+
+#include "mfimport/classify.h"
+#include "mfimport/packet_reader.h"
+#include "mfimport/sample_source.h"
+
+namespace mfimport {
+namespace {
+
+// Packets decoded before a target and thrown away, so that overlap and predictors are right. Layer III takes
+// bits of earlier packets, up to 511 bytes of its reservoir.
+size_t prerollOf(AVCodecID codec) {
+  if (isPcm(codec)) return 0;
+  return codec == AV_CODEC_ID_MP3 ? 10 : 2;
+}
+
+AVSampleFormat sampleFormatFor(const SampleLayout& layout) {
+  if (layout.isFloat) return AV_SAMPLE_FMT_FLT;
+  return layout.bits == 16 ? AV_SAMPLE_FMT_S16 : AV_SAMPLE_FMT_S32;
+}
+
+class DecodedSamples final : public SampleSource {
+ public:
+  DecodedSamples(const StreamIndex& stream, const SampleLayout& layout, const HostCallbacks& host)
+      : stream_(stream),
+        layout_(layout),
+        host_(host),
+        channels_(stream.parameters->ch_layout.nb_channels),
+        frameBytes_(channels_ * layout.bytes()),
+        block_(HostAllocator<uint8_t>(host.memory())) {}
+
+  bool open(const MediaIndex& index, const mediafile::FileAccess& access, std::string& error) {
+    name_ = index.name;
+    reader_ = openPacketReader(index, stream_, access, error);
+    if (!reader_) return false;
+    codec_ = openAudioCodec(stream_, error);
+    return codec_ != nullptr;
+  }
+
+  void seek(int64_t sample) override { next_ = sample; }
+
+  int64_t read(uint8_t* out, int64_t count) override {
+    int64_t done = 0;
+    while (done < count && next_ < stream_.audio.samples) {
+      const SampleSpan& span = fetch(next_);
+      const int64_t within = next_ - span.first;
+      const int64_t usable = std::min(count - done, span.keep - within);
+      std::memcpy(out + done * frameBytes_, block_.data() + (span.drop + within) * frameBytes_,
+                  static_cast<size_t>(usable * frameBytes_));
+      done += usable;
+      next_ += usable;
+    }
+    return done;
+  }
+
+ private:
+  // Makes block_ hold the decoded packet that delivers `sample`.
+  const SampleSpan& fetch(int64_t sample) {
+    const auto& spans = stream_.audio.spans;
+    const auto delivers = [&](size_t packet) {
+      return packet < spans.size() && sample >= spans[packet].first &&
+             sample < spans[packet].first + spans[packet].keep;
+    };
+    if (haveBlock_ && delivers(blockPacket_)) return spans[blockPacket_];
+    const size_t wanted =
+        haveBlock_ && delivers(blockPacket_ + 1) ? blockPacket_ + 1 : stream_.audio.packetOf(sample);
+    const size_t preroll = prerollOf(stream_.codec());
+    const bool onward = begun_ && wanted >= nextDecoded_ && wanted - nextDecoded_ <= preroll;
+    if (!onward) begin(wanted > preroll && wanted != stream_.audio.packetOf(0) ? wanted - preroll : 0);
+    while (nextDecoded_ <= wanted) decodeNext(nextDecoded_ == wanted);
+    haveBlock_ = true;
+    blockPacket_ = wanted;
+    return spans[wanted];
+  }
+
+  // A reading from the first sample on is the same every time: the noise that AAC substitutes depends on all
+  // packets before, so it takes every packet and a decoder that has seen none.
+  void begin(size_t packet) {
+    if (begun_) {
+      std::string unused;
+      lav::CodecContext fresh = packet == 0 ? openAudioCodec(stream_, unused) : nullptr;
+      if (fresh)
+        codec_ = std::move(fresh);
+      else
+        avcodec_flush_buffers(codec_.get());
+    }
+    begun_ = true;
+    reader_->position(packet);
+    nextDecoded_ = packet;
+    ready_ = lav::Frame();
+    drained_ = false;
+  }
+
+  // Decodes one packet's samples; with `keep` into block_, as many as the index says. What does not come out
+  // is silence, so that all other samples keep their place.
+  void decodeNext(bool keep) {
+    const size_t packet = nextDecoded_++;
+    const int64_t wanted = stream_.audio.spans[packet].decoded;
+    if (keep) {
+      block_.assign(static_cast<size_t>(wanted * frameBytes_), 0);
+      filled_ = 0;
+    }
+    while (receive(packet)) {
+      if (ready_->pts > static_cast<int64_t>(packet)) break;  // the packet's own gave nothing
+      if (keep && ready_->pts == static_cast<int64_t>(packet)) append(*ready_, wanted);
+      ready_.reset();
+    }
+    if (keep && filled_ == 0 && wanted > 0)
+      host_.warning(formatted("mfimport: '%s': audio packet %zu cannot be decoded, silence stands in",
+                              name_.c_str(), packet));
+  }
+
+  // Makes ready_ hold the next decoder output, sending packets up to `packet`. False when they give no more.
+  bool receive(size_t packet) {
+    if (ready_) return true;
+    lav::Frame frame = lav::newFrame();
+    for (;;) {
+      const int result = avcodec_receive_frame(codec_.get(), frame.get());
+      if (result >= 0) {
+        if (frame->pts == AV_NOPTS_VALUE) frame->pts = lastPts_;  // further output of the same packet
+        lastPts_ = frame->pts;
+        ready_ = std::move(frame);
+        return true;
+      }
+      if (result == AVERROR_EOF || drained_ || reader_->nextNumber() > packet) return false;
+      send();
+    }
+  }
+
+  void send() {
+    const size_t number = reader_->nextNumber();
+    const PacketReader::Result result = reader_->next(*packet_);
+    if (result == PacketReader::Result::end || reader_->nextNumber() == number) {
+      drained_ = true;
+      avcodec_send_packet(codec_.get(), nullptr);
+    } else if (result == PacketReader::Result::packet) {
+      packet_->pts = static_cast<int64_t>(number);
+      packet_->dts = AV_NOPTS_VALUE;
+      packet_->flags &= ~AV_PKT_FLAG_DISCARD;
+      avcodec_send_packet(codec_.get(), packet_.get());
+      av_packet_unref(packet_.get());
+    }
+  }
+
+  void append(const AVFrame& frame, int64_t wanted) {
+    if (frame.ch_layout.nb_channels != channels_ || !prepareResampler(frame)) return;
+    const int64_t usable = std::min<int64_t>(frame.nb_samples, wanted - filled_);
+    if (usable <= 0) return;
+    uint8_t* out = block_.data() + filled_ * frameBytes_;
+    const bool packed = layout_.bits == 20 || layout_.bits == 24;
+    if (packed) {
+      wide_.resize(static_cast<size_t>(usable * channels_));
+      out = reinterpret_cast<uint8_t*>(wide_.data());
+    }
+    const int got = swr_convert(resampler_.get(), &out, static_cast<int>(usable),
+                                const_cast<const uint8_t**>(frame.extended_data), static_cast<int>(usable));
+    if (got != usable) return;
+    if (packed)
+      packThreeBytes(block_.data() + filled_ * frameBytes_, static_cast<size_t>(usable * channels_));
+    filled_ += usable;
+  }
+
+  // The upper three bytes of left-aligned 32-bit samples.
+  void packThreeBytes(uint8_t* out, size_t values) const {
+    for (size_t i = 0; i < values; ++i) {
+      const auto value = static_cast<uint32_t>(wide_[i]);
+      out[3 * i] = static_cast<uint8_t>(value >> 8);
+      out[3 * i + 1] = static_cast<uint8_t>(value >> 16);
+      out[3 * i + 2] = static_cast<uint8_t>(value >> 24);
+    }
+  }
+
+  // Converts the sample format alone; rate and channels stay.
+  bool prepareResampler(const AVFrame& frame) {
+    if (resampler_ && resamplerFrom_ == frame.format) return true;
+    resampler_ = lav::formatConverter(frame, sampleFormatFor(layout_));
+    resamplerFrom_ = frame.format;
+    return resampler_ != nullptr;
+  }
+
+  const StreamIndex& stream_;
+  SampleLayout layout_;
+  HostCallbacks host_;
+  std::string name_;
+  int64_t channels_, frameBytes_;
+  std::unique_ptr<PacketReader> reader_;
+  lav::CodecContext codec_;
+  lav::Packet packet_ = lav::newPacket();
+  lav::Resampler resampler_;
+  int resamplerFrom_ = AV_SAMPLE_FMT_NONE;
+
+  int64_t next_ = 0;
+  bool begun_ = false;
+  size_t nextDecoded_ = 0;  // packet whose samples come next out of the decoder
+  bool drained_ = false;
+  lav::Frame ready_;  // came out and is not used yet
+  int64_t lastPts_ = 0;
+  bool haveBlock_ = false;
+  size_t blockPacket_ = 0;
+  HostVector<uint8_t> block_;  // all decoded samples of blockPacket_
+  int64_t filled_ = 0;
+  std::vector<int32_t> wide_;
+};
+
+}  // namespace
+
+std::unique_ptr<SampleSource> openDecodedSamples(const MediaIndex& index, const StreamIndex& stream,
+                                                 const SampleLayout& layout,
+                                                 const mediafile::FileAccess& access,
+                                                 const HostCallbacks& host, std::string& error) {
+  auto samples = std::make_unique<DecodedSamples>(stream, layout, host);
+  if (!samples->open(index, access, error)) return nullptr;
+  return samples;
+}
+
+}  // namespace mfimport

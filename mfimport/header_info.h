@@ -1,0 +1,68 @@
+// Coded header fields that libavcodec does not hand out. Pure functions over bytes; any input is allowed.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace mfimport {
+
+enum class HeaderSyntax { none, mpeg12, mpeg4, h264, hevc };
+
+// What the headers said; fields keep their initial value until a header gives them.
+struct HeaderInfo {
+  // MPEG-1/2 (ISO/IEC 11172-2, 13818-2 6.2)
+  bool mpeg2 = false;         // a sequence_extension was seen
+  int aspectCode = 0;         // aspect_ratio_information
+  uint32_t bitRateValue = 0;  // units of 400 bit/s, 18 low bits and 12 of the extension
+  bool displayExtension = false;
+  int displayWidth = 0, displayHeight = 0;
+  int chromaFormat = 0;  // 1 4:2:0, 2 4:2:2, 3 4:4:4; also of H.264 and HEVC
+  int vbvDelay = -1;     // of the first picture
+  int frameDct = -1;     // frame_pred_frame_dct of the first picture
+  bool dropFrame = false;
+  int codedRateCode = 0;  // frame_rate_code
+
+  // H.264, HEVC: video usability information; MPEG-4: aspect_ratio_info
+  bool aspectPresent = false;
+  int aspectIdc = 0, sarWidth = 0, sarHeight = 0;
+  bool hrd = false, cbr = false;  // H.264 HRD parameters, any cbr_flag
+  int profile = 0;                // profile_idc
+  int depth = 0;                  // luma bits, 0 unknown
+  bool intraProfile = false;      // H.264 constraint_set3_flag
+};
+
+// Units between start codes (00 00 01), the start code left out.
+void forEachStartCode(std::span<const uint8_t> data,
+                      const std::function<void(std::span<const uint8_t>)>& unit);
+
+// Units behind length fields of `lengthBytes` (1 to 4) bytes, as in MP4. A length that does not fit ends it.
+void forEachLengthPrefixed(std::span<const uint8_t> data, int lengthBytes,
+                           const std::function<void(std::span<const uint8_t>)>& unit);
+
+// Bytes of the length fields that `extradata`, an avcC or hvcC record (ISO/IEC 14496-15), announces; 0 when
+// it is no such record, that is for streams with start codes.
+int nalLengthBytes(HeaderSyntax syntax, std::span<const uint8_t> extradata);
+
+// Reads the headers in decoder configuration `extradata` and in `packet`, each may be empty.
+HeaderInfo readHeaders(HeaderSyntax syntax, std::span<const uint8_t> extradata,
+                       std::span<const uint8_t> packet);
+
+// One user data unit (MPEG, type 0xB2) or SEI message (H.264; 4 registered, 5 unregistered).
+struct UserData {
+  int type;
+  std::vector<uint8_t> bytes;  // behind the start code; of SEI the payload without emulation bytes
+};
+
+// All user data of one coded picture.
+std::vector<UserData> readUserData(HeaderSyntax syntax, int lengthBytes, std::span<const uint8_t> packet);
+
+// The coding mode in the first syncframe of AC-3 and E-AC-3 (ATSC A/52 5.3, annex E 2.2).
+struct Ac3Mode {
+  int acmod, lfeon;
+};
+std::optional<Ac3Mode> readAc3Mode(std::span<const uint8_t> frame);
+
+}  // namespace mfimport

@@ -1,0 +1,57 @@
+// Steps of building a MediaIndex.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "mfimport/media_index.h"
+
+namespace mfimport {
+
+// What the pass notes about one packet and the index does not keep.
+struct PacketNote {
+  int64_t duration = 0;                 // time base of the stream
+  uint32_t skipBegin = 0, skipEnd = 0;  // samples, AV_PKT_DATA_SKIP_SAMPLES
+  bool hasSkip = false;
+  bool key = false;
+  bool discard = false;      // outside the edit list: decoded, not delivered
+  bool secondField = false;  // completes the picture of the packet before
+  bool bidirectional = false;
+  uint8_t fields = 2;  // shown, 3 and more with repeats
+};
+
+// Looks into coded pictures for what containers of elementary streams do not say. One per video stream.
+class PictureInspector {
+ public:
+  explicit PictureInspector(const AVCodecParameters& parameters);
+  void inspect(const AVPacket& packet, PacketNote& note);
+
+ private:
+  lav::Parser parser_;
+  lav::CodecContext context_;
+  int openField_ = 0;  // structure of a first field that waits for its second, 0 none
+};
+
+// Fills stream.video and stream.first from stream.packets and their notes. Decodes the first pictures to see
+// which of those that precede the first key picture in time can be shown.
+void buildVideoIndex(const MediaIndex& index, StreamIndex& stream, const std::vector<PacketNote>& notes,
+                     const mediafile::FileAccess& access);
+
+// Fills stream.audio. Decodes the first packets to learn how many samples one gives.
+void buildAudioIndex(const MediaIndex& index, StreamIndex& stream, const std::vector<PacketNote>& notes,
+                     const mediafile::FileAccess& access);
+
+// Presentation order. `ranks[i]` is the place of packet group i; exposed for tests of the rule.
+struct StampedPicture {
+  int64_t pts, dts;
+  bool bidirectional;
+};
+std::vector<uint32_t> presentationRanks(const std::vector<StampedPicture>& pictures, bool stampsMayJump);
+
+// Pictures per second from presentation stamps in ascending order, 0 when they do not tell. Gaps are left
+// out; a result close to a usual rate becomes that rate.
+double measuredRate(const std::vector<int64_t>& stamps, AVRational timeBase);
+double snappedRate(double rate);
+
+}  // namespace mfimport

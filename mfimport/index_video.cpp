@@ -1,0 +1,306 @@
+// Display order of pictures.
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+#include "mfimport/classify.h"
+#include "mfimport/index_build.h"
+#include "mfimport/packet_reader.h"
+#include "mfimport/video_codec.h"
+
+namespace mfimport {
+
+PictureInspector::PictureInspector(const AVCodecParameters& parameters)
+    : parser_(av_parser_init(parameters.codec_id)), context_(lav::checked(avcodec_alloc_context3(nullptr))) {
+  if (parser_) parser_->flags |= PARSER_FLAG_COMPLETE_FRAMES;
+  if (avcodec_parameters_to_context(context_.get(), &parameters) < 0) parser_.reset();
+}
+
+void PictureInspector::inspect(const AVPacket& packet, PacketNote& note) {
+  if (!parser_) return;
+  uint8_t* out = nullptr;
+  int size = 0;
+  av_parser_parse2(parser_.get(), context_.get(), &out, &size, packet.data, packet.size, packet.pts,
+                   packet.dts, packet.pos);
+  note.bidirectional = parser_->pict_type == AV_PICTURE_TYPE_B;
+  if (parser_->repeat_pict > 0) note.fields = static_cast<uint8_t>(std::min(1 + parser_->repeat_pict, 8));
+  const int structure = parser_->picture_structure;
+  const bool field =
+      structure == AV_PICTURE_STRUCTURE_TOP_FIELD || structure == AV_PICTURE_STRUCTURE_BOTTOM_FIELD;
+  note.secondField = field && openField_ != 0 && openField_ != structure;
+  openField_ = field && !note.secondField ? structure : 0;
+}
+
+namespace {
+
+// Stamps that leap further than this start a new stretch of time.
+constexpr int64_t kLeapSeconds = 10;
+
+// An anchor picture is shown when the next anchor arrives, bidirectional ones at once.
+std::vector<uint32_t> ranksWithoutStamps(const std::vector<StampedPicture>& pictures) {
+  std::vector<uint32_t> ranks(pictures.size());
+  uint32_t next = 0;
+  size_t anchor = pictures.size();
+  for (size_t i = 0; i < pictures.size(); ++i) {
+    if (pictures[i].bidirectional) {
+      ranks[i] = next++;
+      continue;
+    }
+    if (anchor < pictures.size()) ranks[anchor] = next++;
+    anchor = i;
+  }
+  if (anchor < pictures.size()) ranks[anchor] = next;
+  return ranks;
+}
+
+void groupPackets(StreamIndex& stream, const std::vector<PacketNote>& notes) {
+  auto& pictures = stream.video.pictures;
+  pictures.reserve(stream.packets.size());
+  for (size_t i = 0; i < stream.packets.size(); ++i) {
+    const PacketNote& note = notes[i];
+    if (note.secondField && !pictures.empty() && pictures.back().packets == 1) {
+      pictures.back().packets = 2;
+    } else {
+      pictures.push_back({static_cast<uint32_t>(i), 1, note.key, note.discard, 0, Picture::kNotShown});
+    }
+    stream.packets[i].unit = static_cast<uint32_t>(pictures.size() - 1);
+  }
+}
+
+void rankPictures(StreamIndex& stream, const std::vector<PacketNote>& notes, bool stampsMayJump) {
+  auto& pictures = stream.video.pictures;
+  std::vector<StampedPicture> stamped;
+  stamped.reserve(pictures.size());
+  for (const Picture& picture : pictures) {
+    const PacketEntry& entry = stream.packets[picture.packet];
+    stamped.push_back({entry.pts, entry.dts, notes[picture.packet].bidirectional});
+    if (stampsMayJump) {
+      // presentationRanks works on stamps of one clock whatever the time base; leaps are told in seconds.
+      StampedPicture& last = stamped.back();
+      last.dts = last.dts == AV_NOPTS_VALUE ? last.pts : last.dts;
+      if (last.dts != AV_NOPTS_VALUE) last.dts = stream.to27M(last.dts);
+    }
+  }
+  const std::vector<uint32_t> ranks = presentationRanks(stamped, stampsMayJump);
+  for (size_t i = 0; i < pictures.size(); ++i) pictures[i].rank = ranks[i];
+}
+
+int reorderDepthOf(const VideoIndex& video) {
+  // A picture is held back by those decoded before it and shown after it.
+  int depth = 0;
+  std::vector<uint32_t> ahead;  // ranks decoded so far that exceed the ranks shown so far
+  uint32_t shown = 0;
+  std::vector<bool> decoded(video.pictures.size(), false);
+  for (const Picture& picture : video.pictures) {
+    decoded[picture.rank] = true;
+    const auto above = std::lower_bound(ahead.begin(), ahead.end(), picture.rank);
+    depth = std::max(depth, static_cast<int>(ahead.end() - above));
+    ahead.insert(above, picture.rank);
+    while (shown < decoded.size() && decoded[shown]) ++shown;
+    ahead.erase(ahead.begin(), std::lower_bound(ahead.begin(), ahead.end(), shown));
+    constexpr size_t kMostPending = 64;
+    if (ahead.size() > kMostPending) ahead.erase(ahead.begin());
+  }
+  return depth;
+}
+
+void measureGroups(VideoIndex& video) {
+  const auto& pictures = video.pictures;
+  if (video.firstKey >= pictures.size()) return;
+  size_t nextKey = video.firstKey + 1;
+  while (nextKey < pictures.size() && !pictures[nextKey].key) ++nextKey;
+  video.gopN = static_cast<int>(nextKey - video.firstKey);
+  // Anchors are the pictures that go beyond all before them in presentation.
+  const uint32_t first = pictures[video.firstKey].rank;
+  video.gopM = 1;
+  for (size_t i = video.firstKey + 1; i < pictures.size(); ++i) {
+    if (pictures[i].rank <= first) continue;
+    video.gopM = static_cast<int>(pictures[i].rank - first);
+    break;
+  }
+}
+
+// Decodes from the first key picture until a picture is shown that is not before it in time, and keeps for
+// display only those earlier ones that come out. An open first GOP has leading pictures that refer to a GOP
+// which is not there; in a closed one they can be shown.
+class OpeningProbe {
+ public:
+  OpeningProbe(const MediaIndex& index, StreamIndex& stream, const mediafile::FileAccess& access)
+      : stream_(stream), pictures_(stream.video.pictures), comesOut_(pictures_.size(), false) {
+    std::string error;
+    reader_ = openPacketReader(index, stream, access, error);
+    if (reader_) codec_ = openVideoCodec(stream, {}, error);
+  }
+
+  // The rank of the first picture at or behind the first key that can be shown; 0 when none came out.
+  uint32_t run() {
+    if (!reader_ || !codec_) return 0;
+    const size_t firstPacket = pictures_[stream_.video.firstKey].packet;
+    if (!reader_->position(firstPacket)) return 0;
+    constexpr size_t kMostPackets = 400;
+    const lav::Packet packet = lav::newPacket();
+    for (size_t sent = 0; sent < kMostPackets && !reached_; ++sent) {
+      const size_t number = reader_->nextNumber();
+      const PacketReader::Result result = reader_->next(*packet);
+      if (result == PacketReader::Result::end) break;
+      if (result == PacketReader::Result::error) continue;
+      if (number == firstPacket)
+        stream_.headers = readHeaders(headerSyntaxOf(stream_.codec()), lav::extradata(*stream_.parameters),
+                                      lav::payload(*packet));
+      packet->pts = pictures_[stream_.packets[number].unit].rank;
+      packet->dts = AV_NOPTS_VALUE;
+      avcodec_send_packet(codec_.get(), packet.get());
+      av_packet_unref(packet.get());
+      receive();
+    }
+    if (!reached_) {
+      avcodec_send_packet(codec_.get(), nullptr);
+      receive();
+    }
+    return reached_ ? reachedRank_ : 0;
+  }
+
+  bool comesOut(size_t rank) const { return comesOut_[rank]; }
+
+ private:
+  void receive() {
+    const lav::Frame frame = lav::newFrame();
+    while (!reached_ && avcodec_receive_frame(codec_.get(), frame.get()) >= 0) {
+      if (!stream_.first.seen) note(*frame);
+      const int64_t rank = frame->pts;
+      if (rank < 0 || rank >= static_cast<int64_t>(comesOut_.size())) continue;
+      comesOut_[static_cast<size_t>(rank)] = true;
+      if (rank < pictures_[stream_.video.firstKey].rank) continue;
+      reached_ = true;
+      reachedRank_ = static_cast<uint32_t>(rank);
+    }
+  }
+
+  void note(const AVFrame& frame) {
+    FirstPicture& first = stream_.first;
+    first.seen = true;
+    first.width = frame.width;
+    first.height = frame.height;
+    first.format = static_cast<AVPixelFormat>(frame.format);
+    first.interlaced = lav::interlaced(frame);
+    first.topFieldFirst = lav::topFieldFirst(frame);
+    if (codec_->framerate.num > 0 && codec_->framerate.den > 0) first.codedRate = av_q2d(codec_->framerate);
+  }
+
+  StreamIndex& stream_;
+  const HostVector<Picture>& pictures_;
+  std::vector<bool> comesOut_;  // by rank
+  std::unique_ptr<PacketReader> reader_;
+  lav::CodecContext codec_;
+  bool reached_ = false;
+  uint32_t reachedRank_ = 0;
+};
+
+void numberForDisplay(VideoIndex& video, const OpeningProbe& probe, uint32_t reachedRank) {
+  auto& pictures = video.pictures;
+  std::vector<uint32_t> byRank(pictures.size());
+  for (size_t i = 0; i < pictures.size(); ++i) byRank[pictures[i].rank] = static_cast<uint32_t>(i);
+  const uint32_t opening = std::max(reachedRank, pictures[video.firstKey].rank);
+  video.byDisplay.reserve(pictures.size());
+  for (size_t rank = 0; rank < byRank.size(); ++rank) {
+    Picture& picture = pictures[byRank[rank]];
+    if (picture.hidden || byRank[rank] < video.firstKey) continue;
+    if (rank < opening && !probe.comesOut(rank)) continue;
+    picture.display = static_cast<int32_t>(video.byDisplay.size());
+    video.byDisplay.push_back(byRank[rank]);
+  }
+}
+
+void measureRates(StreamIndex& stream, const std::vector<PacketNote>& notes) {
+  VideoIndex& video = stream.video;
+  std::vector<int64_t> stamps;
+  stamps.reserve(video.frames());
+  int64_t fields = 0;
+  for (const uint32_t at : video.byDisplay) {
+    const Picture& picture = video.pictures[at];
+    const int64_t pts = stream.packets[picture.packet].pts;
+    if (pts != AV_NOPTS_VALUE) stamps.push_back(pts);
+    fields += picture.packets == 2 ? 2 : notes[picture.packet].fields;
+  }
+  const double declared = stream.averageRate > 0 ? stream.averageRate : stream.baseRate;
+  video.rate = measuredRate(stamps, stream.timeBase);
+  if (video.rate <= 0) video.rate = snappedRate(declared);
+  const double shown =
+      video.frames() > 0 ? static_cast<double>(fields) / (2.0 * static_cast<double>(video.frames())) : 1;
+  video.displayedRate = shown > 1.02 ? snappedRate(video.rate * shown) : video.rate;
+}
+
+}  // namespace
+
+std::vector<uint32_t> presentationRanks(const std::vector<StampedPicture>& pictures, bool stampsMayJump) {
+  const bool stamped = std::all_of(pictures.begin(), pictures.end(),
+                                   [](const StampedPicture& p) { return p.pts != AV_NOPTS_VALUE; });
+  if (!stamped) return ranksWithoutStamps(pictures);
+  std::vector<uint32_t> stretch(pictures.size(), 0);
+  for (size_t i = 1; stampsMayJump && i < pictures.size(); ++i) {
+    const int64_t before = pictures[i - 1].dts, now = pictures[i].dts;
+    const bool known = before != AV_NOPTS_VALUE && now != AV_NOPTS_VALUE;
+    const bool leap = known && std::llabs(now - before) > kLeapSeconds * kClock27M.den;
+    stretch[i] = stretch[i - 1] + (leap ? 1 : 0);
+  }
+  std::vector<uint32_t> order(pictures.size());
+  std::iota(order.begin(), order.end(), 0U);
+  std::stable_sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
+    return stretch[a] != stretch[b] ? stretch[a] < stretch[b] : pictures[a].pts < pictures[b].pts;
+  });
+  std::vector<uint32_t> ranks(pictures.size());
+  for (size_t i = 0; i < order.size(); ++i) ranks[order[i]] = static_cast<uint32_t>(i);
+  return ranks;
+}
+
+double snappedRate(double rate) {
+  constexpr double kTolerance = 0.0005;
+  for (int whole = 1; whole <= 300; ++whole) {
+    const double drop = whole * 1000.0 / 1001.0;
+    const bool dropUsual = whole % 24 == 0 || whole % 30 == 0 || whole == 15;
+    // Both candidates lie a thousandth apart: the nearer one counts.
+    const bool nearWhole = std::abs(rate - whole) < kTolerance * whole;
+    const bool nearDrop = dropUsual && std::abs(rate - drop) < kTolerance * drop;
+    if (nearWhole && (!nearDrop || std::abs(rate - whole) <= std::abs(rate - drop))) return whole;
+    if (nearDrop) return drop;
+  }
+  return rate;
+}
+
+double measuredRate(const std::vector<int64_t>& stamps, AVRational timeBase) {
+  if (stamps.size() < 2 || timeBase.num <= 0 || timeBase.den <= 0) return 0;
+  std::vector<int64_t> steps;
+  steps.reserve(stamps.size() - 1);
+  for (size_t i = 1; i < stamps.size(); ++i)
+    if (stamps[i] > stamps[i - 1]) steps.push_back(stamps[i] - stamps[i - 1]);
+  if (steps.empty()) return 0;
+  const auto middle = steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2);
+  std::nth_element(steps.begin(), middle, steps.end());
+  const int64_t usual = *middle;
+  double sum = 0, count = 0;
+  for (const int64_t step : steps) {
+    if (step > 4 * usual) continue;
+    sum += static_cast<double>(step);
+    ++count;
+  }
+  return snappedRate(count * timeBase.den / (sum * timeBase.num));
+}
+
+void buildVideoIndex(const MediaIndex& index, StreamIndex& stream, const std::vector<PacketNote>& notes,
+                     const mediafile::FileAccess& access) {
+  VideoIndex& video = stream.video;
+  groupPackets(stream, notes);
+  if (video.pictures.empty()) return;
+  rankPictures(stream, notes, index.bytePositions);
+  while (video.firstKey < video.pictures.size() && !video.pictures[video.firstKey].key) ++video.firstKey;
+  if (video.firstKey == video.pictures.size())
+    video.firstKey = 0;  // no marks: any picture may be a beginning
+  video.reorderDepth = reorderDepthOf(video);
+  OpeningProbe probe(index, stream, access);
+  const uint32_t reached = probe.run();
+  numberForDisplay(video, probe, reached);
+  measureGroups(video);
+  measureRates(stream, notes);
+}
+
+}  // namespace mfimport

@@ -1,0 +1,66 @@
+// What stands behind a MpegIn.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "mfimport/audio_decoder.h"
+#include "mfimport/host_callbacks.h"
+#include "mfimport/media.h"
+#include "mfimport/mfimport.h"
+#include "mfimport/stream_info.h"
+#include "mfimport/video_decoder.h"
+
+namespace mfimport {
+
+// Turns the file functions of the public interface into an access; from the file system when they are off.
+mediafile::FileAccess accessOf(const MpegExternalIo& io, const std::string& name);
+
+}  // namespace mfimport
+
+// The library's side of one instance. Every operation returns a MpegResult unless told otherwise and has
+// printed the reason of a failure.
+struct MpegInImpl {
+  MpegInImpl(MpegResourceGetter getter, MpegIn& owner) : self(owner), host(getter) {}
+
+  int parse(const char* name);
+  int open(const char* name);
+  void close();
+
+  int seekFrame(int frame);
+  int nextFrame();
+  int seekSample(int64_t sample);
+  int nextSamples(void* buffer, int count);
+
+  int videoRequest(int request, void* record, int value);
+  int audioRequest(int request, void* record, int size);
+
+  MpegIn& self;
+  mfimport::HostCallbacks host;
+
+ private:
+  int load(const char* name);
+  int selectVideo();
+  int selectAudio();
+  void publishCounts();
+  int extendedHeader(void* record);
+  int userDataMpeg(void* record, int size);
+  int userDataH264(void* record);
+  int sampleFormat(const void* record, int size);
+  int report(int result, const char* what, long long number, const std::string& error) const;
+
+  std::string name_;
+  mediafile::FileAccess access_;
+  std::shared_ptr<const mfimport::Media> media_;
+  std::unique_ptr<mfimport::StreamTable> table_;
+  std::unique_ptr<mfimport::VideoDecoder> video_;
+  std::unique_ptr<mfimport::AudioDecoder> audio_;
+  int threadCount_ = -1, threadMode_ = -1;
+
+  MpegExtendedHeader header_{};
+  std::vector<MpegUserDataEntry> userEntries_;
+  std::vector<MpegUserDataEntry*> userPointers_;
+  std::vector<MpegSeiEntry> seiEntries_;
+  MpegSeiList seiList_{};
+};

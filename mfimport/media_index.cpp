@@ -1,0 +1,428 @@
+#include "mfimport/media_index.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <map>
+#include <mutex>
+
+#include "mfimport/classify.h"
+#include "mfimport/index_build.h"
+
+namespace mfimport {
+namespace {
+
+using mediafile::Container;
+
+constexpr int kLeastSize = 16, kMostSize = 8192;  // pixels
+
+bool formatIs(const AVFormatContext& format, const char* name) {
+  const char* names = format.iformat->name;
+  const size_t length = std::strlen(name);
+  for (const char* at = names; (at = std::strstr(at, name)); at += length)
+    if ((at == names || at[-1] == ',') && (at[length] == 0 || at[length] == ',')) return true;
+  return false;
+}
+
+bool formatIsAnyOf(const AVFormatContext& format, std::initializer_list<const char*> names) {
+  return std::any_of(names.begin(), names.end(), [&](const char* name) { return formatIs(format, name); });
+}
+
+bool hasStream(const AVFormatContext& format, AVMediaType type, bool (*test)(AVCodecID)) {
+  for (unsigned i = 0; i < format.nb_streams; ++i)
+    if (format.streams[i]->codecpar->codec_type == type && test(format.streams[i]->codecpar->codec_id))
+      return true;
+  return false;
+}
+
+// AVI and Matroska of the DivX profiles: their subtitles can be extracted.
+bool isDmf(const AVFormatContext& format) {
+  const bool fits = !hasStream(format, AVMEDIA_TYPE_VIDEO, [](AVCodecID codec) {
+    return !isMpeg4Family(codec) && codec != AV_CODEC_ID_H264 && codec != AV_CODEC_ID_HEVC &&
+           codec != AV_CODEC_ID_VC1;
+  });
+  if (!fits) return false;
+  const bool xsub =
+      hasStream(format, AVMEDIA_TYPE_SUBTITLE, [](AVCodecID c) { return c == AV_CODEC_ID_XSUB; });
+  if (formatIs(format, "matroska")) {
+    const bool text = hasStream(format, AVMEDIA_TYPE_SUBTITLE, [](AVCodecID codec) {
+      const AVCodecDescriptor* info = avcodec_descriptor_get(codec);
+      return info && (info->props & AV_CODEC_PROP_TEXT_SUB) != 0;
+    });
+    return xsub || text;
+  }
+  if (xsub) return true;
+  for (unsigned i = 0; i < format.nb_streams; ++i) {
+    const uint32_t tag = format.streams[i]->codecpar->codec_tag;
+    if (tag == mpegFourcc("DIVX") || tag == mpegFourcc("DX50") || tag == mpegFourcc("DIV3")) return true;
+  }
+  return false;
+}
+
+// A pack header of ISO/IEC 11172-1 has 0010 where that of 13818-1 has 01.
+bool isMpeg1System(mediafile::ByteSource& source) {
+  std::array<uint8_t, 5> head{};
+  return source.readAt(0, head) == 5 && head[0] == 0 && head[1] == 0 && head[2] == 1 && head[3] == 0xBA &&
+         head[4] >> 4 == 2;
+}
+
+int isoContainerType(const AVFormatContext& format) {
+  const AVDictionaryEntry* brand = av_dict_get(format.metadata, "major_brand", nullptr, 0);
+  return !brand || std::strcmp(brand->value, "qt  ") == 0 ? kContainerQuickTime : kContainerMp4;
+}
+
+bool isIntraHighDepth(const AVFormatContext& format) {
+  for (unsigned i = 0; i < format.nb_streams; ++i) {
+    const AVCodecParameters& p = *format.streams[i]->codecpar;
+    if (p.codec_id == AV_CODEC_ID_H264 && depthOf(static_cast<AVPixelFormat>(p.format)) > 8 &&
+        readHeaders(HeaderSyntax::h264, lav::extradata(p), {}).intraProfile)
+      return true;
+  }
+  return false;
+}
+
+int containerTypeOf(Container& container) {
+  AVFormatContext& format = container.format();
+  if (mediafile::isIsoMedia(format)) return isoContainerType(format);
+  if (formatIs(format, "mpegts")) {
+    int64_t bytes = 0;
+    av_opt_get_int(&format, "ts_packetsize", AV_OPT_SEARCH_CHILDREN, &bytes);
+    return bytes == 192 ? kContainerM2ts : kContainerTransport;
+  }
+  if (formatIs(format, "mpeg"))
+    return isMpeg1System(container.source()) ? kContainerMpeg1System : kContainerMpeg2Program;
+  if (mediafile::isMxf(format)) return isIntraHighDepth(format) ? kContainerMxfAvcIntra : kContainerMxf;
+  if (formatIs(format, "avi")) return isDmf(format) ? kContainerDmf : kContainerAvi;
+  if (formatIs(format, "matroska")) return isDmf(format) ? kContainerDmf : kContainerMatroska;
+  if (formatIs(format, "asf")) return kContainerAsf;
+  if (formatIs(format, "dv")) return kContainerDv;
+  if (formatIs(format, "gxf")) return kContainerGxf;
+  if (formatIs(format, "flv")) return kContainerFlv;
+  if (formatIsAnyOf(format, {"mpegvideo", "m4v", "h264", "hevc", "vc1", "wav", "w64", "aiff", "ac3", "eac3",
+                             "dts", "aac", "mp3", "amr"}))
+    return kContainerElementary;
+  return kContainerOther;
+}
+
+MpegStreamId programStreamId(const AVStream& stream) {
+  // libavformat: 0x1E0 video, 0x1C0 MPEG audio, a bare sub-stream byte for private streams.
+  MpegStreamId id{};
+  id.id = static_cast<uint8_t>(stream.id & 0xFF);
+  if ((stream.id & 0x100) == 0) id.subId = id.id;
+  return id;
+}
+
+MpegStreamId transportStreamId(AVFormatContext& format, const AVStream& stream) {
+  MpegStreamId id{};
+  id.pid = static_cast<uint16_t>(stream.id);
+  const AVCodecParameters& p = *stream.codecpar;
+  id.id = p.codec_type == AVMEDIA_TYPE_VIDEO ? 0xE0 : mpegAudioLayer(p.codec_id) ? 0xC0 : 0xBD;
+  if (const AVProgram* program = av_find_program_from_stream(&format, nullptr, stream.index))
+    id.program = static_cast<uint16_t>(program->program_num);
+  return id;
+}
+
+MpegStreamId identityOf(AVFormatContext& format, const AVStream& stream, size_t number, int containerType) {
+  if (containerType == kContainerMpeg1System || containerType == kContainerMpeg2Program)
+    return programStreamId(stream);
+  if (containerType == kContainerTransport || containerType == kContainerM2ts)
+    return transportStreamId(format, stream);
+  MpegStreamId id{};
+  id.pid = static_cast<uint16_t>(number);
+  return id;
+}
+
+bool hasDropFrameTimecode(const AVFormatContext& format, const AVStream& stream) {
+  for (const AVDictionary* metadata : {stream.metadata, format.metadata}) {
+    const AVDictionaryEntry* entry = av_dict_get(metadata, "timecode", nullptr, 0);
+    if (entry) return std::strchr(entry->value, ';') != nullptr;
+  }
+  return false;
+}
+
+bool isKnown(const AVCodecParameters& p, int containerType) {
+  switch (p.codec_type) {
+    case AVMEDIA_TYPE_VIDEO:
+      return isKnownVideo(p.codec_id) && p.width >= kLeastSize && p.height >= kLeastSize &&
+             p.width <= kMostSize && p.height <= kMostSize;
+    case AVMEDIA_TYPE_AUDIO:
+      return audioFormatOf(p.codec_id, containerType).has_value() && p.sample_rate > 0 &&
+             p.ch_layout.nb_channels > 0 && p.ch_layout.nb_channels <= 64;
+    case AVMEDIA_TYPE_SUBTITLE:
+      return true;
+    default:
+      return false;
+  }
+}
+
+StreamIndex describeStream(Container& container, int libavIndex, size_t number, int containerType,
+                           const HostMemory& memory) {
+  AVFormatContext& format = container.format();
+  const AVStream& from = *format.streams[libavIndex];
+  StreamIndex stream(memory);
+  stream.libavIndex = libavIndex;
+  stream.id = identityOf(format, from, number, containerType);
+  stream.parameters = lav::copy(*from.codecpar);
+  stream.timeBase = from.time_base;
+  if (from.avg_frame_rate.den > 0) stream.averageRate = av_q2d(from.avg_frame_rate);
+  if (from.r_frame_rate.den > 0) stream.baseRate = av_q2d(from.r_frame_rate);
+  stream.containerWidth = container.declaredWidth(static_cast<size_t>(libavIndex));
+  stream.containerHeight = container.declaredHeight(static_cast<size_t>(libavIndex));
+  if (stream.containerWidth <= 0) stream.containerWidth = from.codecpar->width;
+  if (stream.containerHeight <= 0) stream.containerHeight = from.codecpar->height;
+  stream.dropFrame = hasDropFrameTimecode(format, from);
+  stream.known = isKnown(*from.codecpar, containerType);
+  return stream;
+}
+
+// The pass over all packets.
+class PacketPass {
+ public:
+  PacketPass(Container& container, MediaIndex& index) : container_(container), index_(index) {
+    byLibavIndex_.assign(container.format().nb_streams, -1);
+    notes_.resize(index.streams.size());
+    inspectors_.resize(index.streams.size());
+    verified_.assign(index.streams.size(), 0);
+    mismatched_.assign(index.streams.size(), false);
+    for (size_t i = 0; i < index.streams.size(); ++i) {
+      const StreamIndex& stream = index.streams[i];
+      byLibavIndex_[static_cast<size_t>(stream.libavIndex)] = static_cast<int>(i);
+      if (stream.type() == AVMEDIA_TYPE_VIDEO && !index.packetsAsTheyLie)
+        inspectors_[i] = std::make_unique<PictureInspector>(*stream.parameters);
+    }
+    for (unsigned i = 0; i < container.format().nb_streams; ++i)
+      if (byLibavIndex_[i] < 0) container.format().streams[i]->discard = AVDISCARD_ALL;
+  }
+
+  // Lists every packet. With `skim`, payload is left unread once the beginning has been compared with the
+  // file. 0 or a libav error that left nothing usable.
+  int run(mediafile::Skim skim, bool compareWithFile) {
+    constexpr int kMostErrors = 64;
+    const lav::Packet packet = lav::newPacket();
+    int errors = 0, count = 0;
+    bool skimming = false;
+    while (errors < kMostErrors) {
+      if (!skimming && comparedEnough(count)) {
+        container_.setSkim(skim);
+        skimming = true;
+      }
+      const int result = container_.read(*packet);
+      if (result == AVERROR_EOF || result == AVERROR_EXIT) break;
+      if (result < 0) {
+        ++errors;
+        continue;
+      }
+      errors = 0;
+      ++count;
+      take(*packet, compareWithFile && !skimming);
+      av_packet_unref(packet.get());
+    }
+    container_.setSkim(mediafile::Skim::off);
+    for (size_t i = 0; i < index_.streams.size(); ++i)
+      finish(index_.streams[i], verified_[i], mismatched_[i]);
+    return 0;
+  }
+
+  const std::vector<PacketNote>& notes(size_t stream) const { return notes_[stream]; }
+
+ private:
+  // Streams that begin late are not waited for: they go through the demultiplexer.
+  bool comparedEnough(int count) const {
+    constexpr int kMostCompared = 64;
+    if (count >= kMostCompared) return true;
+    for (size_t i = 0; i < verified_.size(); ++i)
+      if (index_.streams[i].known && !mismatched_[i] && verified_[i] < kPacketsCompared) return false;
+    return true;
+  }
+
+  void take(const AVPacket& packet, bool compare) {
+    const auto at = static_cast<size_t>(packet.stream_index);
+    if (at >= byLibavIndex_.size() || byLibavIndex_[at] < 0 || packet.size <= 0) return;
+    const auto number = static_cast<size_t>(byLibavIndex_[at]);
+    StreamIndex& stream = index_.streams[number];
+    // In the tables of MP4 a packet is only marked so when the file ends within it.
+    if (index_.packetsAsTheyLie && (packet.flags & AV_PKT_FLAG_CORRUPT) != 0) return;
+    PacketNote note;
+    note.duration = packet.duration;
+    note.key = (packet.flags & AV_PKT_FLAG_KEY) != 0;
+    note.discard = (packet.flags & AV_PKT_FLAG_DISCARD) != 0;
+    readSkip(packet, note);
+    if (inspectors_[number]) inspectors_[number]->inspect(packet, note);
+    stream.packets.push_back({packet.pts, packet.dts, packet.pos, packet.size, 0});
+    notes_[number].push_back(note);
+    if (!lav::sideData(packet, AV_PKT_DATA_NEW_EXTRADATA).empty() ||
+        !lav::sideData(packet, AV_PKT_DATA_ENCRYPTION_INFO).empty() ||
+        !lav::sideData(packet, AV_PKT_DATA_PALETTE).empty())
+      mismatched_[number] = true;
+    if (compare && !mismatched_[number]) compareOne(packet, number);
+  }
+
+  static void readSkip(const AVPacket& packet, PacketNote& note) {
+    const auto skip = lav::sideData(packet, AV_PKT_DATA_SKIP_SAMPLES);
+    if (skip.size() < 8) return;
+    const auto little = [&](size_t at) {
+      return static_cast<uint32_t>(skip[at]) | static_cast<uint32_t>(skip[at + 1]) << 8 |
+             static_cast<uint32_t>(skip[at + 2]) << 16 | static_cast<uint32_t>(skip[at + 3]) << 24;
+    };
+    note.hasSkip = true;
+    note.skipBegin = little(0);
+    note.skipEnd = little(4);
+  }
+
+  void compareOne(const AVPacket& packet, size_t number) {
+    if (verified_[number] >= kPacketsCompared) return;
+    buffer_.resize(static_cast<size_t>(packet.size));
+    const bool equal = packet.pos >= 0 && container_.source().readAt(packet.pos, buffer_) == packet.size &&
+                       std::equal(buffer_.begin(), buffer_.end(), packet.data);
+    if (equal)
+      ++verified_[number];
+    else
+      mismatched_[number] = true;
+  }
+
+  void finish(StreamIndex& stream, int verified, bool mismatched) const {
+    stream.packets.shrink_to_fit();
+    stream.direct = verified > 0 && !mismatched;
+    for (const PacketEntry& entry : stream.packets)
+      if (entry.position < 0 || entry.size > index_.fileSize - entry.position) stream.direct = false;
+  }
+
+  static constexpr int kPacketsCompared = 2;
+
+  Container& container_;
+  MediaIndex& index_;
+  std::vector<int> byLibavIndex_;  // stream number, -1 for none
+  std::vector<std::vector<PacketNote>> notes_;
+  std::vector<std::unique_ptr<PictureInspector>> inspectors_;
+  std::vector<int> verified_;  // packets found equal to the file
+  std::vector<bool> mismatched_;
+  std::vector<uint8_t> buffer_;
+};
+
+mediafile::Skim skimOf(Container& container) {
+  if (mediafile::isIsoMedia(container.format()))
+    return mediafile::hasMovieFragments(container.source()) ? mediafile::Skim::largeReads
+                                                            : mediafile::Skim::everything;
+  return mediafile::isMxf(container.format()) ? mediafile::Skim::largeReads : mediafile::Skim::off;
+}
+
+std::shared_ptr<MediaIndex> build(const mediafile::FileAccess& access, const std::string& name,
+                                  int searchLimitMiB, const HostCallbacks& host, int& result,
+                                  std::string& error) {
+  auto index = std::make_shared<MediaIndex>();
+  index->name = name;
+  mediafile::ContainerOptions options;
+  if (searchLimitMiB > 0) options.probeBytes = int64_t{std::min(searchLimitMiB, 2000)} << 20;
+  index->probeBytes = options.probeBytes;
+
+  auto source = access.open(name, error);
+  if (!source) {
+    result = kMpegErrorOpen;
+    return nullptr;
+  }
+  index->fileSize = source->size();
+  mediafile::OpenFailure failure{};
+  const auto container = Container::open(std::move(source), name, options, failure, error);
+  if (!container) {
+    result = failure == mediafile::OpenFailure::unreadable ? kMpegErrorOpen : kMpegErrorFormat;
+    return nullptr;
+  }
+
+  AVFormatContext& format = container->format();
+  const bool iso = mediafile::isIsoMedia(format);
+  index->containerType = containerTypeOf(*container);
+  index->packetsAsTheyLie = container->unparsed();
+  index->bytePositions = formatIsAnyOf(format, {"mpegts", "mpeg", "mpegvideo", "m4v", "h264", "hevc", "vc1"});
+  for (unsigned i = 0; i < format.nb_streams; ++i)
+    if (format.streams[i]->codecpar->codec_id == AV_CODEC_ID_DVD_NAV) index->dvdNavigation = true;
+  for (const int at : mediafile::numberedStreams(format))
+    index->streams.push_back(
+        describeStream(*container, at, index->streams.size(), index->containerType, host.memory()));
+
+  const bool plainLayout = iso || formatIsAnyOf(format, {"wav", "w64", "aiff"});
+  PacketPass pass(*container, *index);
+  pass.run(skimOf(*container), plainLayout);
+  for (size_t i = 0; i < index->streams.size(); ++i) {
+    StreamIndex& stream = index->streams[i];
+    if (!stream.known) continue;
+    if (stream.type() == AVMEDIA_TYPE_VIDEO) buildVideoIndex(*index, stream, pass.notes(i), access);
+    if (stream.type() == AVMEDIA_TYPE_AUDIO) buildAudioIndex(*index, stream, pass.notes(i), access);
+  }
+  result = kMpegOk;
+  return index;
+}
+
+// One entry per file content. The slot's own lock lets a second opener of a file wait for the first instead
+// of indexing it again, without holding up those of other files.
+struct Slot {
+  std::mutex mutex;
+  std::weak_ptr<const MediaIndex> index;
+};
+
+class IndexCache {
+ public:
+  std::shared_ptr<Slot> slot(const std::string& identity) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(slots_, [](const auto& entry) {
+      if (entry.second.use_count() != 1) return false;
+      const std::unique_lock idle(entry.second->mutex, std::try_to_lock);
+      return idle && entry.second->index.expired();
+    });
+    std::shared_ptr<Slot>& slot = slots_[identity];
+    if (!slot) slot = std::make_shared<Slot>();
+    return slot;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::map<std::string, std::shared_ptr<Slot>> slots_;
+};
+
+IndexCache& cache() {
+  static IndexCache instance;
+  return instance;
+}
+
+}  // namespace
+
+size_t VideoIndex::startFor(size_t display) const {
+  const size_t target = byDisplay[display];
+  for (size_t i = target + 1; i-- > firstKey;)
+    if (pictures[i].key && pictures[i].rank <= pictures[target].rank) return i;
+  return firstKey;
+}
+
+size_t VideoIndex::keyBefore(size_t picture) const {
+  for (size_t i = picture; i-- > firstKey;)
+    if (pictures[i].key) return i;
+  return firstKey;
+}
+
+size_t AudioIndex::packetOf(int64_t sample) const {
+  // Spans that keep nothing share their first sample with the span after; the last of equals delivers.
+  const auto after =
+      std::upper_bound(spans.begin(), spans.end(), sample,
+                       [](int64_t wanted, const SampleSpan& span) { return wanted < span.first; });
+  auto at = static_cast<size_t>(after - spans.begin()) - 1;
+  while (at > 0 && spans[at].keep == 0) --at;
+  return at;
+}
+
+std::shared_ptr<const MediaIndex> acquireMediaIndex(const mediafile::FileAccess& access,
+                                                    const std::string& name, int searchLimitMiB,
+                                                    const HostCallbacks& host, int& result,
+                                                    std::string& error) {
+  const std::string identity = access.identity(name);
+  if (identity.empty()) return build(access, name, searchLimitMiB, host, result, error);
+  const std::shared_ptr<Slot> slot = cache().slot(identity + " " + std::to_string(searchLimitMiB));
+  const std::lock_guard lock(slot->mutex);
+  if (auto known = slot->index.lock()) {
+    result = kMpegOk;
+    return known;
+  }
+  std::shared_ptr<const MediaIndex> built = build(access, name, searchLimitMiB, host, result, error);
+  slot->index = built;
+  return built;
+}
+
+}  // namespace mfimport

@@ -1,0 +1,229 @@
+#include "mfimport/packet_reader.h"
+
+#include <algorithm>
+
+namespace mfimport {
+namespace {
+
+struct PoolDeleter {
+  void operator()(AVBufferPool* pool) const { av_buffer_pool_uninit(&pool); }
+};
+
+class DirectReader final : public PacketReader {
+ public:
+  DirectReader(const StreamIndex& stream, std::unique_ptr<mediafile::ByteSource> source)
+      : stream_(stream), source_(std::move(source)) {
+    int32_t largest = 0;
+    for (const PacketEntry& entry : stream.packets) largest = std::max(largest, entry.size);
+    pool_.reset(lav::checked(
+        av_buffer_pool_init(static_cast<size_t>(largest) + AV_INPUT_BUFFER_PADDING_SIZE, nullptr)));
+  }
+
+  bool position(size_t number) override {
+    next_ = number;
+    return number <= stream_.packets.size();
+  }
+
+  Result next(AVPacket& packet) override {
+    if (next_ >= stream_.packets.size()) return Result::end;
+    const PacketEntry& entry = stream_.packets[next_++];
+    const auto size = static_cast<size_t>(entry.size);
+    packet.buf = lav::checked(av_buffer_pool_get(pool_.get()));
+    packet.data = packet.buf->data;
+    packet.size = entry.size;
+    const int64_t got = source_->readAt(entry.position, {packet.data, size});
+    std::fill_n(packet.data + size, AV_INPUT_BUFFER_PADDING_SIZE, uint8_t{0});
+    if (got == entry.size) return Result::packet;
+    av_packet_unref(&packet);
+    return Result::error;
+  }
+
+  size_t nextNumber() const override { return next_; }
+
+ private:
+  const StreamIndex& stream_;
+  std::unique_ptr<mediafile::ByteSource> source_;
+  std::unique_ptr<AVBufferPool, PoolDeleter> pool_;
+  size_t next_ = 0;
+};
+
+// Reads through libavformat and keeps count of the packets. After a seek it finds out by comparison with the
+// index which packet it met, and reads on to the wanted one.
+class DemuxReader final : public PacketReader {
+ public:
+  DemuxReader(const MediaIndex& index, const StreamIndex& stream, const mediafile::FileAccess& access)
+      : index_(index), stream_(stream), access_(access) {}
+
+  bool open(std::string& error) {
+    container_.reset();
+    pending_.reset();
+    auto source = access_.open(index_.name, error);
+    if (!source) return false;
+    mediafile::OpenFailure failure{};
+    container_ =
+        mediafile::Container::open(std::move(source), index_.name, {index_.probeBytes, true}, failure, error);
+    if (!container_) return false;
+    const auto at = static_cast<unsigned>(stream_.libavIndex);
+    if (at >= container_->format().nb_streams ||
+        container_->format().streams[at]->codecpar->codec_id != stream_.codec()) {
+      error = "the file has changed";
+      container_.reset();
+      return false;
+    }
+    container_->selectStream(stream_.libavIndex);
+    next_ = 0;
+    return true;
+  }
+
+  bool position(size_t number) override {
+    constexpr size_t kNearby = 32;  // reading on is cheaper than a seek
+    if (number > stream_.packets.size()) return false;
+    if (container_ && number >= next_ && number - next_ <= kNearby) return readOnTo(number);
+    if (container_ && number < stream_.packets.size() && seekTo(number)) return true;
+    std::string error;
+    return open(error) && readOnTo(number);
+  }
+
+  Result next(AVPacket& packet) override {
+    if (next_ >= stream_.packets.size()) return Result::end;
+    if (!container_) return Result::error;
+    const PacketEntry& entry = stream_.packets[next_];
+    if (pending_) {
+      av_packet_move_ref(&packet, pending_.get());
+      pending_.reset();
+      ++next_;
+      return Result::packet;
+    }
+    if (!readOne(packet)) return Result::end;
+    ++next_;
+    if (packet.size == entry.size) return Result::packet;
+    av_packet_unref(&packet);
+    container_.reset();  // out of step: the next positioning starts afresh
+    return Result::error;
+  }
+
+  size_t nextNumber() const override { return next_; }
+
+ private:
+  // The next packet of the stream that holds data.
+  bool readOne(AVPacket& packet) {
+    constexpr int kMostErrors = 64;
+    for (int errors = 0; errors < kMostErrors;) {
+      const int result = container_->read(packet);
+      if (result == AVERROR_EOF) return false;
+      if (result < 0) {
+        ++errors;
+        continue;
+      }
+      if (packet.stream_index == stream_.libavIndex && packet.size > 0) return true;
+      av_packet_unref(&packet);
+    }
+    return false;
+  }
+
+  bool readOnTo(size_t number) {
+    const lav::Packet packet = lav::newPacket();
+    while (next_ < number) {
+      if (next(*packet) != Result::packet) return false;
+      av_packet_unref(packet.get());
+    }
+    return true;
+  }
+
+  bool seekTo(size_t number) {
+    constexpr size_t kStepsBack[] = {4, 16, 64};
+    for (const size_t back : kStepsBack) {
+      pending_.reset();
+      const size_t from = index_.bytePositions ? positionedBefore(number, back) : number;
+      if (!seekContainer(from)) return false;
+      if (meet(number) && next_ <= number) return readOnTo(number);
+      if (!index_.bytePositions) return false;
+    }
+    return false;
+  }
+
+  size_t positionedBefore(size_t number, size_t back) const {
+    size_t from = number > back ? number - back : 0;
+    while (from > 0 && stream_.packets[from].position < 0) --from;
+    return from;
+  }
+
+  bool seekContainer(size_t from) {
+    const PacketEntry& entry = stream_.packets[from];
+    if (index_.bytePositions) return container_->seekToByte(from == 0 ? 0 : entry.position) >= 0;
+    const int64_t stamp = entry.pts != AV_NOPTS_VALUE ? entry.pts : entry.dts;
+    return stamp != AV_NOPTS_VALUE && container_->seekToTime(stream_.libavIndex, stamp) >= 0;
+  }
+
+  // Reads until a packet is recognised near `number`; it becomes the pending one.
+  bool meet(size_t number) {
+    constexpr int kMostPackets = 2000;
+    lav::Packet packet = lav::newPacket();
+    for (int i = 0; i < kMostPackets; ++i) {
+      if (!readOne(*packet)) return false;
+      const bool first = i == 0;
+      const size_t met = find(*packet, number, first);
+      if (met < stream_.packets.size()) {
+        next_ = met;
+        pending_ = std::move(packet);
+        return true;
+      }
+      av_packet_unref(packet.get());
+    }
+    return false;
+  }
+
+  size_t find(const AVPacket& packet, size_t number, bool first) const {
+    constexpr size_t kBefore = 400, kAfter = 50;
+    const auto& entries = stream_.packets;
+    const size_t begin = number > kBefore ? number - kBefore : 0;
+    const size_t end = std::min(entries.size(), number + kAfter);
+    for (size_t i = std::min(number, entries.size() - 1) + 1; i-- > begin;)
+      if (same(packet, i, first)) return i;
+    for (size_t i = number + 1; i < end; ++i)
+      if (same(packet, i, first)) return i;
+    return entries.size();
+  }
+
+  // The first packet after a seek by position carries the tail of the picture before, so that neither its
+  // size nor its position can be trusted, unless it is the first of the file.
+  bool same(const AVPacket& packet, size_t number, bool first) const {
+    const PacketEntry& entry = stream_.packets[number];
+    if (packet.size != entry.size) return false;
+    if (!index_.bytePositions) return packet.pos == entry.position && packet.dts == entry.dts;
+    if (first) return number == 0 && packet.pos == entry.position;
+    return (entry.position >= 0 && packet.pos == entry.position) ||
+           (entry.dts != AV_NOPTS_VALUE && packet.dts == entry.dts);
+  }
+
+  const MediaIndex& index_;
+  const StreamIndex& stream_;
+  mediafile::FileAccess access_;
+  std::unique_ptr<mediafile::Container> container_;
+  lav::Packet pending_;  // met after a seek and not delivered yet
+  size_t next_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<PacketReader> openDirectReader(const MediaIndex& index, const StreamIndex& stream,
+                                               const mediafile::FileAccess& access, std::string& error) {
+  auto source = access.open(index.name, error);
+  if (!source) return nullptr;
+  return std::make_unique<DirectReader>(stream, std::move(source));
+}
+
+std::unique_ptr<PacketReader> openDemuxReader(const MediaIndex& index, const StreamIndex& stream,
+                                              const mediafile::FileAccess& access, std::string& error) {
+  auto reader = std::make_unique<DemuxReader>(index, stream, access);
+  if (!reader->open(error)) return nullptr;
+  return reader;
+}
+
+std::unique_ptr<PacketReader> openPacketReader(const MediaIndex& index, const StreamIndex& stream,
+                                               const mediafile::FileAccess& access, std::string& error) {
+  return stream.direct ? openDirectReader(index, stream, access, error)
+                       : openDemuxReader(index, stream, access, error);
+}
+
+}  // namespace mfimport

@@ -1,0 +1,46 @@
+// Writing decoded pictures in the output formats.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "mediafile/lav.h"
+
+namespace mfimport {
+
+struct PictureTarget {
+  uint8_t* plane[4];
+  int stride[4];  // bytes
+};
+
+// One of I420, YUYV, BGR4, Y216, W016.
+bool isOutputFormat(uint32_t fourcc);
+
+// Converts pictures of one stream; keeps what swscale needs between pictures. One thread at a time.
+class PixelWriter {
+ public:
+  // Writes `frame` into `target` as `fourcc`. Layouts that the decoder has already are copied, those of more
+  // than 8 bits as value << (16 - depth); the others go through swscale. False with the reason in `error` and
+  // the target untouched when there is no such conversion or the target does not fit.
+  bool write(const AVFrame& frame, uint32_t fourcc, const PictureTarget& target, std::string& error);
+
+ private:
+  bool scale(const AVFrame& frame, AVPixelFormat to, uint8_t* const plane[4], const int stride[4],
+             std::string& error);
+  const AVFrame* scaled(const AVFrame& frame, AVPixelFormat to, std::string& error);
+
+  lav::Scaler scaler_;
+  int scalerWidth_ = 0, scalerHeight_ = 0;
+  AVPixelFormat scalerFrom_ = AV_PIX_FMT_NONE, scalerTo_ = AV_PIX_FMT_NONE;
+  lav::Frame between_;  // picture between swscale and a packing loop
+};
+
+// The packing loops, rows of pixels. `width` in luma samples; chroma has (width + 1) / 2 per row.
+void packYuyvRow(const uint8_t* y, const uint8_t* u, const uint8_t* v, int width, uint8_t* out);
+void packY216Row(const uint16_t* y, const uint16_t* u, const uint16_t* v, int width, int shift,
+                 uint16_t* out);
+void packY216Row(const uint8_t* y, const uint8_t* u, const uint8_t* v, int width, uint16_t* out);
+void shiftRow(const uint16_t* in, int count, int shift, uint16_t* out);
+void shiftRow(const uint8_t* in, int count, uint16_t* out);
+
+}  // namespace mfimport

@@ -1,0 +1,44 @@
+#include "mfimport/video_codec.h"
+
+#include <algorithm>
+
+namespace mfimport {
+namespace {
+
+constexpr int64_t kMostPixels = int64_t{8192} * 8192;
+
+// The kind that was asked for, or the other where the codec lacks it.
+int threadTypeFor(const AVCodec& codec, int wanted) {
+  const bool frames = (codec.capabilities & AV_CODEC_CAP_FRAME_THREADS) != 0;
+  const bool slices = (codec.capabilities & AV_CODEC_CAP_SLICE_THREADS) != 0;
+  if (wanted == FF_THREAD_FRAME && !frames && slices) return FF_THREAD_SLICE;
+  if (wanted == FF_THREAD_SLICE && !slices && frames) return FF_THREAD_FRAME;
+  return wanted;
+}
+
+}  // namespace
+
+bool hasDecoder(AVCodecID codec) { return avcodec_find_decoder(codec) != nullptr; }
+
+lav::CodecContext openVideoCodec(const StreamIndex& stream, const ThreadSetting& threads,
+                                 std::string& error) {
+  const AVCodec* codec = avcodec_find_decoder(stream.codec());
+  if (!codec) {
+    error = std::string("no decoder for ") + avcodec_get_name(stream.codec());
+    return nullptr;
+  }
+  lav::CodecContext context(lav::checked(avcodec_alloc_context3(codec)));
+  int result = avcodec_parameters_to_context(context.get(), stream.parameters.get());
+  context->thread_count = std::clamp(threads.count, 1, 64);
+  context->thread_type = threadTypeFor(*codec, threads.type);
+  context->max_pixels = kMostPixels;
+  context->pkt_timebase = {1, 1};
+  // A decoder that learns the depth only on the way would hand out the first pictures in the wrong order.
+  context->has_b_frames = std::max(context->has_b_frames, std::min(stream.video.reorderDepth, 16));
+  if (result >= 0) result = avcodec_open2(context.get(), codec, nullptr);
+  if (result >= 0) return context;
+  error = lav::errorText(result);
+  return nullptr;
+}
+
+}  // namespace mfimport

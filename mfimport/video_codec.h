@@ -1,0 +1,23 @@
+// Opening a video decoder for a stream of the index.
+#pragma once
+
+#include <string>
+
+#include "mfimport/media_index.h"
+
+namespace mfimport {
+
+// Decoder threads; several pictures at once, or the slices of one.
+struct ThreadSetting {
+  int count = 1;
+  int type = FF_THREAD_FRAME;  // or FF_THREAD_SLICE
+};
+
+// Null on failure, with the reason in `error`. The decoder counts stamps in pictures: packets are to carry
+// their display number as presentation stamp.
+lav::CodecContext openVideoCodec(const StreamIndex& stream, const ThreadSetting& threads, std::string& error);
+
+// The name under which the decoder is to be looked up is the codec's own; true when there is one.
+bool hasDecoder(AVCodecID codec);
+
+}  // namespace mfimport

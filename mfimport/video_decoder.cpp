@@ -1,0 +1,200 @@
+#include "mfimport/video_decoder.h"
+
+#include <algorithm>
+
+namespace mfimport {
+namespace {
+
+constexpr size_t kCacheBytes = size_t{96} << 20;
+constexpr int kStepsBackToCache = 2;
+
+size_t bytesOf(const AVFrame& frame) {
+  size_t bytes = 0;
+  for (const AVBufferRef* buffer : frame.buf)
+    if (buffer) bytes += static_cast<size_t>(buffer->size);
+  return bytes;
+}
+
+}  // namespace
+
+void PictureCache::clear() {
+  entries_.clear();
+  bytes_ = 0;
+}
+
+void PictureCache::add(int64_t number, std::shared_ptr<const DecodedPicture> picture) {
+  if (find(number)) return;
+  const size_t bytes = bytesOf(*picture->frame);
+  entries_.push_back({number, bytes, std::move(picture)});
+  bytes_ += bytes;
+  // The oldest go first: within a group those furthest from the target, which a backward step needs last.
+  while (bytes_ > kCacheBytes && entries_.size() > 1) {
+    bytes_ -= entries_.front().bytes;
+    entries_.pop_front();
+  }
+}
+
+std::shared_ptr<const DecodedPicture> PictureCache::find(int64_t number) const {
+  const auto found = std::find_if(entries_.begin(), entries_.end(),
+                                  [&](const Entry& entry) { return entry.number == number; });
+  return found == entries_.end() ? nullptr : found->picture;
+}
+
+VideoDecoder::VideoDecoder(std::shared_ptr<const Media> media, size_t streamNumber,
+                           mediafile::FileAccess access)
+    : track_(std::move(media), streamNumber), access_(std::move(access)) {}
+
+void VideoDecoder::setThreadCount(int count) {
+  threadsChanged_ |= threadCount_ != count;
+  threadCount_ = count;
+}
+
+bool VideoDecoder::setThreadMode(int mode) {
+  if (mode < 0 || mode > 2) return false;
+  threadsChanged_ |= threadMode_ != mode;
+  threadMode_ = mode;
+  return true;
+}
+
+ThreadSetting VideoDecoder::threads() const {
+  ThreadSetting setting;
+  setting.count = threadMode_ == 0 ? 1 : std::max(threadCount_, 1);
+  const AVCodecID codec = track_.stream().codec();
+  const bool byPictures = threadMode_ == 1 || (threadMode_ != 2 && codec != AV_CODEC_ID_MPEG1VIDEO &&
+                                               codec != AV_CODEC_ID_MPEG2VIDEO);
+  setting.type = byPictures ? FF_THREAD_FRAME : FF_THREAD_SLICE;
+  return setting;
+}
+
+const std::vector<UserData>& VideoDecoder::userData() const {
+  static const std::vector<UserData> none;
+  return shown_ ? shown_->userData : none;
+}
+
+int VideoDecoder::seek(int64_t number, uint32_t fourcc, const PictureTarget& target, std::string& error) {
+  if (number < 0) {
+    error = "negative picture number";
+    return kMpegError;
+  }
+  if (number >= track_.frames) return kMpegEndOfStream;
+  stepsBack_ = number < position_ ? stepsBack_ + 1 : 0;
+  const int result = show(number, fourcc, target, error);
+  if (result == kMpegOk) position_ = number;
+  return result;
+}
+
+int VideoDecoder::next(uint32_t fourcc, const PictureTarget& target, std::string& error) {
+  if (position_ + 1 >= track_.frames) return kMpegEndOfStream;
+  stepsBack_ = 0;
+  ++position_;
+  return show(position_, fourcc, target, error);
+}
+
+int VideoDecoder::show(int64_t number, uint32_t fourcc, const PictureTarget& target, std::string& error) {
+  if (!isOutputFormat(fourcc)) {
+    error = "no such output format";
+    return kMpegErrorUnsupported;
+  }
+  if (threadsChanged_) {
+    source_.reset();
+    part_ = SIZE_MAX;
+    threadsChanged_ = false;
+  }
+  std::shared_ptr<const DecodedPicture> wanted = picture(number, error);
+  if (!wanted) return kMpegError;
+  const AVCodecParameters& declared = *track_.stream().parameters;
+  if (wanted->frame->width != declared.width || wanted->frame->height != declared.height) {
+    error = "the picture has another size";
+    return kMpegError;
+  }
+  if (!writer_.write(*wanted->frame, fourcc, target, error)) return kMpegError;
+  ++stats_.conversions;
+  shown_ = std::move(wanted);
+  shownNumber_ = number;
+  return kMpegOk;
+}
+
+std::shared_ptr<const DecodedPicture> VideoDecoder::picture(int64_t number, std::string& error) {
+  if (number == shownNumber_ && shown_) {
+    ++stats_.cacheHits;
+    return shown_;
+  }
+  if (auto cached = cache_.find(number)) {
+    ++stats_.cacheHits;
+    return cached;
+  }
+  cache_.clear();
+  const size_t part = track_.partOf(number);
+  if (!enterPart(part, error)) return nullptr;
+  return decode(number - track_.parts[part].first, error);
+}
+
+bool VideoDecoder::enterPart(size_t part, std::string& error) {
+  if (part_ == part && source_) return true;
+  held_.reset();
+  part_ = SIZE_MAX;
+  begun_ = false;
+  const VideoTrack::Part& clip = track_.parts[part];
+  source_ = std::make_unique<PictureSource>(*clip.index, *clip.stream, access_, stats_);
+  if (!source_->open(threads(), error)) {
+    source_.reset();
+    return false;
+  }
+  part_ = part;
+  return true;
+}
+
+// True when `local` lies ahead and decoding on gets there no later than beginning anew would.
+bool VideoDecoder::canDecodeOn(int64_t local) const {
+  if (!begun_) return false;
+  if (local <= lastOut_) return false;
+  // Numbers between the last picture out and the one after it are known to be missing: no use in searching.
+  if (local < source_->passed()) return true;
+  const VideoIndex& video = track_.parts[part_].stream->video;
+  return video.startFor(static_cast<size_t>(local)) <= source_->nextPicture();
+}
+
+std::shared_ptr<const DecodedPicture> VideoDecoder::decode(int64_t local, std::string& error) {
+  constexpr int kMostBeginnings = 3;
+  const VideoIndex& video = track_.parts[part_].stream->video;
+  std::shared_ptr<const DecodedPicture> found;
+  if (canDecodeOn(local)) {
+    found = decodeOnTo(local);
+  } else {
+    // Where a key picture only starts a gradual refresh, pictures behind it come out whole only when decoding
+    // began before.
+    size_t start = video.startFor(static_cast<size_t>(local));
+    for (int attempt = 0; attempt < kMostBeginnings && !found; ++attempt) {
+      held_.reset();
+      begun_ = source_->begin(start);
+      if (!begun_) break;
+      lastOut_ = source_->passed() - 1;
+      found = decodeOnTo(local);
+      if (start == video.firstKey) break;
+      start = video.keyBefore(start);
+    }
+  }
+  if (!found) error = source_->complaint().empty() ? "it cannot be decoded" : source_->complaint();
+  return found;
+}
+
+// Decodes until `local` comes out. Null when it does not.
+std::shared_ptr<const DecodedPicture> VideoDecoder::decodeOnTo(int64_t local) {
+  const int64_t base = track_.parts[part_].first;
+  for (;;) {
+    if (!held_) {
+      std::optional<DecodedPicture> decoded = source_->next();
+      if (!decoded) return nullptr;
+      held_ = std::make_shared<const DecodedPicture>(std::move(*decoded));
+    }
+    const int64_t number = held_->frame->pts;
+    if (number > local) return nullptr;
+    const std::shared_ptr<const DecodedPicture> picture = std::move(held_);
+    held_.reset();
+    lastOut_ = number;
+    if (stepsBack_ >= kStepsBackToCache) cache_.add(base + number, picture);
+    if (number == local) return picture;
+  }
+}
+
+}  // namespace mfimport
