@@ -23,7 +23,7 @@ std::filesystem::path madeFile(std::string const& name) {
       "-f lavfi -i aevalsrc=\"0.4*sin(440*2*PI*t)|0.3*sin(3.3*t*t*300)\":s=44100:d=5 ";
   static std::string const quiet =
       "-f lavfi -i "
-      "aevalsrc=\"0.4*sin(440*2*PI*t)+0.001*random(0)|0.3*sin(660*2*PI*t)+0.001*random(1)\":s=44100:d=5 ";
+      "aevalsrc=\"0.4*sin(440*2*PI*t)+0.0003*random(0)|0.3*sin(660*2*PI*t)+0.0003*random(1)\":s=44100:d=5 ";
   static std::string const h264 =
       "-c:v libx264 -preset veryfast -x264-params "
       "keyint=24:min-keyint=24:bframes=3:b-pyramid=normal:open-gop=1:scenecut=0 ";
