@@ -231,7 +231,9 @@ class PacketPass {
     constexpr int kMostCompared = 64;
     if (count >= kMostCompared) return true;
     for (size_t i = 0; i < verified_.size(); ++i)
-      if (index_.streams[i].known && !mismatched_[i] && verified_[i] < kPacketsCompared) return false;
+      if (index_.streams[i].known && index_.streams[i].type() != AVMEDIA_TYPE_SUBTITLE && !mismatched_[i] &&
+          verified_[i] < kPacketsCompared)
+        return false;
     return true;
   }
 

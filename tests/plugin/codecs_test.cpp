@@ -109,8 +109,8 @@ TEST_P(CodecFile, EverySampleEqualsTheIndependentDecode) {
 }
 
 TEST_P(CodecFile, SampleSeeksContinueWithinTheCodecsTolerance) {
-  // Exact, but where the encoder left noise to the decoder: there within 2e-3 of full scale.
-  int const kTolerance = name_.starts_with("hevc10") ? 66 : 0;
+  // Exact, but where the encoder left noise to the decoder: there within 4e-3 of full scale.
+  int const kTolerance = name_.starts_with("hevc10") ? 131 : 0;
   PipePtr const pipe = test::opened(file_);
   ASSERT_TRUE(pipe);
   auto const expected = test::readAllSamples<int16_t>(*pipe, 0, 4096);
