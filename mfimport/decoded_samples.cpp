@@ -44,7 +44,8 @@ class DecodedSamples final : public SampleSource {
   int64_t read(uint8_t* out, int64_t count) override {
     int64_t done = 0;
     while (done < count && next_ < stream_.audio.samples) {
-      const SampleSpan& span = fetch(next_);
+      if (!fetch(next_)) return done > 0 ? done : -1;
+      const SampleSpan& span = stream_.audio.spans[blockPacket_];
       const int64_t within = next_ - span.first;
       const int64_t usable = std::min(count - done, span.keep - within);
       std::memcpy(out + done * frameBytes_, block_.data() + (span.drop + within) * frameBytes_,
@@ -56,23 +57,28 @@ class DecodedSamples final : public SampleSource {
   }
 
  private:
-  // Makes block_ hold the decoded packet that delivers `sample`.
-  const SampleSpan& fetch(int64_t sample) {
+  // Makes block_ hold blockPacket_, the decoded packet that delivers `sample`. False when it cannot be read.
+  bool fetch(int64_t sample) {
     const auto& spans = stream_.audio.spans;
     const auto delivers = [&](size_t packet) {
       return packet < spans.size() && sample >= spans[packet].first &&
              sample < spans[packet].first + spans[packet].keep;
     };
-    if (haveBlock_ && delivers(blockPacket_)) return spans[blockPacket_];
+    if (haveBlock_ && delivers(blockPacket_)) return true;
     const size_t wanted =
         haveBlock_ && delivers(blockPacket_ + 1) ? blockPacket_ + 1 : stream_.audio.packetOf(sample);
     const size_t preroll = prerollOf(stream_.codec());
     const bool onward = begun_ && wanted >= nextDecoded_ && wanted - nextDecoded_ <= preroll;
     if (!onward) begin(wanted > preroll && wanted != stream_.audio.packetOf(0) ? wanted - preroll : 0);
-    while (nextDecoded_ <= wanted) decodeNext(nextDecoded_ == wanted);
+    haveBlock_ = false;
+    while (nextDecoded_ <= wanted && !unreadable_) decodeNext(nextDecoded_ == wanted);
+    if (unreadable_) {
+      begun_ = false;
+      return false;
+    }
     haveBlock_ = true;
     blockPacket_ = wanted;
-    return spans[wanted];
+    return true;
   }
 
   // A reading from the first sample on is the same every time: the noise that AAC substitutes depends on all
@@ -87,7 +93,7 @@ class DecodedSamples final : public SampleSource {
         avcodec_flush_buffers(codec_.get());
     }
     begun_ = true;
-    reader_->position(packet);
+    unreadable_ = !reader_->position(packet);
     nextDecoded_ = packet;
     ready_ = lav::Frame();
     drained_ = false;
@@ -107,7 +113,7 @@ class DecodedSamples final : public SampleSource {
       if (keep && ready_->pts == static_cast<int64_t>(packet)) append(*ready_, wanted);
       ready_.reset();
     }
-    if (keep && filled_ == 0 && wanted > 0)
+    if (keep && filled_ == 0 && wanted > 0 && !unreadable_)
       host_.warning(formatted("mfimport: '%s': audio packet %zu cannot be decoded, silence stands in",
                               name_.c_str(), packet));
   }
@@ -124,7 +130,7 @@ class DecodedSamples final : public SampleSource {
         ready_ = std::move(frame);
         return true;
       }
-      if (result == AVERROR_EOF || drained_ || reader_->nextNumber() > packet) return false;
+      if (result == AVERROR_EOF || drained_ || unreadable_ || reader_->nextNumber() > packet) return false;
       send();
     }
   }
@@ -132,10 +138,12 @@ class DecodedSamples final : public SampleSource {
   void send() {
     const size_t number = reader_->nextNumber();
     const PacketReader::Result result = reader_->next(*packet_);
-    if (result == PacketReader::Result::end || reader_->nextNumber() == number) {
+    if (result == PacketReader::Result::error) {
+      unreadable_ = true;
+    } else if (result == PacketReader::Result::end) {
       drained_ = true;
       avcodec_send_packet(codec_.get(), nullptr);
-    } else if (result == PacketReader::Result::packet) {
+    } else {
       packet_->pts = static_cast<int64_t>(number);
       packet_->dts = AV_NOPTS_VALUE;
       packet_->flags &= ~AV_PKT_FLAG_DISCARD;
@@ -195,6 +203,7 @@ class DecodedSamples final : public SampleSource {
   bool begun_ = false;
   size_t nextDecoded_ = 0;  // packet whose samples come next out of the decoder
   bool drained_ = false;
+  bool unreadable_ = false;
   lav::Frame ready_;  // came out and is not used yet
   int64_t lastPts_ = 0;
   bool haveBlock_ = false;

@@ -109,13 +109,16 @@ void measureGroups(VideoIndex& video) {
   if (video.firstKey >= pictures.size()) return;
   size_t nextKey = video.firstKey + 1;
   while (nextKey < pictures.size() && !pictures[nextKey].key) ++nextKey;
-  video.gopN = static_cast<int>(nextKey - video.firstKey);
+  // Counted in presentation: in decoding, a key picture overtakes those that are shown before it. What is
+  // left of a file without a second key picture is one group.
+  const uint32_t firstRank = pictures[video.firstKey].rank;
+  video.gopN = static_cast<int>(nextKey < pictures.size() ? pictures[nextKey].rank - firstRank
+                                                          : nextKey - video.firstKey);
   // Anchors are the pictures that go beyond all before them in presentation.
-  const uint32_t first = pictures[video.firstKey].rank;
   video.gopM = 1;
   for (size_t i = video.firstKey + 1; i < pictures.size(); ++i) {
-    if (pictures[i].rank <= first) continue;
-    video.gopM = static_cast<int>(pictures[i].rank - first);
+    if (pictures[i].rank <= firstRank) continue;
+    video.gopM = static_cast<int>(pictures[i].rank - firstRank);
     break;
   }
 }

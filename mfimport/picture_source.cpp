@@ -28,6 +28,7 @@ bool PictureSource::begin(size_t picture) {
     fed_ = false;
   }
   draining_ = false;
+  unreadable_ = false;
   userData_.clear();
   if (reader_->nextNumber() != key.packet) {
     // The very first positioning of a reader, to the first key picture, is part of opening.
@@ -73,39 +74,39 @@ std::optional<DecodedPicture> PictureSource::next() {
       spare_ = std::move(frame);
       return std::nullopt;
     }
-    if (!sendOne()) {
-      draining_ = true;
-      fed_ = true;
-      avcodec_send_packet(codec_.get(), nullptr);
+    if (sendOne()) continue;
+    if (unreadable_) {
+      spare_ = std::move(frame);
+      return std::nullopt;
     }
+    draining_ = true;
+    fed_ = true;
+    avcodec_send_packet(codec_.get(), nullptr);
   }
 }
 
-// Sends the next packet that can be read; false when there is none left.
+// Sends the next packet to the decoder. False when there is none left or it cannot be read.
 bool PictureSource::sendOne() {
-  for (;;) {
-    const size_t number = reader_->nextNumber();
-    const PacketReader::Result result = reader_->next(*packet_);
-    if (result == PacketReader::Result::end) return false;
-    if (result == PacketReader::Result::error) {
-      complaint_ = "the file cannot be read";
-      if (reader_->nextNumber() == number) return false;
-      continue;
-    }
-    const size_t unit = stream_.packets[number].unit;
-    const int32_t display = stream_.video.pictures[unit].display;
-    if (display != Picture::kNotShown) keepUserData(display, *packet_);
-    // Pictures that are not shown get stamps of their own below all display numbers.
-    packet_->pts = display != Picture::kNotShown ? display : -1 - static_cast<int64_t>(unit);
-    packet_->dts = AV_NOPTS_VALUE;
-    packet_->flags &= ~AV_PKT_FLAG_DISCARD;
-    const int sent = avcodec_send_packet(codec_.get(), packet_.get());
-    av_packet_unref(packet_.get());
-    fed_ = true;
-    ++stats_.packets;
-    if (sent < 0 && sent != AVERROR(EAGAIN)) complaint_ = lav::errorText(sent);
-    return true;
+  const size_t number = reader_->nextNumber();
+  const PacketReader::Result result = reader_->next(*packet_);
+  if (result == PacketReader::Result::error) {
+    complaint_ = "the file cannot be read";
+    unreadable_ = true;
   }
+  if (result != PacketReader::Result::packet) return false;
+  const size_t unit = stream_.packets[number].unit;
+  const int32_t display = stream_.video.pictures[unit].display;
+  if (display != Picture::kNotShown) keepUserData(display, *packet_);
+  // Pictures that are not shown get stamps of their own below all display numbers.
+  packet_->pts = display != Picture::kNotShown ? display : -1 - static_cast<int64_t>(unit);
+  packet_->dts = AV_NOPTS_VALUE;
+  packet_->flags &= ~AV_PKT_FLAG_DISCARD;
+  const int sent = avcodec_send_packet(codec_.get(), packet_.get());
+  av_packet_unref(packet_.get());
+  fed_ = true;
+  ++stats_.packets;
+  if (sent < 0 && sent != AVERROR(EAGAIN)) complaint_ = lav::errorText(sent);
+  return true;
 }
 
 void PictureSource::keepUserData(int64_t display, const AVPacket& packet) {

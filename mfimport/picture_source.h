@@ -32,9 +32,12 @@ class PictureSource {
   // Prepares to decode from `picture`, a key picture.
   bool begin(size_t picture);
 
-  // The next decoded picture that is shown; none at the end of the clip. Pictures come in ascending order;
+  // The next decoded picture that is shown; none at the end of the clip or when the file could not be read,
+  // which unreadable() then tells and begin() ends. Pictures come in ascending order;
   // one that cannot be decoded is missing.
   std::optional<DecodedPicture> next();
+
+  bool unreadable() const { return unreadable_; }
 
   // The picture that will be sent to the decoder next.
   size_t nextPicture() const;
@@ -59,6 +62,7 @@ class PictureSource {
   int nalLengthBytes_ = 0;
   bool fed_ = false;  // packets were sent since the decoder was opened or flushed
   bool draining_ = false;
+  bool unreadable_ = false;
   int64_t passed_ = 0;
   std::string complaint_;
   std::map<int64_t, std::vector<UserData>> userData_;  // of pictures inside the decoder

@@ -78,6 +78,7 @@ int VideoDecoder::seek(int64_t number, uint32_t fourcc, const PictureTarget& tar
   }
   if (number >= track_.frames) return kMpegEndOfStream;
   stepsBack_ = number < position_ ? stepsBack_ + 1 : 0;
+  sequential_ = false;
   const int result = show(number, fourcc, target, error);
   if (result == kMpegOk) position_ = number;
   return result;
@@ -86,6 +87,7 @@ int VideoDecoder::seek(int64_t number, uint32_t fourcc, const PictureTarget& tar
 int VideoDecoder::next(uint32_t fourcc, const PictureTarget& target, std::string& error) {
   if (position_ + 1 >= track_.frames) return kMpegEndOfStream;
   stepsBack_ = 0;
+  sequential_ = true;
   ++position_;
   return show(position_, fourcc, target, error);
 }
@@ -148,8 +150,10 @@ bool VideoDecoder::enterPart(size_t part, std::string& error) {
 bool VideoDecoder::canDecodeOn(int64_t local) const {
   if (!begun_) return false;
   if (local <= lastOut_) return false;
-  // Numbers between the last picture out and the one after it are known to be missing: no use in searching.
-  if (local < source_->passed()) return true;
+  if (held_ && held_->frame->pts == local) return true;
+  // Numbers between the last picture out and the held one are known to be missing. Reading on does not search
+  // for them; a seek may find them by beginning earlier.
+  if (local < source_->passed()) return sequential_;
   const VideoIndex& video = track_.parts[part_].stream->video;
   return video.startFor(static_cast<size_t>(local)) <= source_->nextPicture();
 }
@@ -170,10 +174,11 @@ std::shared_ptr<const DecodedPicture> VideoDecoder::decode(int64_t local, std::s
       if (!begun_) break;
       lastOut_ = source_->passed() - 1;
       found = decodeOnTo(local);
-      if (start == video.firstKey) break;
+      if (start == video.firstKey || source_->unreadable()) break;
       start = video.keyBefore(start);
     }
   }
+  if (source_->unreadable()) begun_ = false;
   if (!found) error = source_->complaint().empty() ? "it cannot be decoded" : source_->complaint();
   return found;
 }

@@ -82,6 +82,7 @@ class VideoDecoder {
   int64_t shownNumber_ = -1;
   int64_t position_ = -1;  // picture that next() follows
   int stepsBack_ = 0;
+  bool sequential_ = false;  // the picture is asked for by next()
   PictureCache cache_;
 };
 

@@ -15,8 +15,8 @@ MpegDecWrapper::~MpegDecWrapper() {
 
 int MpegDecWrapper::init() {
   joinMonoStreams_ = getAttr("joinMonoStreams").asInt32() != 0;
-  streamMap_.clear();
-  joinedInfo_.clear();
+  streamMap.clear();
+  joinedInfo.clear();
   state_ = kStateInitialised;
   if (int const result = inner_->init(); result != 0) return result;
   for (char const* key : {"removeIMXTopBlanking", "estimateMemory", "smpMode", "numThreads"})
@@ -36,10 +36,10 @@ int MpegDecWrapper::open() {
 
 int MpegDecWrapper::close() {
   if (state_ != kStateOpened) return 0;
-  joinedPcm_.destroy();
-  silencePcm_.destroy();
-  streamMap_.clear();
-  joinedInfo_.clear();
+  joinedPcm.destroy();
+  silencePcm.destroy();
+  streamMap.clear();
+  joinedInfo.clear();
   inner_->close();
   state_ = kStateInitialised;
   return KyDecodePipe::close();
@@ -94,10 +94,10 @@ void MpegDecWrapper::joinMonoStreams() {
 
   int const rate = description.get("samplerate").asInt32();
   int const bytes = description.get("bytesPerSample").asInt32();
-  joinedPcm_.init(rate, joined.size(), bytes, rate);
-  silencePcm_.init(rate, 1, bytes, rate);
-  joinedInfo_ = std::move(description);
-  streamMap_ = std::move(map);
+  joinedPcm.init(rate, joined.size(), bytes, rate);
+  silencePcm.init(rate, 1, bytes, rate);
+  joinedInfo = std::move(description);
+  streamMap = std::move(map);
 }
 
 int MpegDecWrapper::validateAudioStream(int index) const {
@@ -108,7 +108,7 @@ int MpegDecWrapper::validateAudioStream(int index) const {
 
 int MpegDecWrapper::countStreams(int kindMask) const {
   if (!joining()) return inner_->countStreams(kindMask);
-  int const joined = (kindMask & kKindAudio) ? streamMap_.size() : 0;
+  int const joined = (kindMask & kKindAudio) ? streamMap.size() : 0;
   return inner_->countStreams(kindMask & ~kKindAudio) + joined;
 }
 
@@ -151,8 +151,8 @@ int MpegDecWrapper::seekToSample(int64_t sample, int audioIndex) {
   if (mapped(audioIndex) != kJoinedStream) return inner_->seekToSample(sample, mapped(audioIndex));
   int result = 0;
   for (Any const& stream : joinedStreams()) result |= inner_->seekToSample(sample, stream.asInt32());
-  joinedPcm_.nSamples = 0;
-  joinedPcm_.position = 0;
+  joinedPcm.nSamples = 0;
+  joinedPcm.position = 0;
   return result;
 }
 
@@ -184,26 +184,26 @@ int MpegDecWrapper::readJoined(int count) {
     result = std::max(result, read);
   }
 
-  joinedPcm_.nSamples = 0;
-  joinedPcm_.position = 0;
+  joinedPcm.nSamples = 0;
+  joinedPcm.position = 0;
   if (!anyRead) return kResultError;
   if (result == 0) return kResultEndOfStream;
 
   // By what was delivered, not by what was asked for: a request may be far larger than any block.
-  if (silencePcm_.capacity - silencePcm_.nSamples < result) silencePcm_.grow(result);
-  void const* const silence = silencePcm_.capacity >= result ? silencePcm_.ptr() : nullptr;
+  if (silencePcm.capacity - silencePcm.nSamples < result) silencePcm.grow(result);
+  void const* const silence = silencePcm.capacity >= result ? silencePcm.ptr() : nullptr;
   channelBuffers_.clear();
   for (int i = 0; i < streams.size(); ++i) {
     void const* samples = silence;
     if (results_[static_cast<size_t>(i)] == result) {
       KyPcm const* const pcm = inner_->audioPcm(streams.at(i).asInt32());
       // A stream of another sample size cannot be interleaved as it is.
-      if (pcm && pcm->samples2bytes(1) == silencePcm_.samples2bytes(1)) samples = pcm->ptr();
+      if (pcm && pcm->samples2bytes(1) == silencePcm.samples2bytes(1)) samples = pcm->ptr();
     }
     channelBuffers_.append(Any(samples, 0));
   }
-  joinedPcm_.position = position;
-  joinedPcm_.combineWrite(result, channelBuffers_);
+  joinedPcm.position = position;
+  joinedPcm.combineWrite(result, channelBuffers_);
   return result;
 }
 
@@ -211,7 +211,7 @@ int64_t MpegDecWrapper::sampleCount(int audioIndex) const {
   if (validateAudioStream(audioIndex) != 0) return errorCode();
   if (!joining()) return inner_->sampleCount(audioIndex);
   int const stream = mapped(audioIndex);
-  return stream == kJoinedStream ? joinedInfo_.get("samples").asInt64() : inner_->sampleCount(stream);
+  return stream == kJoinedStream ? joinedInfo.get("samples").asInt64() : inner_->sampleCount(stream);
 }
 
 KyPcm* MpegDecWrapper::audioPcm(int audioIndex) {
@@ -223,7 +223,7 @@ KyPcm* MpegDecWrapper::audioPcm(int audioIndex) {
   if (!joining()) return inner_->audioPcm(audioIndex);
   if (validateAudioStream(audioIndex) != 0) return nullptr;
   int const stream = mapped(audioIndex);
-  return stream == kJoinedStream ? &joinedPcm_ : inner_->audioPcm(stream);
+  return stream == kJoinedStream ? &joinedPcm : inner_->audioPcm(stream);
 }
 
 int MpegDecWrapper::seekToFrame(int64_t frame, int videoIndex) {

@@ -51,16 +51,16 @@ class MpegDecWrapper : public KyDecodePipe {
   KyStreamTimestamps* frameTimestamps(int videoIndex) override;
 
  private:
-  // Stands in `streamMap_` for the joined stream: no inner audio stream has this number.
+  // Stands in `streamMap` for the joined stream: no inner audio stream has this number.
   static constexpr int kJoinedStream = 999;
 
-  bool joining() const { return !streamMap_.empty(); }
+  bool joining() const { return !streamMap.empty(); }
   bool shouldJoinMonoStreams() const;
   void joinMonoStreams();
   // 0, or the error -13 for a number outside this pipe's own audio streams.
   int validateAudioStream(int index) const;
-  int mapped(int index) const { return streamMap_.at(index).asInt32(); }
-  AnyVector const& joinedStreams() const { return joinedInfo_.get("_joined").asVector(); }
+  int mapped(int index) const { return streamMap.at(index).asInt32(); }
+  AnyVector const& joinedStreams() const { return joinedInfo.get("_joined").asVector(); }
   bool isJoined(int kind, int index) const { return kind == kKindAudio && mapped(index) == kJoinedStream; }
   int innerIndex(int kind, int index) const { return kind == kKindAudio ? mapped(index) : index; }
   int readJoined(int count);
@@ -72,11 +72,11 @@ class MpegDecWrapper : public KyDecodePipe {
   int audioParam(char const* key, Any& value) const;
 
   std::unique_ptr<MpegInDec> inner_;
-  AnyDict joinedInfo_;  // description of the joined stream; empty when nothing is joined
-  KyPcm joinedPcm_;
-  KyPcm silencePcm_;  // one channel, never written
+  AnyDict joinedInfo;  // description of the joined stream; empty when nothing is joined
+  KyPcm joinedPcm;
+  KyPcm silencePcm;  // one channel, never written
   bool joinMonoStreams_ = false;
-  AnyVector streamMap_;  // by outward number: inner number or kJoinedStream; empty when nothing is joined
+  AnyVector streamMap;  // by outward number: inner number or kJoinedStream; empty when nothing is joined
 
   // Kept between reads for their memory.
   std::vector<int> results_;

@@ -48,7 +48,7 @@ void MpegDecWrapper::storeParams(Any& value) const {
 }
 
 Any MpegDecWrapper::joinedChannelName(int channel) const {
-  switch (joinedInfo_.get("channels").asInt32()) {
+  switch (joinedInfo.get("channels").asInt32()) {
     case 1:
       return "mono";
     case 2:
@@ -81,7 +81,7 @@ int MpegDecWrapper::getStreamParam(int kind, int index, char const* key, Any& va
   if (!joining()) return inner_->getStreamParam(kind, index, key, value);
   if (kind == kKindAudio && validateAudioStream(index) != 0) return errorCode();
   if (!isJoined(kind, index)) return inner_->getStreamParam(kind, innerIndex(kind, index), key, value);
-  value = joinedInfo_.get(key);
+  value = joinedInfo.get(key);
   return 0;
 }
 
@@ -89,7 +89,7 @@ int MpegDecWrapper::streamInfo(int kind, int index, AnyDict& info) const {
   if (!joining()) return inner_->streamInfo(kind, index, info);
   if (kind == kKindAudio && validateAudioStream(index) != 0) return errorCode();
   if (!isJoined(kind, index)) return inner_->streamInfo(kind, innerIndex(kind, index), info);
-  info = joinedInfo_;
+  info = joinedInfo;
   return 0;
 }
 

@@ -57,28 +57,28 @@ int XdcamDec::open() {
   // Before the next take list takes the place of the one in use.
   if (state_ == kStateOpened) close();
   removeTakeList();
-  takeListCreated_ = false;
+  takeListCreated = false;
 
   Any const extension = KyUtil::getExt(fileName_, true);
   if (extension == Any("xml") || extension == Any("smi")) {
     if (!createTakeList()) return kResultError;
   } else {
-    workingName_ = fileName_;
+    workingName = fileName_;
   }
-  MpegDecWrapper::setParam("filename", workingName_);
+  MpegDecWrapper::setParam("filename", workingName);
   return MpegDecWrapper::open();
 }
 
 int XdcamDec::close() {
   MpegDecWrapper::close();
-  if (takeListCreated_) removeFile(workingName_);
+  if (takeListCreated) removeFile(workingName);
   state_ = kStateInitialised;
   return 0;
 }
 
 bool XdcamDec::createTakeList() {
-  workingName_ = reserveTakeList();
-  std::string const list = narrow(workingName_);
+  workingName = reserveTakeList();
+  std::string const list = narrow(workingName);
   ky_dbg()->log(kLogTrace, "[xdcamparser] creating temporary .mzl file: %s", list.c_str());
 
   // A parser serves one call: it keeps what it found.
@@ -86,14 +86,14 @@ bool XdcamDec::createTakeList() {
   parser_.verbose = 1;
   if (!parser_.ProcessData(narrow(fileName_), list, 1)) {
     reportInvalidDescription(parser_.error_text);
-    rejectedList_ = workingName_;
+    rejectedList_ = workingName;
     if (isEmptyFile(rejectedList_)) removeFile(rejectedList_);
-    workingName_.invalidate();
+    workingName.invalidate();
     return false;
   }
   ky_dbg()->log(kLogTrace, "[xdcamparser] Created multiple take file '%s'", list.c_str());
-  LogTakeList(workingName_, false);
-  takeListCreated_ = true;
+  LogTakeList(workingName, false);
+  takeListCreated = true;
   return true;
 }
 
@@ -111,5 +111,5 @@ void XdcamDec::reportInvalidDescription(std::string const& reason) {
 // Also what an open left behind that failed after its list was written.
 void XdcamDec::removeTakeList() {
   removeFile(rejectedList_);
-  if (takeListCreated_) removeFile(workingName_);
+  if (takeListCreated) removeFile(workingName);
 }

@@ -39,8 +39,8 @@ class XdcamDec : public MpegDecWrapper {
   void LogTakeList(Any const& name, bool wide) const;
 
   XDCamExParser parser_;
-  bool takeListCreated_ = false;
+  bool takeListCreated = false;
   Any fileName_;
-  Any workingName_;   // what is really open: the take list or the file itself
+  Any workingName;    // what is really open: the take list or the file itself
   Any rejectedList_;  // what a failed search left behind
 };
