@@ -1,0 +1,42 @@
+#include <fmt/format.h>
+
+#include "kyhost/commands.h"
+#include "kyhost/failure.h"
+#include "kyhost/output_file.h"
+#include "kyhost/params.h"
+#include "kyhost/progress.h"
+#include "kyhost/readers.h"
+#include "kyhost/signals.h"
+#include "kyhost/stats.h"
+#include "kyhost/wav_writer.h"
+
+namespace kyhost {
+
+void runAudio(Settings const& settings, AudioOptions const& options) {
+  refuseToOverwriteInput(options.output, options.path);
+  Plugin const plugin(settings);
+  Session const session(plugin, options.path, settings);
+  AudioReader reader(session, options.stream);
+  Range const range = parseRange(options.from, options.to, reader.samples(), reader.rate(), "samples");
+  reader.seek(range.from);
+
+  bool const discrete = !reader.info()["_joined"].asVector().empty();
+  WavWriter writer(options.output, {reader.rate(), reader.channels(), reader.bytesPerSample(), discrete});
+  Progress progress("audio", "samples", range.size(), settings.quiet);
+  while (reader.position() < range.to) {
+    checkInterrupt();
+    AudioReader::Block const block = reader.next(range.to - reader.position());
+    if (block.samples == 0) break;
+    writer.write(block.data, block.samples);
+    progress.advance(block.samples);
+  }
+  writer.finish();
+  // What is there has been written: sound that ends early is common in cut recordings.
+  if (reader.position() < range.to && !settings.quiet) {
+    fmt::print(stderr, "kyhost: {}: audio stream {} ends {} samples early\n", options.path, options.stream,
+               range.to - reader.position());
+  }
+  printStats(session, settings, "samples", progress.done(), progress.seconds());
+}
+
+}  // namespace kyhost
