@@ -2,6 +2,8 @@
 
 #include "mfimport/classify.h"
 
+#include "mfimport/classify.h"
+
 namespace mfimport {
 namespace {
 
@@ -24,10 +26,27 @@ lav::CodecContext openAudioCodec(const StreamIndex& stream, std::string& error) 
   context->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL;
   context->pkt_timebase = stream.timeBase;
   context->thread_count = 1;
+  // Dither of AC-3 that depends on the packet alone, not on where decoding began.
+  av_opt_set_int(context.get(), "cons_noisegen", 1, AV_OPT_SEARCH_CHILDREN);
   if (result >= 0) result = avcodec_open2(context.get(), codec, nullptr);
   if (result >= 0) return context;
   error = lav::errorText(result);
   return nullptr;
+}
+
+size_t prerollPackets(AVCodecID codec) {
+  if (isPcm(codec)) return 0;
+  switch (codec) {
+    case AV_CODEC_ID_MP3:
+      return 10;  // takes bits of earlier packets, up to 511 bytes
+    case AV_CODEC_ID_AMR_NB:
+    case AV_CODEC_ID_AMR_WB:
+      return 250;  // 5 s; filters that feed back die away slowly
+    case AV_CODEC_ID_WMAVOICE:
+      return 64;  // likewise
+    default:
+      return 2;
+  }
 }
 
 SampleLayout naturalLayout(const AVCodecParameters& parameters) {

@@ -11,6 +11,10 @@ namespace mfimport {
 // caller's.
 lav::CodecContext openAudioCodec(const StreamIndex& stream, std::string& error);
 
+// Packets to be decoded and thrown away before those that are wanted, by a decoder that has seen none, so
+// that overlap and predictors are right.
+size_t prerollPackets(AVCodecID codec);
+
 // A delivered sample.
 struct SampleLayout {
   int bits = 16;  // 16, 20 and 24 packed in 3 bytes, 32

@@ -2,19 +2,11 @@
 #include <algorithm>
 #include <cstring>
 
-#include "mfimport/classify.h"
 #include "mfimport/packet_reader.h"
 #include "mfimport/sample_source.h"
 
 namespace mfimport {
 namespace {
-
-// Packets decoded before a target and thrown away, so that overlap and predictors are right. Layer III takes
-// bits of earlier packets, up to 511 bytes of its reservoir.
-size_t prerollOf(AVCodecID codec) {
-  if (isPcm(codec)) return 0;
-  return codec == AV_CODEC_ID_MP3 ? 10 : 2;
-}
 
 AVSampleFormat sampleFormatFor(const SampleLayout& layout) {
   if (layout.isFloat) return AV_SAMPLE_FMT_FLT;
@@ -67,7 +59,7 @@ class DecodedSamples final : public SampleSource {
     if (haveBlock_ && delivers(blockPacket_)) return true;
     const size_t wanted =
         haveBlock_ && delivers(blockPacket_ + 1) ? blockPacket_ + 1 : stream_.audio.packetOf(sample);
-    const size_t preroll = prerollOf(stream_.codec());
+    const size_t preroll = prerollPackets(stream_.codec());
     const bool onward = begun_ && wanted >= nextDecoded_ && wanted - nextDecoded_ <= preroll;
     if (!onward) begin(wanted > preroll && wanted != stream_.audio.packetOf(0) ? wanted - preroll : 0);
     haveBlock_ = false;
@@ -81,12 +73,12 @@ class DecodedSamples final : public SampleSource {
     return true;
   }
 
-  // A reading from the first sample on is the same every time: the noise that AAC substitutes depends on all
-  // packets before, so it takes every packet and a decoder that has seen none.
+  // Always with a decoder that has seen no packet: some keep state when they are flushed, and what is read
+  // after a seek shall not depend on what was read before.
   void begin(size_t packet) {
     if (begun_) {
       std::string unused;
-      lav::CodecContext fresh = packet == 0 ? openAudioCodec(stream_, unused) : nullptr;
+      lav::CodecContext fresh = openAudioCodec(stream_, unused);
       if (fresh)
         codec_ = std::move(fresh);
       else

@@ -59,6 +59,11 @@ struct UserData {
 // All user data of one coded picture.
 std::vector<UserData> readUserData(HeaderSyntax syntax, int lengthBytes, std::span<const uint8_t> packet);
 
+// Whether a coded picture of H.263 (ITU-T H.263 5.1) or MPEG-4 (ISO/IEC 14496-2 6.2.5) is an intra picture;
+// none when its header is not found.
+std::optional<bool> isIntraH263(std::span<const uint8_t> picture);
+std::optional<bool> isIntraMpeg4(std::span<const uint8_t> picture);
+
 // The coding mode in the first syncframe of AC-3 and E-AC-3 (ATSC A/52 5.3, annex E 2.2).
 struct Ac3Mode {
   int acmod, lfeon;

@@ -9,41 +9,107 @@
 namespace mfimport {
 namespace {
 
-// Samples that the first packets give when decoded; 0 when they differ or nothing comes out. Also corrects
-// the sample rate and channels, which only the decoder knows for some AAC.
-int probeSamplesPerPacket(const MediaIndex& index, StreamIndex& stream, const mediafile::FileAccess& access) {
-  std::string error;
-  const auto reader = openPacketReader(index, stream, access, error);
-  const lav::CodecContext codec = openAudioCodec(stream, error);
-  if (!reader || !codec) return 0;
-  constexpr int kProbed = 4;
-  const lav::Packet packet = lav::newPacket();
-  const lav::Frame frame = lav::newFrame();
-  int common = 0;
-  for (int i = 0; i < kProbed && reader->next(*packet) == PacketReader::Result::packet; ++i) {
-    const bool dolby = stream.codec() == AV_CODEC_ID_AC3 || stream.codec() == AV_CODEC_ID_EAC3;
-    if (const auto mode = i == 0 && dolby ? readAc3Mode(lav::payload(*packet)) : std::nullopt) {
-      stream.acmod = mode->acmod;
-      stream.lfeon = mode->lfeon;
-    }
-    avcodec_send_packet(codec.get(), packet.get());
-    av_packet_unref(packet.get());
-    int samples = 0;
-    while (avcodec_receive_frame(codec.get(), frame.get()) >= 0) {
-      samples += frame->nb_samples;
-      stream.parameters->sample_rate = frame->sample_rate;
-      stream.parameters->format = frame->format;
-      if (av_channel_layout_copy(&stream.parameters->ch_layout, &frame->ch_layout) < 0) return 0;
-    }
-    if (samples == 0) continue;
-    if (common != 0 && common != samples) return 0;
-    common = samples;
+// Counts what packets give when they are decoded.
+class SampleCounter {
+ public:
+  SampleCounter(const MediaIndex& index, StreamIndex& stream, const mediafile::FileAccess& access)
+      : stream_(stream) {
+    std::string error;
+    reader_ = openPacketReader(index, stream, access, error);
   }
-  return common;
+
+  // Samples of the packets from `from` to before `to`, decoded from `from` on. Packets that cannot be read or
+  // decoded give 0.
+  std::vector<int> count(size_t from, size_t to) {
+    std::vector<int> counts(to - from, 0);
+    std::string error;
+    codec_ = openAudioCodec(stream_, error);
+    if (!reader_ || !codec_ || !reader_->position(from)) return counts;
+    size_t last = from;
+    for (size_t number = from; number < to; ++number) {
+      const PacketReader::Result result = reader_->next(*packet_);
+      if (result == PacketReader::Result::end) break;
+      if (result == PacketReader::Result::error) continue;
+      if (number == 0) readDolbyMode();
+      packet_->pts = static_cast<int64_t>(number);
+      packet_->dts = AV_NOPTS_VALUE;
+      avcodec_send_packet(codec_.get(), packet_.get());
+      av_packet_unref(packet_.get());
+      receive(from, counts, last);
+    }
+    if (to == stream_.packets.size()) {
+      avcodec_send_packet(codec_.get(), nullptr);
+      receive(from, counts, last);
+    }
+    return counts;
+  }
+
+  // Samples at the very beginning that the decoder declares to precede the sound; known after the first
+  // packet was counted.
+  int declaredDelay() const { return declaredDelay_; }
+
+ private:
+  void receive(size_t from, std::vector<int>& counts, size_t& last) {
+    while (avcodec_receive_frame(codec_.get(), frame_.get()) >= 0) {
+      // Further output of the same packet has no stamp.
+      if (frame_->pts != AV_NOPTS_VALUE) last = static_cast<size_t>(frame_->pts);
+      if (last >= from && last - from < counts.size()) counts[last - from] += frame_->nb_samples;
+      if (!described_) describe();
+    }
+  }
+
+  // What only the decoder knows for some AAC.
+  void describe() {
+    described_ = true;
+    stream_.parameters->sample_rate = frame_->sample_rate;
+    stream_.parameters->format = frame_->format;
+    if (av_channel_layout_copy(&stream_.parameters->ch_layout, &frame_->ch_layout) < 0)
+      throw std::bad_alloc();
+    const AVFrameSideData* const skip = av_frame_get_side_data(frame_.get(), AV_FRAME_DATA_SKIP_SAMPLES);
+    if (!skip || skip->size < 4) return;
+    declaredDelay_ =
+        static_cast<int>(static_cast<uint32_t>(skip->data[0]) | static_cast<uint32_t>(skip->data[1]) << 8 |
+                         static_cast<uint32_t>(skip->data[2] & 0x7F) << 16);
+  }
+
+  void readDolbyMode() {
+    if (stream_.codec() != AV_CODEC_ID_AC3 && stream_.codec() != AV_CODEC_ID_EAC3) return;
+    const auto mode = readAc3Mode(lav::payload(*packet_));
+    if (!mode) return;
+    stream_.acmod = mode->acmod;
+    stream_.lfeon = mode->lfeon;
+  }
+
+  StreamIndex& stream_;
+  std::unique_ptr<PacketReader> reader_;
+  lav::CodecContext codec_;
+  lav::Packet packet_ = lav::newPacket();
+  lav::Frame frame_ = lav::newFrame();
+  bool described_ = false;
+  int declaredDelay_ = 0;
+};
+
+// Packets of WMA hold as many blocks as fit, so that only decoding tells.
+bool packetsVary(AVCodecID codec) { return audioFormatOf(codec, kContainerAsf) == kAudioWma; }
+
+// Samples of every packet of a stream whose packets give the same number, but for a beginning or an end that
+// is cut off. Empty when they differ.
+std::vector<int> uniformCounts(SampleCounter& counter, AVCodecID codec, size_t packets) {
+  constexpr size_t kProbed = 4;
+  const std::vector<int> head = counter.count(0, std::min(kProbed, packets));
+  const auto first = std::find_if(head.begin(), head.end(), [](int samples) { return samples > 0; });
+  if (first == head.end()) return {};
+  if (std::any_of(first, head.end(), [&](int samples) { return samples != *first; })) return {};
+  std::vector<int> counts(packets, *first);
+  std::copy(head.begin(), first, counts.begin());
+  if (packets <= head.size()) return counts;
+  const size_t from = packets - std::min(packets, prerollPackets(codec) + 2);
+  const std::vector<int> tail = counter.count(from, packets);
+  counts.back() = std::min(counts.back(), tail.back());
+  return counts;
 }
 
-int decodedSamples(const StreamIndex& stream, const PacketEntry& entry, const PacketNote& note, int common) {
-  if (common > 0) return common;
+int samplesByDuration(const StreamIndex& stream, const PacketEntry& entry, const PacketNote& note) {
   const int exact = av_get_audio_frame_duration2(stream.parameters.get(), entry.size);
   if (exact > 0) return exact;
   const AVRational perSample{1, std::max(stream.parameters->sample_rate, 1)};
@@ -56,12 +122,22 @@ int decodedSamples(const StreamIndex& stream, const PacketEntry& entry, const Pa
 void buildAudioIndex(const MediaIndex& index, StreamIndex& stream, const std::vector<PacketNote>& notes,
                      const mediafile::FileAccess& access) {
   AudioIndex& audio = stream.audio;
-  const int common = isPcm(stream.codec()) ? 0 : probeSamplesPerPacket(index, stream, access);
-  audio.spans.reserve(stream.packets.size());
+  const size_t packets = stream.packets.size();
+  std::vector<int> counts;
   int64_t skip = 0;  // samples still to be left out; encoder delay can exceed a packet
-  for (size_t i = 0; i < stream.packets.size(); ++i) {
+  if (!isPcm(stream.codec()) && packets > 0) {
+    SampleCounter counter(index, stream, access);
+    if (!packetsVary(stream.codec())) counts = uniformCounts(counter, stream.codec(), packets);
+    if (counts.empty()) counts = counter.count(0, packets);
+    // WMA declares two blocks, of which the second carries sound.
+    if (packetsVary(stream.codec())) skip = counter.declaredDelay() / 2;
+  }
+  const bool nothingDecoded = std::all_of(counts.begin(), counts.end(), [](int n) { return n == 0; });
+  audio.spans.reserve(packets);
+  for (size_t i = 0; i < packets; ++i) {
     const PacketNote& note = notes[i];
-    SampleSpan span{audio.samples, 0, 0, decodedSamples(stream, stream.packets[i], note, common)};
+    SampleSpan span{audio.samples, 0, 0, 0};
+    span.decoded = nothingDecoded ? samplesByDuration(stream, stream.packets[i], note) : counts[i];
     if (note.hasSkip) skip = note.skipBegin;
     const auto dropped = static_cast<int32_t>(std::min<int64_t>(skip, span.decoded));
     skip -= dropped;

@@ -41,7 +41,7 @@ std::shared_ptr<const Media> openClips(const mediafile::FileAccess& access, cons
   for (const TakeListClip& clip : list.clips) {
     auto index = acquireMediaIndex(access, clip.path, searchLimitMiB, host, result, error);
     if (!index) {
-      error = "clip '" + clip.path + "' of the take list: " + error;
+      error.insert(0, "clip '" + clip.path + "' of the take list: ");
       result = kMpegErrorTakeList;
       return nullptr;
     }

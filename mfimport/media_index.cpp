@@ -250,7 +250,8 @@ class PacketPass {
     note.discard = (packet.flags & AV_PKT_FLAG_DISCARD) != 0;
     readSkip(packet, note);
     if (inspectors_[number]) inspectors_[number]->inspect(packet, note);
-    stream.packets.push_back({packet.pts, packet.dts, packet.pos, packet.size, 0});
+    const uint32_t fingerprint = index_.packetsAsTheyLie ? 0 : fingerprintOf(lav::payload(packet));
+    stream.packets.push_back({packet.pts, packet.dts, packet.pos, packet.size, 0, fingerprint});
     notes_[number].push_back(note);
     if (!lav::sideData(packet, AV_PKT_DATA_NEW_EXTRADATA).empty() ||
         !lav::sideData(packet, AV_PKT_DATA_ENCRYPTION_INFO).empty() ||
@@ -386,6 +387,18 @@ IndexCache& cache() {
 }
 
 }  // namespace
+
+uint32_t fingerprintOf(std::span<const uint8_t> packet) {
+  constexpr size_t kBegin = 192, kEnd = 64;
+  constexpr uint32_t kOffset = 2166136261U, kPrime = 16777619U;  // FNV-1a
+  uint32_t hash = kOffset;
+  const auto add = [&](std::span<const uint8_t> bytes) {
+    for (const uint8_t byte : bytes) hash = (hash ^ byte) * kPrime;
+  };
+  add(packet.first(std::min(packet.size(), kBegin)));
+  if (packet.size() > kBegin) add(packet.last(std::min(packet.size() - kBegin, kEnd)));
+  return hash != 0 ? hash : 1;
+}
 
 size_t VideoIndex::startFor(size_t display) const {
   const size_t target = byDisplay[display];

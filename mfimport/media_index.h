@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -23,8 +24,13 @@ constexpr AVRational kClock27M{1, 27000000};
 struct PacketEntry {
   int64_t pts, dts, position;
   int32_t size;
-  uint32_t unit;  // the picture that a video packet belongs to
+  uint32_t unit;         // the picture that a video packet belongs to
+  uint32_t fingerprint;  // of its beginning and end, 0 where the payload was not read
 };
+
+// Tells packets of equal size apart, which in transport and program streams neither position nor stamp does
+// reliably.
+uint32_t fingerprintOf(std::span<const uint8_t> packet);
 
 // One coded picture, frame or pair of fields.
 struct Picture {

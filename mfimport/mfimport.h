@@ -116,7 +116,8 @@ struct MpegAudioInfo {
 };
 
 // File access supplied by the caller, used by every handle that the instance opens. `user` comes first in
-// all of them; whence as fseek has it; read returns bytes, 0 at the end, negative on error.
+// all of them; mode 0 opens for reading; whence as fseek has it, seek returns the new position, negative on
+// error; read returns bytes, 0 at the end, negative on error. openW is never called: names are narrow.
 struct MpegExternalIo {
   int on;  // 1 to use the functions below
   void* user;

@@ -86,25 +86,41 @@ class DemuxReader final : public PacketReader {
 
   Result next(AVPacket& packet) override {
     if (next_ >= stream_.packets.size()) return Result::end;
-    if (!container_) return Result::error;
-    const PacketEntry& entry = stream_.packets[next_];
-    if (pending_) {
-      av_packet_move_ref(&packet, pending_.get());
-      pending_.reset();
-      ++next_;
-      return Result::packet;
-    }
-    if (!readOne(packet)) return Result::end;
-    ++next_;
-    if (packet.size == entry.size) return Result::packet;
-    av_packet_unref(&packet);
-    container_.reset();  // out of step: the next positioning starts afresh
+    if (take(packet)) return Result::packet;
+    // Out of step with the index: from the beginning the count is right again.
+    const size_t number = next_;
+    std::string error;
+    if (number > 0 && open(error) && readOnTo(number) && take(packet)) return Result::packet;
+    container_.reset();
+    next_ = number + 1;
     return Result::error;
   }
 
   size_t nextNumber() const override { return next_; }
 
  private:
+  // Reads packet next_, and only that.
+  bool take(AVPacket& packet) {
+    if (!container_) return false;
+    if (pending_) {
+      av_packet_move_ref(&packet, pending_.get());
+      pending_.reset();
+    } else if (!readOne(packet)) {
+      return false;
+    }
+    if (!fits(packet, stream_.packets[next_])) {
+      av_packet_unref(&packet);
+      return false;
+    }
+    ++next_;
+    return true;
+  }
+
+  static bool fits(const AVPacket& packet, const PacketEntry& entry) {
+    return packet.size == entry.size &&
+           (entry.fingerprint == 0 || fingerprintOf(lav::payload(packet)) == entry.fingerprint);
+  }
+
   // The next packet of the stream that holds data.
   bool readOne(AVPacket& packet) {
     constexpr int kMostErrors = 64;
@@ -124,7 +140,7 @@ class DemuxReader final : public PacketReader {
   bool readOnTo(size_t number) {
     const lav::Packet packet = lav::newPacket();
     while (next_ < number) {
-      if (next(*packet) != Result::packet) return false;
+      if (!take(*packet)) return false;
       av_packet_unref(packet.get());
     }
     return true;
@@ -158,42 +174,48 @@ class DemuxReader final : public PacketReader {
   // Reads until a packet is recognised near `number`; it becomes the pending one.
   bool meet(size_t number) {
     constexpr int kMostPackets = 2000;
-    lav::Packet packet = lav::newPacket();
+    lav::Packet packet = lav::newPacket(), before = lav::newPacket();
     for (int i = 0; i < kMostPackets; ++i) {
       if (!readOne(*packet)) return false;
-      const bool first = i == 0;
-      const size_t met = find(*packet, number, first);
+      const size_t met = find(*packet, *before, number);
       if (met < stream_.packets.size()) {
         next_ = met;
         pending_ = std::move(packet);
         return true;
       }
+      std::swap(packet, before);
       av_packet_unref(packet.get());
     }
     return false;
   }
 
-  size_t find(const AVPacket& packet, size_t number, bool first) const {
+  // The number of `packet`, which was read after `before` (blank for none), near `number`; the number of
+  // packets when it cannot be told.
+  size_t find(const AVPacket& packet, const AVPacket& before, size_t number) const {
     constexpr size_t kBefore = 400, kAfter = 50;
     const auto& entries = stream_.packets;
     const size_t begin = number > kBefore ? number - kBefore : 0;
     const size_t end = std::min(entries.size(), number + kAfter);
-    for (size_t i = std::min(number, entries.size() - 1) + 1; i-- > begin;)
-      if (same(packet, i, first)) return i;
-    for (size_t i = number + 1; i < end; ++i)
-      if (same(packet, i, first)) return i;
-    return entries.size();
+    size_t alike = 0, found = entries.size();
+    for (size_t i = begin; i < end; ++i) {
+      if (!fits(packet, entries[i])) continue;
+      ++alike;
+      if (samePlace(packet, before, i)) return i;
+      found = i;
+    }
+    // The first packet after a seek by position may be a piece of one.
+    const bool byContent = index_.bytePositions && before.size > 0 && alike == 1;
+    return byContent ? found : entries.size();
   }
 
-  // The first packet after a seek by position carries the tail of the picture before, so that neither its
-  // size nor its position can be trusted, unless it is the first of the file.
-  bool same(const AVPacket& packet, size_t number, bool first) const {
+  // Silence and still pictures repeat the same packet; then its place in the file has to tell. After a seek
+  // by position that is only right behind a whole packet, or at the beginning of the file.
+  bool samePlace(const AVPacket& packet, const AVPacket& before, size_t number) const {
     const PacketEntry& entry = stream_.packets[number];
-    if (packet.size != entry.size) return false;
-    if (!index_.bytePositions) return packet.pos == entry.position && packet.dts == entry.dts;
-    if (first) return number == 0 && packet.pos == entry.position;
-    return (entry.position >= 0 && packet.pos == entry.position) ||
-           (entry.dts != AV_NOPTS_VALUE && packet.dts == entry.dts);
+    if (packet.pos != entry.position) return false;
+    if (!index_.bytePositions) return packet.dts == entry.dts;
+    if (number == 0) return before.size == 0;
+    return packet.pos >= 0 && before.size > 0 && fits(before, stream_.packets[number - 1]);
   }
 
   const MediaIndex& index_;

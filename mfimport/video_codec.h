@@ -17,7 +17,6 @@ struct ThreadSetting {
 // their display number as presentation stamp.
 lav::CodecContext openVideoCodec(const StreamIndex& stream, const ThreadSetting& threads, std::string& error);
 
-// The name under which the decoder is to be looked up is the codec's own; true when there is one.
 bool hasDecoder(AVCodecID codec);
 
 }  // namespace mfimport

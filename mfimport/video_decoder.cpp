@@ -194,7 +194,7 @@ std::shared_ptr<const DecodedPicture> VideoDecoder::decodeOnTo(int64_t local) {
     }
     const int64_t number = held_->frame->pts;
     if (number > local) return nullptr;
-    const std::shared_ptr<const DecodedPicture> picture = std::move(held_);
+    std::shared_ptr<const DecodedPicture> picture = std::move(held_);
     held_.reset();
     lastOut_ = number;
     if (stepsBack_ >= kStepsBackToCache) cache_.add(base + number, picture);

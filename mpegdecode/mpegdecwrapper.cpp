@@ -94,6 +94,14 @@ void MpegDecWrapper::joinMonoStreams() {
 
   int const rate = description.get("samplerate").asInt32();
   int const bytes = description.get("bytesPerSample").asInt32();
+  for (Any const& stream : joined) {
+    Any value;
+    inner_->getStreamParam(kKindAudio, stream.asInt32(), "bytesPerSample", value);
+    if (value.asInt32() == bytes) continue;
+    ky_log()->warning(
+        "Audio stream %d has %d bytes per sample, not %d as the stream it is joined to: it is silent",
+        stream.asInt32(), value.asInt32(), bytes);
+  }
   joinedPcm.init(rate, joined.size(), bytes, rate);
   silencePcm.init(rate, 1, bytes, rate);
   joinedInfo = std::move(description);
@@ -106,6 +114,16 @@ int MpegDecWrapper::validateAudioStream(int index) const {
   return setError(kResultInvalidStream, "Invalid stream number");
 }
 
+int MpegDecWrapper::withInnerError(int result) {
+  bool const failed = result < 0 && result != kResultEndOfStream;
+  if (failed && inner_->errorCode() != 0) {
+    setError(inner_->errorCode(), "%s", inner_->errorDesc());
+    // The next failure may come without a text.
+    inner_->setError(0, "%s", "");
+  }
+  return result;
+}
+
 int MpegDecWrapper::countStreams(int kindMask) const {
   if (!joining()) return inner_->countStreams(kindMask);
   int const joined = (kindMask & kKindAudio) ? streamMap.size() : 0;
@@ -113,13 +131,13 @@ int MpegDecWrapper::countStreams(int kindMask) const {
 }
 
 int MpegDecWrapper::selectStream(int kind, int index) {
-  if (!joining()) return inner_->selectStream(kind, index);
+  if (!joining()) return withInnerError(inner_->selectStream(kind, index));
   if (kind == kKindAudio && validateAudioStream(index) != 0) return errorCode();
-  if (!isJoined(kind, index)) return inner_->selectStream(kind, innerIndex(kind, index));
+  if (!isJoined(kind, index)) return withInnerError(inner_->selectStream(kind, innerIndex(kind, index)));
   int result = 0;
   for (Any const& stream : joinedStreams()) result |= inner_->selectStream(kKindAudio, stream.asInt32());
   if (result != 0) result |= deselectJoined();
-  return result;
+  return withInnerError(result);
 }
 
 int MpegDecWrapper::deselectStream(int kind, int index) {
@@ -146,9 +164,10 @@ int MpegDecWrapper::seekToSample(int64_t sample, int audioIndex) {
     kyAssertFail("./mpegdecode/mpegdecwrapper(254)", "readSamples: Stream not opened");
     return setError(kResultNotOpened, "Stream not opened");
   }
-  if (!joining()) return inner_->seekToSample(sample, audioIndex);
+  if (!joining()) return withInnerError(inner_->seekToSample(sample, audioIndex));
   if (validateAudioStream(audioIndex) != 0) return errorCode();
-  if (mapped(audioIndex) != kJoinedStream) return inner_->seekToSample(sample, mapped(audioIndex));
+  if (mapped(audioIndex) != kJoinedStream)
+    return withInnerError(inner_->seekToSample(sample, mapped(audioIndex)));
   int result = 0;
   for (Any const& stream : joinedStreams()) result |= inner_->seekToSample(sample, stream.asInt32());
   joinedPcm.nSamples = 0;
@@ -161,11 +180,11 @@ int MpegDecWrapper::readSamples(int count, int audioIndex) {
     kyAssertFail("./mpegdecode/mpegdecwrapper(308)", "readSamples: Stream not opened");
     return setError(kResultNotOpened, "Stream not opened");
   }
-  if (!joining()) return inner_->readSamples(count, audioIndex);
+  if (!joining()) return withInnerError(inner_->readSamples(count, audioIndex));
   if (validateAudioStream(audioIndex) != 0) return errorCode();
   if (count == 0) return 0;
   int const stream = mapped(audioIndex);
-  return stream == kJoinedStream ? readJoined(count) : inner_->readSamples(count, stream);
+  return stream == kJoinedStream ? readJoined(count) : withInnerError(inner_->readSamples(count, stream));
 }
 
 int MpegDecWrapper::readJoined(int count) {
@@ -230,7 +249,7 @@ int MpegDecWrapper::seekToFrame(int64_t frame, int videoIndex) {
   return inner_->seekToFrame(frame, videoIndex);
 }
 
-int MpegDecWrapper::readFrame(int videoIndex) { return inner_->readFrame(videoIndex); }
+int MpegDecWrapper::readFrame(int videoIndex) { return withInnerError(inner_->readFrame(videoIndex)); }
 
 int MpegDecWrapper::frameCount(int videoIndex) const { return inner_->frameCount(videoIndex); }
 

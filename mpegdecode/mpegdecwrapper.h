@@ -64,6 +64,8 @@ class MpegDecWrapper : public KyDecodePipe {
   bool isJoined(int kind, int index) const { return kind == kKindAudio && mapped(index) == kJoinedStream; }
   int innerIndex(int kind, int index) const { return kind == kKindAudio ? mapped(index) : index; }
   int readJoined(int count);
+  // Takes the inner decoder's error over, since a host asks this pipe; returns `result`.
+  int withInnerError(int result);
   int deselectJoined();
 
   // Parameters (mpegdecwrapper_params.cpp).

@@ -137,8 +137,8 @@ std::vector<std::string> frameHashes(fs::path const& file, std::string const& op
 }
 
 std::vector<uint8_t> rawPictures(fs::path const& file, std::string const& pixelFormat) {
-  return output("ffmpeg -v error -nostdin -i " + quoted(file) + " -map 0:v:0 -fps_mode passthrough -pix_fmt " +
-                pixelFormat + " -f rawvideo -");
+  return output("ffmpeg -v error -nostdin -i " + quoted(file) +
+                " -map 0:v:0 -fps_mode passthrough -pix_fmt " + pixelFormat + " -f rawvideo -");
 }
 
 std::vector<uint8_t> samples(fs::path const& file, int stream, std::string const& format,

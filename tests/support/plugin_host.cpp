@@ -9,15 +9,20 @@ namespace test {
 
 std::filesystem::path pluginFile() { return std::filesystem::path(KY_BIN_DIR) / "xdcamdecode.so"; }
 
-KyPlugin* plugin() {
-  static KyPlugin* const loaded = [] {
+KyPlugin* initAgain() {
+  static KyPluginInit const entry = [] {
     // Stays loaded until the process ends, as in a host: its objects live as long.
     void* const library = ::dlopen(pluginFile().c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!library) throw std::runtime_error(::dlerror());
-    auto const entry = reinterpret_cast<KyPluginInit>(::dlsym(library, "plugin_init"));
-    if (!entry) throw std::runtime_error("no plugin_init");
-    return entry();
+    auto const found = reinterpret_cast<KyPluginInit>(::dlsym(library, "plugin_init"));
+    if (!found) throw std::runtime_error("no plugin_init");
+    return found;
   }();
+  return entry();
+}
+
+KyPlugin* plugin() {
+  static KyPlugin* const loaded = initAgain();
   return loaded;
 }
 

@@ -14,6 +14,8 @@ namespace test {
 
 // The plug-in of the build tree, loaded once per process.
 KyPlugin* plugin();
+// Calls the entry once more.
+KyPlugin* initAgain();
 // Its module.
 KyModule* module();
 std::filesystem::path pluginFile();

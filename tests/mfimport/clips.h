@@ -1,0 +1,31 @@
+// Test clips, made on demand by the ffmpeg program in a folder that lives as long as the test program.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// Runs `ffmpeg` with `arguments`, {out} standing for the clip's path, unless clip `name` is there already.
+// Returns the path; fails the test when ffmpeg fails.
+std::string clip(const std::string& name, const std::string& arguments);
+
+// A path in the same folder, for files that tests write themselves.
+std::string scratch(const std::string& name);
+
+// Output of `ffmpeg -i path arguments -`.
+std::vector<uint8_t> decodedByFfmpeg(const std::string& path, const std::string& arguments);
+
+// Lines that a shell command prints.
+std::vector<std::string> linesOf(const std::string& command);
+
+std::vector<uint8_t> fileBytes(const std::string& path);
+void writeFile(const std::string& path, const void* data, size_t size);
+void writeFile(const std::string& path, const std::string& text);
+
+// The clips that several tests share.
+std::string openGopMp4();        // H.264, open GOP, B pyramid, AAC
+std::string openGopMov();        // the same in QuickTime, 16-bit PCM
+std::string editListMp4();       // cut out of openGopMp4, begins between key pictures
+std::string hevc10Mp4();         // 10 bit 4:2:0
+std::string mpeg2Mov();          // 1920x1080 interlaced, long GOP, two mono tracks of big-endian PCM
+std::string nonReferenceBMp4();  // H.264 whose B pictures are referred to by no other

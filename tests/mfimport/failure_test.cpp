@@ -1,0 +1,175 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <sstream>
+
+#include "clips.h"
+#include "player.h"
+
+namespace {
+
+constexpr size_t kPicture = 320 * 240 * 3 / 2;
+
+TEST(Failure, MissingFile_CannotBeOpened) {
+  Player player;
+  EXPECT_EQ(player.parse("/nowhere/at/all.mp4"), kMpegErrorOpen);
+  EXPECT_TRUE(wasPrinted("/nowhere/at/all.mp4"));
+  EXPECT_EQ(player.openVideo("/nowhere/at/all.mp4"), kMpegErrorOpen);
+}
+
+TEST(Failure, Folder_CannotBeOpened) {
+  Player player;
+  EXPECT_EQ(player.parse("/tmp"), kMpegErrorOpen);
+}
+
+TEST(Failure, TextAndEmptyFiles_AreNoKnownFormat) {
+  writeFile(scratch("text.mp4"), "Dear diary, nothing happened today.\n");
+  writeFile(scratch("empty.mp4"), "");
+  Player player;
+  EXPECT_EQ(player.parse(scratch("text.mp4")), kMpegErrorFormat);
+  EXPECT_EQ(player.parse(scratch("empty.mp4")), kMpegErrorFormat);
+}
+
+TEST(Failure, PlaylistsInDisguise_AreRefused) {
+  writeFile(scratch("list.mp4"),
+            "#EXTM3U\n#EXT-X-TARGETDURATION:5\n#EXTINF:5,\n" + openGopMp4() + "\n#EXT-X-ENDLIST\n");
+  writeFile(scratch("concat.mp4"), "ffconcat version 1.0\nfile '" + openGopMp4() + "'\n");
+  Player player;
+  EXPECT_EQ(player.parse(scratch("list.mp4")), kMpegErrorFormat);
+  EXPECT_EQ(player.parse(scratch("concat.mp4")), kMpegErrorFormat);
+}
+
+TEST(Failure, StreamThatDoesNotExist_IsRefused) {
+  Player player;
+  EXPECT_EQ(player.openVideo(openGopMp4(), "I420", 2), kMpegErrorNoStream);
+  Player sound;
+  EXPECT_EQ(sound.openAudio(openGopMp4(), kAudioDolby), kMpegErrorNoStream);
+}
+
+TEST(Failure, TruncatedFile_PlaysToTheCut) {
+  const std::string whole = clip("front.mp4", "-i " + openGopMp4() + " -c copy -movflags +faststart {out}");
+  const std::vector<uint8_t> bytes = fileBytes(whole);
+  const std::string cut = scratch("cut.mp4");
+  writeFile(cut, bytes.data(), bytes.size() * 6 / 10);
+  const auto pictures = decodedByFfmpeg(whole, "-map 0:v -fps_mode passthrough -f rawvideo");
+  Player player;
+  ASSERT_EQ(player.openVideo(cut), 0);
+  ASSERT_GT(player->video.frames, 40);
+  ASSERT_LT(player->video.frames, static_cast<int>(pictures.size() / kPicture));
+  int equal = 0;
+  for (int frame = 0; frame < player->video.frames; ++frame)
+    if (player.next() == 0 && std::equal(player.picture().begin(), player.picture().end(),
+                                         pictures.begin() + static_cast<std::ptrdiff_t>(kPicture) * frame))
+      ++equal;
+  EXPECT_GE(equal, player->video.frames - 4);  // the last ones may refer to pictures beyond the cut
+}
+
+TEST(Failure, FileCutBeforeItsTables_IsRefused) {
+  const std::vector<uint8_t> bytes = fileBytes(openGopMp4());
+  writeFile(scratch("half.mp4"), bytes.data(), bytes.size() / 2);
+  Player player;
+  EXPECT_EQ(player.parse(scratch("half.mp4")), kMpegErrorFormat);
+}
+
+struct PacketPlace {
+  double time;
+  size_t position, size;
+};
+
+std::vector<PacketPlace> videoPackets(const std::string& path) {
+  std::vector<PacketPlace> places;
+  for (std::string line :
+       linesOf("ffprobe -v error -select_streams v -show_entries packet=pts_time,size,pos -of csv=p=0 '" +
+               path + "'")) {
+    std::replace(line.begin(), line.end(), ',', ' ');
+    std::istringstream fields(line);
+    PacketPlace place{};
+    fields >> place.time >> place.size >> place.position;
+    places.push_back(place);
+  }
+  return places;
+}
+
+// A clip whose picture number `frame`, one that no other refers to, is all zeros.
+std::string withBrokenPicture(int frame) {
+  std::vector<uint8_t> bytes = fileBytes(nonReferenceBMp4());
+  for (const PacketPlace& place : videoPackets(nonReferenceBMp4()))
+    if (static_cast<int>(place.time * 25 + 0.5) == frame)
+      std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(place.position), place.size, uint8_t{0});
+  const std::string path = scratch("broken.mp4");
+  writeFile(path, bytes.data(), bytes.size());
+  return path;
+}
+
+// The number, in display order from 30 on, of a picture that is decoded after one that is shown later.
+int someBidirectionalPicture() {
+  double latest = -1;
+  for (const PacketPlace& place : videoPackets(nonReferenceBMp4())) {
+    if (place.time < latest && place.time >= 30 / 25.0) return static_cast<int>(place.time * 25 + 0.5);
+    latest = std::max(latest, place.time);
+  }
+  return -1;
+}
+
+TEST(Failure, BrokenPicture_FailsAtItsOwnPlace_AndTheNextOneIsRight) {
+  const auto pictures = decodedByFfmpeg(nonReferenceBMp4(), "-map 0:v -fps_mode passthrough -f rawvideo");
+  const auto shows = [&](const Player& player, int frame) {
+    return std::equal(player.picture().begin(), player.picture().end(),
+                      pictures.begin() + static_cast<std::ptrdiff_t>(kPicture) * frame);
+  };
+  const int broken = someBidirectionalPicture();
+  ASSERT_GT(broken, 0);
+  const std::string path = withBrokenPicture(broken);
+  for (const int threads : {1, 4}) {
+    SCOPED_TRACE(threads);
+    Player player;
+    ASSERT_EQ(player.openVideo(path), 0);
+    ASSERT_EQ(mpegInVideoAuxinfo(player.get(), 0, kAuxThreads, nullptr, threads), 0);
+    EXPECT_EQ(player->video.frames, 75);
+    for (int frame = 0; frame < 75; ++frame) {
+      const int result = player.next();
+      if (frame == broken) {
+        EXPECT_EQ(result, kMpegError);
+        EXPECT_TRUE(shows(player, frame - 1)) << "the target was written";
+      } else {
+        ASSERT_EQ(result, 0) << frame;
+        ASSERT_TRUE(shows(player, frame)) << frame;
+      }
+    }
+    EXPECT_EQ(player.stats().seeks, 0);
+    EXPECT_TRUE(wasPrinted("picture " + std::to_string(broken)));
+    EXPECT_EQ(player.seek(broken), kMpegError);
+    EXPECT_EQ(player.seek(broken + 1), 0);
+    EXPECT_TRUE(shows(player, broken + 1));
+    EXPECT_EQ(player.seek(broken - 1), 0);
+    EXPECT_TRUE(shows(player, broken - 1));
+  }
+}
+
+TEST(Failure, DamagedFiles_NeitherCrashNorHang) {
+  std::mt19937 random(3);
+  for (const std::string& path : {openGopMp4(), openGopMov(), hevc10Mp4()}) {
+    const std::vector<uint8_t> whole = fileBytes(path);
+    for (int round = 0; round < 12; ++round) {
+      std::vector<uint8_t> bytes = whole;
+      for (int i = 0; i < (round % 3 + 1) * 40; ++i)
+        bytes[random() % bytes.size()] = static_cast<uint8_t>(random());
+      // Half of the rounds hit the tables, which ffmpeg writes at the end.
+      if (round % 2)
+        for (int i = 0; i < 10; ++i)
+          bytes[bytes.size() - 1 - random() % 6000] = static_cast<uint8_t>(random());
+      const std::string damaged = scratch("damaged.mp4");
+      writeFile(damaged, bytes.data(), bytes.size());
+      Player player;
+      const bool deep = path == hevc10Mp4();
+      if ((deep ? player.openVideo(damaged, "W016") : player.openVideo(damaged, "I420")) != 0) continue;
+      for (int i = 0; i < 20 && player->video.frames > 0; ++i) {
+        player.seek(static_cast<int>(random() % static_cast<unsigned>(player->video.frames)));
+        player.next();
+      }
+    }
+  }
+}
+
+}  // namespace

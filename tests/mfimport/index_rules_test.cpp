@@ -1,0 +1,80 @@
+#include <gtest/gtest.h>
+
+#include "mfimport/index_build.h"
+#include "mfimport/media.h"
+
+using namespace mfimport;
+
+namespace {
+
+constexpr int64_t kNone = AV_NOPTS_VALUE;
+using Ranks = std::vector<uint32_t>;
+
+TEST(PresentationOrder, FollowsStamps) {
+  EXPECT_EQ(presentationRanks({{0, 0, false}, {3, 1, false}, {1, 2, true}, {2, 3, true}}, false),
+            (Ranks{0, 3, 1, 2}));
+}
+
+TEST(PresentationOrder, WithoutStamps_HoldsAnchorsUntilTheNext) {
+  EXPECT_EQ(presentationRanks(
+                {{kNone, 0, false}, {kNone, 1, false}, {kNone, 2, true}, {kNone, 3, true}, {kNone, 4, false}},
+                false),
+            (Ranks{0, 3, 1, 2, 4}));
+}
+
+TEST(PresentationOrder, AfterALeapOfTheClock_StartsANewStretch) {
+  const int64_t hour = int64_t{3600} * 27000000;
+  const std::vector<StampedPicture> pictures = {
+      {hour, hour, false}, {hour + 1, hour + 1, false}, {0, 0, false}, {1, 1, false}};
+  EXPECT_EQ(presentationRanks(pictures, true), (Ranks{0, 1, 2, 3}));
+  EXPECT_EQ(presentationRanks(pictures, false), (Ranks{2, 3, 0, 1}));
+}
+
+TEST(MeasuredRate, OfRegularStamps_IsExact) {
+  std::vector<int64_t> stamps;
+  for (int i = 0; i < 100; ++i) stamps.push_back(i * 1001);
+  EXPECT_DOUBLE_EQ(measuredRate(stamps, {1, 30000}), 30000.0 / 1001);
+  EXPECT_DOUBLE_EQ(measuredRate(stamps, {1, 25025}), 25);
+}
+
+TEST(MeasuredRate, OfRoundedStamps_IsTheUsualRate) {
+  std::vector<int64_t> stamps;
+  for (int i = 0; i < 300; ++i) stamps.push_back((i * 1001 * 1000 + 15000) / 30000);
+  EXPECT_DOUBLE_EQ(measuredRate(stamps, {1, 1000}), 30000.0 / 1001);
+}
+
+TEST(MeasuredRate, LeavesGapsOut) {
+  EXPECT_DOUBLE_EQ(measuredRate({0, 1, 2, 3, 1000, 1001, 1002}, {1, 25}), 25);
+  EXPECT_EQ(measuredRate({5}, {1, 25}), 0);
+  EXPECT_EQ(measuredRate({5, 5, 5}, {1, 25}), 0);
+}
+
+TEST(StartOfDecoding, ForLeadingPicturesOfAnOpenGroup_IsTheKeyBefore) {
+  VideoIndex video{HostMemory{}};
+  // I0 P3 B1 B2 | I6 B4 B5 P7
+  const uint32_t ranks[] = {0, 3, 1, 2, 6, 4, 5, 7};
+  for (uint32_t i = 0; i < 8; ++i)
+    video.pictures.push_back({i, 1, i == 0 || i == 4, false, ranks[i], static_cast<int32_t>(ranks[i])});
+  video.byDisplay.resize(8);
+  for (uint32_t i = 0; i < 8; ++i) video.byDisplay[ranks[i]] = i;
+  EXPECT_EQ(video.startFor(3), 0U);
+  EXPECT_EQ(video.startFor(4), 0U);
+  EXPECT_EQ(video.startFor(5), 0U);
+  EXPECT_EQ(video.startFor(6), 4U);
+  EXPECT_EQ(video.startFor(7), 4U);
+  EXPECT_EQ(video.keyBefore(4), 0U);
+  EXPECT_EQ(video.keyBefore(0), 0U);
+}
+
+TEST(PacketOfASample, SkipsPacketsThatDeliverNothing) {
+  AudioIndex audio{HostMemory{}};
+  for (const SampleSpan& span : {SampleSpan{0, 1024, 0, 1024}, SampleSpan{0, 24, 1000, 1024},
+                                 SampleSpan{1000, 0, 1024, 1024}, SampleSpan{2024, 0, 0, 1024}})
+    audio.spans.push_back(span);
+  EXPECT_EQ(audio.packetOf(0), 1U);
+  EXPECT_EQ(audio.packetOf(999), 1U);
+  EXPECT_EQ(audio.packetOf(1000), 2U);
+  EXPECT_EQ(audio.packetOf(2023), 2U);
+}
+
+}  // namespace

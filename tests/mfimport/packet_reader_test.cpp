@@ -1,0 +1,92 @@
+#include "mfimport/packet_reader.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "clips.h"
+
+using namespace mfimport;
+
+namespace {
+
+std::shared_ptr<const MediaIndex> indexOf(const std::string& path) {
+  int result = 0;
+  std::string error;
+  auto index = acquireMediaIndex({}, path, 0, HostCallbacks(nullptr), result, error);
+  EXPECT_NE(index, nullptr) << error;
+  return index;
+}
+
+std::vector<uint8_t> nextOf(PacketReader& reader) {
+  const lav::Packet packet = lav::newPacket();
+  if (reader.next(*packet) != PacketReader::Result::packet) return {};
+  const auto bytes = lav::payload(*packet);
+  return {bytes.begin(), bytes.end()};
+}
+
+TEST(PacketReading, StraightFromTheFile_GivesThePacketsOfTheDemultiplexer) {
+  for (const std::string& path : {openGopMp4(), openGopMov(), editListMp4(), mpeg2Mov(), hevc10Mp4()}) {
+    const auto index = indexOf(path);
+    for (const StreamIndex& stream : index->streams) {
+      SCOPED_TRACE(path + " stream " + std::to_string(stream.libavIndex));
+      EXPECT_TRUE(stream.direct);
+      std::string error;
+      const auto direct = openDirectReader(*index, stream, {}, error);
+      const auto demuxed = openDemuxReader(*index, stream, {}, error);
+      for (size_t i = 0; i < stream.packets.size(); ++i) {
+        const auto bytes = nextOf(*direct);
+        ASSERT_FALSE(bytes.empty()) << i;
+        ASSERT_EQ(bytes, nextOf(*demuxed)) << i;
+      }
+      EXPECT_TRUE(nextOf(*direct).empty());
+      EXPECT_TRUE(nextOf(*demuxed).empty());
+    }
+  }
+}
+
+std::string transportStream() {
+  return clip("open_gop.ts", "-i " + openGopMp4() + " -c:v copy -c:a mp2 -b:a 192k -f mpegts {out}");
+}
+std::string programStream() {
+  return clip("program.mpg",
+              "-f lavfi -i testsrc2=s=352x288:r=25:d=4 -f lavfi -i sine=d=4 -c:v mpeg2video -g 12 -bf 2 -c:a "
+              "mp2 -f vob {out}");
+}
+std::string matroska() { return clip("open_gop.mkv", "-i " + openGopMp4() + " -c copy {out}"); }
+
+TEST(PacketReading, ThroughTheDemultiplexer_FindsEveryPacketAgain) {
+  for (const std::string& path : {transportStream(), programStream(), matroska(), openGopMp4()}) {
+    const auto index = indexOf(path);
+    for (const StreamIndex& stream : index->streams) {
+      SCOPED_TRACE(path + " stream " + std::to_string(stream.libavIndex));
+      std::string error;
+      const auto sequential = openDemuxReader(*index, stream, {}, error);
+      std::vector<std::vector<uint8_t>> all;
+      for (size_t i = 0; i < stream.packets.size(); ++i) all.push_back(nextOf(*sequential));
+      const auto reader = openDemuxReader(*index, stream, {}, error);
+      std::mt19937 random(5);
+      for (int i = 0; i < 60; ++i) {
+        size_t number = random() % all.size();
+        // Of video, only key pictures are beginnings.
+        while (stream.type() == AVMEDIA_TYPE_VIDEO && number > 0 &&
+               !stream.video.pictures[stream.packets[number].unit].key)
+          --number;
+        ASSERT_TRUE(reader->position(number)) << number;
+        ASSERT_TRUE(nextOf(*reader) == all[number]) << number;
+      }
+    }
+  }
+}
+
+TEST(MediaIndexCache, GivesTheSameIndexUntilTheFileChanges) {
+  const std::string path = scratch("changing.mp4");
+  const auto first = fileBytes(openGopMp4()), second = fileBytes(hevc10Mp4());
+  writeFile(path, first.data(), first.size());
+  const auto one = indexOf(path), again = indexOf(path);
+  EXPECT_EQ(one, again);
+  writeFile(path, second.data(), second.size());
+  EXPECT_NE(indexOf(path), one);
+}
+
+}  // namespace

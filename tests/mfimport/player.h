@@ -1,0 +1,49 @@
+// An instance of the library as a host uses it, with a target of its own and the messages that it printed.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "mfimport/mfimport.h"
+
+// Messages of all instances of this test program, newest last.
+std::vector<std::string>& printedMessages();
+bool wasPrinted(const std::string& part);
+
+// Callbacks as a host hands them out.
+void* testResources(const char* name);
+// Blocks that the library allocated through them and has not released.
+int64_t blocksInUse();
+
+class Player {
+ public:
+  Player();
+  ~Player();
+  Player(const Player&) = delete;
+  Player& operator=(const Player&) = delete;
+
+  MpegIn* operator->() { return instance_; }
+  MpegIn* get() { return instance_; }
+
+  int parse(const std::string& path);
+  // Selects video stream `number` (1-based) and provides a target in `fourcc`.
+  int openVideo(const std::string& path, const char (&fourcc)[5] = "I420", int number = 1);
+  int openAudio(const std::string& path, MpegAudioFormat format, int number = 1);
+
+  int seek(int frame) { return mpegInSeekFrame(instance_, frame); }
+  int next() { return mpegInGetNextFrame(instance_); }
+  // The target's bytes, rows without padding, plane after plane.
+  const std::vector<uint8_t>& picture() const { return target_; }
+  std::vector<uint8_t>& target() { return target_; }
+  MpegDecodeStats stats();
+
+  int seekSample(int64_t sample) { return mpegInSeekSample64(instance_, 0, sample, 0); }
+  // Reads to the end in blocks of `block` samples.
+  std::vector<uint8_t> readAll(int block);
+
+ private:
+  MpegIn* instance_;
+  std::vector<uint8_t> target_;
+};

@@ -1,0 +1,66 @@
+#include "mfimport/takelist.h"
+
+#include <gtest/gtest.h>
+
+using namespace mfimport;
+
+namespace {
+
+TEST(TakeListText, LinesWithCrLf_GiveClipsInOrder) {
+  TakeList list;
+  std::string error;
+  ASSERT_TRUE(
+      parseTakeList("XMP4\r\n/card/BPAV/CLPR/a/a.MP4;  123\r\n/card/BPAV/CLPR/b/b.MP4;  0\r\n", list, error));
+  ASSERT_EQ(list.clips.size(), 2U);
+  EXPECT_EQ(list.clips[0].path, "/card/BPAV/CLPR/a/a.MP4");
+  EXPECT_EQ(list.clips[0].sizeHint, 123U);
+  EXPECT_EQ(list.clips[1].path, "/card/BPAV/CLPR/b/b.MP4");
+}
+
+TEST(TakeListText, PathWithSemicolons_IsSplitAtTheLastOne) {
+  TakeList list;
+  std::string error;
+  ASSERT_TRUE(parseTakeList("XMP4\r\n/card;1/a; b.MP4;  77\r\n", list, error));
+  EXPECT_EQ(list.clips[0].path, "/card;1/a; b.MP4");
+  EXPECT_EQ(list.clips[0].sizeHint, 77U);
+}
+
+TEST(TakeListText, SizeBeyond32Bit_IsTakenModulo) {
+  TakeList list;
+  std::string error;
+  ASSERT_TRUE(parseTakeList("XMP4\n/a.MP4;  5368709120\n", list, error));
+  EXPECT_EQ(list.clips[0].sizeHint, 1073741824U);
+}
+
+TEST(TakeListText, LastLineWithoutLineEnd_AndEmptyLines_AreAccepted) {
+  TakeList list;
+  std::string error;
+  ASSERT_TRUE(parseTakeList("XMP4\r\n\r\n/a.MP4;  1\r\n\r\n/b.MP4;  2", list, error));
+  EXPECT_EQ(list.clips.size(), 2U);
+}
+
+TEST(TakeListText, MalformedLists_AreRefusedWithTheLine) {
+  const std::string_view zero("XMP4\r\n/a\0b;  1\r\n", 17);
+  for (const std::string_view text :
+       {std::string_view("XMP4\r\n/a.MP4\r\n"), std::string_view("XMP4\r\n;  1\r\n"),
+        std::string_view("XMP4\r\n/a.MP4;  many\r\n"), std::string_view("XMP4\r\n/a.MP4;  \r\n"), zero}) {
+    TakeList list;
+    std::string error;
+    EXPECT_FALSE(parseTakeList(text, list, error)) << text;
+    EXPECT_NE(error.find("line 2"), std::string::npos) << error;
+  }
+}
+
+TEST(TakeListText, OtherTexts_AreNoTakeLists) {
+  TakeList list;
+  std::string error;
+  EXPECT_FALSE(parseTakeList("", list, error));
+  EXPECT_FALSE(parseTakeList("XMP45\r\n/a;  1\r\n", list, error));
+  EXPECT_FALSE(parseTakeList("XMP4\r\n", list, error));
+  EXPECT_TRUE(isTakeList("XMP4\r"));
+  EXPECT_TRUE(isTakeList("XMP4"));
+  EXPECT_FALSE(isTakeList("XMP"));
+  EXPECT_FALSE(isTakeList("xmp4\r"));
+}
+
+}  // namespace
