@@ -31,12 +31,13 @@ void runAudio(Settings const& settings, AudioOptions const& options) {
     progress.advance(block.samples);
   }
   writer.finish();
-  // What is there has been written: sound that ends early is common in cut recordings.
-  if (reader.position() < range.to && !settings.quiet) {
-    fmt::print(stderr, "kyhost: {}: audio stream {} ends {} samples early\n", options.path, options.stream,
-               range.to - reader.position());
-  }
   printStats(session, settings, "samples", progress.done(), progress.seconds());
+  if (reader.position() < range.to) {
+    throw Failure(ExitCode::Read,
+                  fmt::format("{}: ends {} samples early", session.name(kKindAudio, options.stream),
+                              range.to - reader.position()),
+                  "what is there has been written");
+  }
 }
 
 }  // namespace kyhost

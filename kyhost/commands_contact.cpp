@@ -6,16 +6,20 @@
 
 #include "kyhost/commands.h"
 #include "kyhost/failure.h"
+#include "kyhost/label.h"
 #include "kyhost/output_file.h"
 #include "kyhost/readers.h"
 #include "kyhost/rgb_picture.h"
 #include "kyhost/signals.h"
 #include "kyhost/stats.h"
+#include "kyhost/time_text.h"
 
 namespace kyhost {
 namespace {
 
-constexpr int kGap = 8;  // pixels around every picture
+constexpr int kGap = 8;            // pixels around every picture
+constexpr int kLabelGap = 4;       // between a picture and the line below it
+constexpr int kWidePicture = 240;  // from this width on labels are drawn twice as large
 constexpr unsigned char kBackground = 24;
 constexpr int kLargestSide = 16384;
 
@@ -33,6 +37,12 @@ AvPtr<AVFrame> makeSheet(int width, int height) {
                 static_cast<size_t>(width) * 3);
   }
   return sheet;
+}
+
+// "#123  0:00:04.920": the frame's number and its time in the stream.
+std::string labelOf(int64_t frame, double rate) {
+  if (!(rate > 0.0)) return fmt::format("#{}", frame);
+  return fmt::format("#{}  {}", frame, timeText(static_cast<double>(frame) / rate));
 }
 
 void paste(AVFrame const& picture, AVFrame& sheet, int x, int y) {
@@ -54,15 +64,17 @@ void runContact(Settings const& settings, ContactOptions const& options) {
 
   // A file shorter than the sheet shows every frame once.
   int64_t const count = std::min<int64_t>(int64_t{options.columns} * options.rows, reader.frames());
-  if (count < 1) throw Failure(ExitCode::Read, session.describe(kKindVideo, options.stream, "has no frames"));
+  if (count < 1) throw Failure(ExitCode::Read, session.name(kKindVideo, options.stream) + ": has no frames");
   auto const columns = static_cast<int>(std::min<int64_t>(options.columns, count));
   auto const rows = static_cast<int>((count + columns - 1) / columns);
   int const width = (options.width - kGap) / columns - kGap;
   double const aspect = reader.info()["frameAspect"].asDouble();
   int const height =
       static_cast<int>(std::lround(static_cast<double>(width) / (aspect > 0.01 ? aspect : 16.0 / 9.0)));
+  int const labelScale = width < kWidePicture ? 1 : 2;
+  int const cellHeight = height + kLabelGap + kLabelHeight * labelScale + kGap;
   int const sheetWidth = columns * (width + kGap) + kGap;
-  int const sheetHeight = rows * (height + kGap) + kGap;
+  int const sheetHeight = rows * cellHeight + kGap;
   if (width < 16 || height < 16 || sheetHeight > kLargestSide) {
     throw Failure(ExitCode::Usage,
                   fmt::format("{} columns on {} pixels leave no room", columns, options.width),
@@ -74,12 +86,15 @@ void runContact(Settings const& settings, ContactOptions const& options) {
   for (int64_t i = 0; i < count; ++i) {
     checkInterrupt();
     // The middle of each of `count` equal stretches.
-    reader.seek((2 * i + 1) * reader.frames() / (2 * count));
+    int64_t const number = (2 * i + 1) * reader.frames() / (2 * count);
+    reader.seek(number);
     KyFrame const* const frame = reader.next();
     if (!frame) break;
     AVFrame const& picture = converter.convert(*frame, width, height, false);
-    paste(picture, *sheet, kGap + static_cast<int>(i % columns) * (width + kGap),
-          kGap + static_cast<int>(i / columns) * (height + kGap));
+    int const x = kGap + static_cast<int>(i % columns) * (width + kGap);
+    int const y = kGap + static_cast<int>(i / columns) * cellHeight;
+    paste(picture, *sheet, x, y);
+    drawLabel(*sheet, x, y + height + kLabelGap, labelScale, labelOf(number, reader.rate().rate()));
   }
   PngEncoder encoder;
   OutputFile file(options.output);

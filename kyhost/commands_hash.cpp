@@ -72,9 +72,8 @@ class Hasher {
       progress.advance();
     }
     if (!damage_ && count < reader.frames()) {
-      note(Failure(ExitCode::Read,
-                   session_.describe(kKindVideo, stream,
-                                     fmt::format("ends after frame {} of {}", count, reader.frames()))));
+      note(Failure(ExitCode::Read, fmt::format("{}: ends after {} of {} frames",
+                                               session_.name(kKindVideo, stream), count, reader.frames())));
     }
     frames_ += count;
     return list.total(count);
@@ -84,7 +83,8 @@ class Hasher {
     AudioReader reader(session_, stream);
     HashList list(fmt::format("a{}", stream), out_, json_);
     Progress progress(fmt::format("audio {}", stream), "samples", reader.samples(), settings_.quiet);
-    size_t const sampleBytes = static_cast<size_t>(reader.channels() * reader.bytesPerSample());
+    auto const sampleBytes =
+        static_cast<size_t>(reader.channels()) * static_cast<size_t>(reader.bytesPerSample());
     Md5 md5;
     int64_t second = 0;
     int64_t inSecond = 0;

@@ -9,6 +9,7 @@
 #include "kyhost/json_any.h"
 #include "kyhost/output_file.h"
 #include "kyhost/stats.h"
+#include "kyhost/time_text.h"
 
 namespace kyhost {
 namespace {
@@ -107,12 +108,6 @@ Json document(Session const& session, AnyDict const& facts) {
   return out;
 }
 
-std::string durationText(double seconds) {
-  auto const milliseconds = static_cast<int64_t>(seconds * 1000.0 + 0.5);
-  return fmt::format("{}:{:02}:{:02}.{:03}", milliseconds / 3600000, milliseconds / 60000 % 60,
-                     milliseconds / 1000 % 60, milliseconds % 1000);
-}
-
 std::string fourccText(int code) {
   std::string text;
   for (int shift = 0; shift < 32; shift += 8) {
@@ -124,9 +119,9 @@ std::string fourccText(int code) {
 
 std::string headline(KyStreamKind kind, AnyDict const& info) {
   if (kind == kKindVideo) {
-    return fmt::format("{} {}x{}, {} frames/s, {} frames, {}", toLine(info["codec"]), info["width"].asInt32(),
+    return fmt::format("{} {}x{}, {}, {} frames, {}", toLine(info["codec"]), info["width"].asInt32(),
                        info["height"].asInt32(), toLine(info["framerate"]), info["frames"].asInt32(),
-                       durationText(info["duration"].asDouble()));
+                       timeText(info["duration"].asDouble()));
   }
   if (kind == kKindAudio) {
     int const joined = info["_joined"].asVector().size();
@@ -134,7 +129,7 @@ std::string headline(KyStreamKind kind, AnyDict const& info) {
                        info["samplerate"].asInt32(), info["channels"].asInt32(),
                        joined > 0 ? fmt::format(" joined from {} tracks", joined) : "",
                        info["bitsPerSample"].asInt32(), info["samples"].asInt64(),
-                       durationText(info["duration"].asDouble()));
+                       timeText(info["duration"].asDouble()));
   }
   if (info["type"].asInt32() == 4) return "closed captions";
   return info.contains("subType") ? toLine(info["subType"]) : "subtitles";

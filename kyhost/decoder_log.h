@@ -11,8 +11,10 @@ namespace kyhost {
 // error; without one nothing is shown unless the environment variable KY_DEBUG asks for it.
 void listenToDecoder(std::optional<int> mask);
 
-// Error lines of the debug log so far, without repetitions, and messages of the user log; both are removed.
+// Error lines of the debug log so far, and its warnings and informations, without repetitions; then messages
+// of the user log. All are removed.
 std::vector<std::string> takeDecoderErrors();
+std::vector<std::string> takeDecoderRemarks();
 std::vector<std::string> takeUserMessages();
 
 }  // namespace kyhost

@@ -24,7 +24,7 @@ char const* orderName(int order) {
 }
 
 std::string lineOf(KyFramerate const& rate) {
-  std::string out = fmt::format("{:.6g} {}", rate.rate(), orderName(rate.order()));
+  std::string out = fmt::format("{:.6g} frames/s, {}", rate.rate(), orderName(rate.order()));
   if (rate.dropFrame()) out += ", drop frame";
   if (rate.pulldown() != 0) out += fmt::format(", pulldown {}", rate.pulldown());
   return out;

@@ -47,8 +47,7 @@ void addGlobalOptions(CLI::App& app, CommandLine& line) {
                  "Decoder parameter before opening, repeatable; dots lead into dictionaries, "
                  "\"module.\" sets an attribute of the module")
       ->type_name("KEY=VALUE")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+      ->allow_extra_args(false);
   app.add_option("--threads", line.settings.threads, "Decoder threads; default: one for each processor")
       ->check(CLI::Range(0, 64));
   app.add_option("--debug", line.debug, "Show the decoder's log: error,warn,info,trace,progress or all")

@@ -64,14 +64,18 @@ std::string adviceForDescription(fs::path const& path, std::string_view reason) 
          list(essence);
 }
 
-std::string adviceFor(fs::path const& path, std::string_view reason) {
+std::string adviceFor(fs::path const& path, std::string_view reason, std::string_view remarks) {
   auto const says = [reason](std::string_view text) { return reason.find(text) != std::string_view::npos; };
   if (says("unknown video streams") || says("unknown audio streams"))
     return "to open the other streams add --set openParameters.ignoreUnknownStreams=1";
   if (says("No video streams found in"))
     return "sound alone is not opened from this kind of file; put it into another container (.wav)";
-  if (says("Refusing to open dv"))
+  if (remarks.find("Refusing to open dv") != std::string_view::npos)
     return "DV is opened only from a card with the folders CONTENTS/AUDIO and CONTENTS/VIDEO";
+  if (says("No audio/video streams found") || says("No video/audio streams can be decoded"))
+    return "no stream has a codec that is decoded: video is MPEG-1, MPEG-2, MPEG-4, H.263, H.264, HEVC, "
+           "VC-1, "
+           "JPEG 2000, sound is PCM, MPEG audio, AAC, AC-3, DTS, AMR, WMA";
   if (isClipDescription(path)) return adviceForDescription(path, reason);
   return "run with --debug error,warn,info to see what the decoder met";
 }
@@ -114,9 +118,10 @@ std::vector<fs::path> essenceOf(fs::path const& description) {
   });
 }
 
-Failure openFailure(fs::path const& path, int result, std::vector<std::string> const& reasons) {
+Failure openFailure(fs::path const& path, int result, std::vector<std::string> const& reasons,
+                    std::vector<std::string> const& remarks) {
   std::string reason = fmt::format("{}", fmt::join(reasons, "; "));
-  std::string const advice = adviceFor(path, reason);
+  std::string const advice = adviceFor(path, reason, fmt::format("{}", fmt::join(remarks, "\n")));
   if (reason.empty()) reason = fmt::format("result {}", result);
   return Failure(ExitCode::Open, fmt::format("{}: cannot be opened: {}", path.string(), reason), advice);
 }

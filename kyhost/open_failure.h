@@ -19,7 +19,9 @@ bool isClipDescription(std::filesystem::path const& path);
 // them; for the description of a take, those of its clips.
 std::vector<std::filesystem::path> essenceOf(std::filesystem::path const& description);
 
-// `reasons` are the plug-in's texts, the most telling first; `result` what its opening returned.
-Failure openFailure(std::filesystem::path const& path, int result, std::vector<std::string> const& reasons);
+// `reasons` are the plug-in's texts, the most telling first, `remarks` what it logged on the way, `result`
+// what its opening returned.
+Failure openFailure(std::filesystem::path const& path, int result, std::vector<std::string> const& reasons,
+                    std::vector<std::string> const& remarks);
 
 }  // namespace kyhost

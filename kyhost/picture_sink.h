@@ -32,15 +32,15 @@ class PictureSink {
 
 // YUV4MPEG2. The header has the rate as an exact ratio, the field order of the frame rate, the pixel aspect
 // and the colour space: C420mpeg2 and C422 for 8 bits, C420p16 and C422p16 (little-endian) for 16.
-std::unique_ptr<PictureSink> makeY4mWriter(std::filesystem::path const& output, PictureSource source);
+std::unique_ptr<PictureSink> makeY4mWriter(std::filesystem::path const& output, PictureSource const& source);
 
 // Rows without padding, plane after plane, as the decoder lays the picture out.
-std::unique_ptr<PictureSink> makeRawWriter(std::filesystem::path const& output, PictureSource source);
+std::unique_ptr<PictureSink> makeRawWriter(std::filesystem::path const& output, PictureSource const& source);
 
 // PNG of 8 or, for deep layouts, 16 bits a component, with the pixel aspect in pHYs. `output` is a folder
 // (made when missing; files are called frame_000123.png), a name with one %d or %05d for the picture's
 // number, one plain name for one picture, or "-" for pictures one after another. Each file is complete or
 // absent.
-std::unique_ptr<PictureSink> makePngWriter(std::filesystem::path const& output, PictureSource source);
+std::unique_ptr<PictureSink> makePngWriter(std::filesystem::path const& output, PictureSource const& source);
 
 }  // namespace kyhost

@@ -121,7 +121,7 @@ class PngWriter : public PictureSink {
 
 }  // namespace
 
-std::unique_ptr<PictureSink> makePngWriter(fs::path const& output, PictureSource source) {
+std::unique_ptr<PictureSink> makePngWriter(fs::path const& output, PictureSource const& source) {
   return std::make_unique<PngWriter>(output, source);
 }
 

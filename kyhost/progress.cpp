@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <utility>
 
@@ -11,7 +12,7 @@ namespace kyhost {
 namespace {
 
 std::string clockText(double seconds) {
-  auto const whole = static_cast<int64_t>(std::min(seconds, 359999.0) + 0.5);
+  auto const whole = std::llround(std::min(seconds, 359999.0));
   if (whole >= 3600) return fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
   return fmt::format("{}:{:02}", whole / 60, whole % 60);
 }

@@ -36,7 +36,8 @@ VideoReader::~VideoReader() { session_.pipe().deselectStream(kKindVideo, stream_
 void VideoReader::seek(int64_t frame) {
   if (frame == position_) return;
   if (session_.pipe().seekToFrame(frame, stream_) != 0)
-    throw Failure(ExitCode::Read, session_.describe(kKindVideo, stream_, fmt::format("frame {}", frame)));
+    throw Failure(ExitCode::Read,
+                  session_.describe(kKindVideo, stream_, fmt::format("frame {} cannot be reached", frame)));
   position_ = frame;
 }
 
@@ -47,7 +48,8 @@ KyFrame const* VideoReader::next() {
   if (result == kResultEndOfStream) return nullptr;
   KyFrame const* const frame = result == 0 ? session_.pipe().videoFrame(stream_) : nullptr;
   if (!frame)
-    throw Failure(ExitCode::Read, session_.describe(kKindVideo, stream_, fmt::format("frame {}", number)));
+    throw Failure(ExitCode::Read,
+                  session_.describe(kKindVideo, stream_, fmt::format("frame {} cannot be decoded", number)));
   return frame;
 }
 
@@ -59,8 +61,8 @@ void VideoReader::showSubtitles(int subtitle) {
     if (bitmaps++ != subtitle) continue;
     // The decoder numbers captions and bitmaps together.
     if (session_.pipe().setStreamParam(kKindVideo, stream_, "subpicOverlay", Any(i)) == 0) return;
-    throw Failure(ExitCode::Read,
-                  session_.describe(kKindVideo, stream_, fmt::format("subtitles {}", subtitle)));
+    throw Failure(ExitCode::Read, session_.describe(kKindVideo, stream_,
+                                                    fmt::format("subtitles {} cannot be drawn", subtitle)));
   }
   throw Failure(ExitCode::Usage, fmt::format("{}: no subtitles {} to overlay: the file has {} such streams",
                                              session_.path().string(), subtitle, bitmaps));
@@ -83,7 +85,8 @@ AudioReader::~AudioReader() { session_.pipe().deselectStream(kKindAudio, stream_
 void AudioReader::seek(int64_t sample) {
   if (sample == position_) return;
   if (session_.pipe().seekToSample(sample, stream_) != 0)
-    throw Failure(ExitCode::Read, session_.describe(kKindAudio, stream_, fmt::format("sample {}", sample)));
+    throw Failure(ExitCode::Read,
+                  session_.describe(kKindAudio, stream_, fmt::format("sample {} cannot be reached", sample)));
   position_ = sample;
 }
 
@@ -98,8 +101,8 @@ AudioReader::Block AudioReader::next(int64_t limit) {
     return {pcm->ptr(0), pcm->nSamples};
   }
   if (result < 0 && result != kResultEndOfStream)
-    throw Failure(ExitCode::Read,
-                  session_.describe(kKindAudio, stream_, fmt::format("sample {}", position_)));
+    throw Failure(ExitCode::Read, session_.describe(kKindAudio, stream_,
+                                                    fmt::format("sample {} cannot be decoded", position_)));
   return {};
 }
 

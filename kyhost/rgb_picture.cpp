@@ -4,6 +4,10 @@
 
 #include "kyhost/failure.h"
 
+extern "C" {
+#include <libavutil/opt.h>
+}
+
 namespace kyhost {
 namespace {
 
@@ -94,6 +98,8 @@ std::span<unsigned char const> PngEncoder::encode(AVFrame const& frame, AVRation
     codec_->time_base = {1, 1};
     codec_->thread_count = 1;
     if (pixelAspect.num > 0 && pixelAspect.den > 0) codec_->sample_aspect_ratio = pixelAspect;
+    // Filtering each row by what suits it makes pictures a tenth smaller.
+    av_opt_set(codec_->priv_data, "pred", "mixed", 0);
     int const result = avcodec_open2(codec_.get(), png, nullptr);
     if (result < 0) require(false, avErrorText(result).c_str());
   }

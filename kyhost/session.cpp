@@ -20,6 +20,7 @@ namespace fs = std::filesystem;
 namespace kyhost {
 namespace {
 
+constexpr char const* kPluginFile = "xdcamdecode.so";
 constexpr int kDecoderModule = 2;
 constexpr int kMostThreads = 16;
 
@@ -27,7 +28,8 @@ std::vector<fs::path> placesOf(fs::path const& chosen) {
   if (!chosen.empty()) return {fs::absolute(chosen)};
   std::error_code ignored;
   fs::path const origin = fs::read_symlink("/proc/self/exe", ignored).parent_path();
-  return {origin / "xdcamdecode.so", origin / ".." / "lib" / "ky" / "xdcamdecode.so"};
+  fs::path const libraries = (origin / ".." / "lib").lexically_normal();
+  return {origin / kPluginFile, libraries / "ky" / kPluginFile, libraries / kPluginFile};
 }
 
 bool declares(KyModule const& module, Any const& extension) {
@@ -131,10 +133,12 @@ Session::Session(Plugin const& plugin, fs::path path, Settings const& settings)
   if (result == 0) return;
 
   std::vector<std::string> reasons = takeUserMessages();
-  if (std::string const text = pipe_->errorDesc(); !text.empty()) reasons.push_back(text);
+  std::string const text = pipe_->errorDesc();
+  if (!text.empty() && std::find(reasons.begin(), reasons.end(), text) == reasons.end())
+    reasons.push_back(text);
   std::vector<std::string> const logged = takeDecoderErrors();
   if (reasons.empty()) reasons = logged;
-  throw openFailure(path_, result, reasons);
+  throw openFailure(path_, result, reasons, takeDecoderRemarks());
 }
 
 Session::~Session() {
@@ -159,8 +163,12 @@ void Session::requireStream(KyStreamKind kind, int index) const {
                 fmt::format("{}: no {} stream {}: {}", path_.string(), kindName(kind), index, has));
 }
 
+std::string Session::name(KyStreamKind kind, int index) const {
+  return fmt::format("{}: {} stream {}", path_.string(), kindName(kind), index);
+}
+
 std::string Session::describe(KyStreamKind kind, int index, std::string const& what) const {
-  std::string out = fmt::format("{}: {} stream {}: {}", path_.string(), kindName(kind), index, what);
+  std::string out = fmt::format("{}: {}", name(kind, index), what);
   if (std::string const reason = pipe_->errorDesc(); !reason.empty()) out += ": " + reason;
   return out;
 }

@@ -64,7 +64,9 @@ class Session {
   // Throws Failure (usage) that names the streams the file has.
   void requireStream(KyStreamKind kind, int index) const;
 
-  // "FILE: video stream 0: WHAT: REASON", the reason being the decoder's last error.
+  // "FILE: video stream 0".
+  std::string name(KyStreamKind kind, int index) const;
+  // That, what failed and the decoder's last error as the reason.
   std::string describe(KyStreamKind kind, int index, std::string const& what) const;
 
  private:

@@ -1,5 +1,7 @@
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cmath>
 #include <optional>
 
 #include "kyhost/failure.h"
@@ -14,9 +16,18 @@ extern "C" {
 namespace kyhost {
 namespace {
 
-// Denominators that occur: 1001 in NTSC rates; pixel aspects are ratios of small whole numbers and of sizes.
-constexpr int kLargestRateDenominator = 1001;
-constexpr int kLargestAspectDenominator = 4096;
+// Pixel aspects are ratios of small whole numbers and of picture sizes.
+constexpr int kLargestAspectTerm = 4096;
+constexpr int kLargestRateTerm = 1'000'000;
+
+// Rates of NTSC kind are n x 1000/1001 exactly, whatever digits describe them.
+AVRational exactRate(double rate) {
+  constexpr double kTolerance = 1e-4;
+  auto const nominal = static_cast<int>(std::lround(std::clamp(rate, 0.0, 1000.0) * 1.001));
+  bool const whole = std::abs(rate - std::round(rate)) < kTolerance;
+  if (!whole && nominal > 0 && std::abs(nominal / 1.001 - rate) < kTolerance) return {nominal * 1000, 1001};
+  return av_d2q(rate, kLargestRateTerm);
+}
 
 char const* colourSpace(PlanarLayout layout) {
   if (layout.chroma == Chroma::k420) return layout.bytes == 1 ? "420mpeg2" : "420p16";
@@ -25,8 +36,8 @@ char const* colourSpace(PlanarLayout layout) {
 
 std::string headerFor(PictureSource const& source, KyFrame const& frame, PlanarLayout layout) {
   KyFramerate const framerate = source.info["framerate"].asFramerate();
-  AVRational const rate = av_d2q(framerate.rate(), kLargestRateDenominator);
-  AVRational const aspect = av_d2q(source.info["pixelAspect"].asDouble(), kLargestAspectDenominator);
+  AVRational const rate = exactRate(framerate.rate());
+  AVRational const aspect = av_d2q(source.info["pixelAspect"].asDouble(), kLargestAspectTerm);
   bool const rateKnown = rate.num > 0 && rate.den > 0;
   bool const aspectKnown = aspect.num > 0 && aspect.den > 0;
   char const interlacing = framerate.order() == 1 ? 't' : framerate.order() == 2 ? 'b' : 'p';
@@ -38,8 +49,8 @@ std::string headerFor(PictureSource const& source, KyFrame const& frame, PlanarL
 
 class Y4mWriter : public PictureSink {
  public:
-  Y4mWriter(std::filesystem::path const& output, PictureSource source)
-      : file_(output), source_(std::move(source)) {}
+  Y4mWriter(std::filesystem::path const& output, PictureSource const& source)
+      : file_(output), source_(source) {}
 
   void write(KyFrame const& frame, int64_t) override {
     if (!layout_) begin(frame);
@@ -84,11 +95,11 @@ class RawWriter : public PictureSink {
 
 }  // namespace
 
-std::unique_ptr<PictureSink> makeY4mWriter(std::filesystem::path const& output, PictureSource source) {
-  return std::make_unique<Y4mWriter>(output, std::move(source));
+std::unique_ptr<PictureSink> makeY4mWriter(std::filesystem::path const& output, PictureSource const& source) {
+  return std::make_unique<Y4mWriter>(output, source);
 }
 
-std::unique_ptr<PictureSink> makeRawWriter(std::filesystem::path const& output, PictureSource) {
+std::unique_ptr<PictureSink> makeRawWriter(std::filesystem::path const& output, PictureSource const&) {
   return std::make_unique<RawWriter>(output);
 }
 
