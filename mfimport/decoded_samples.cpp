@@ -61,7 +61,7 @@ class DecodedSamples final : public SampleSource {
         haveBlock_ && delivers(blockPacket_ + 1) ? blockPacket_ + 1 : stream_.audio.packetOf(sample);
     const size_t preroll = prerollPackets(stream_.codec());
     const bool onward = begun_ && wanted >= nextDecoded_ && wanted - nextDecoded_ <= preroll;
-    if (!onward) begin(wanted > preroll && wanted != stream_.audio.packetOf(0) ? wanted - preroll : 0);
+    if (!onward) begin(startFor(wanted, preroll));
     haveBlock_ = false;
     while (nextDecoded_ <= wanted && !unreadable_) decodeNext(nextDecoded_ == wanted);
     if (unreadable_) {
@@ -71,6 +71,25 @@ class DecodedSamples final : public SampleSource {
     haveBlock_ = true;
     blockPacket_ = wanted;
     return true;
+  }
+
+  size_t startFor(size_t wanted, size_t preroll) const {
+    if (stream_.codec() == AV_CODEC_ID_PCM_DVD) return wholePairsBefore(wanted);
+    return wanted > preroll && wanted != stream_.audio.packetOf(0) ? wanted - preroll : 0;
+  }
+
+  // The last packet up to `wanted` that does not begin within a pair of samples which the packet before
+  // began: there as many bits came in as samples went out.
+  size_t wholePairsBefore(size_t wanted) const {
+    constexpr int64_t kHeaderBytes = 3;
+    const int64_t sampleBits = channels_ * stream_.parameters->bits_per_coded_sample;
+    size_t start = 0;
+    int64_t open = 0;  // bits
+    for (size_t i = 0; i < wanted; ++i) {
+      open += (stream_.packets[i].size - kHeaderBytes) * 8 - stream_.audio.spans[i].decoded * sampleBits;
+      if (open == 0) start = i + 1;
+    }
+    return start;
   }
 
   // Always with a decoder that has seen no packet: some keep state when they are flushed, and what is read

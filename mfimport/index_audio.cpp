@@ -89,8 +89,11 @@ class SampleCounter {
   int declaredDelay_ = 0;
 };
 
-// Packets of WMA hold as many blocks as fit, so that only decoding tells.
-bool packetsVary(AVCodecID codec) { return audioFormatOf(codec, kContainerAsf) == kAudioWma; }
+bool isWma(AVCodecID codec) { return audioFormatOf(codec, kContainerAsf) == kAudioWma; }
+
+// Packets of WMA hold as many blocks as fit, those of DVD may end within a pair of samples, so that only
+// decoding tells.
+bool packetsVary(AVCodecID codec) { return isWma(codec) || codec == AV_CODEC_ID_PCM_DVD; }
 
 // Samples of every packet of a stream whose packets give the same number, but for a beginning or an end that
 // is cut off. Empty when they differ.
@@ -125,12 +128,12 @@ void buildAudioIndex(const MediaIndex& index, StreamIndex& stream, const std::ve
   const size_t packets = stream.packets.size();
   std::vector<int> counts;
   int64_t skip = 0;  // samples still to be left out; encoder delay can exceed a packet
-  if (!isPcm(stream.codec()) && packets > 0) {
+  if ((!isPcm(stream.codec()) || packetsVary(stream.codec())) && packets > 0) {
     SampleCounter counter(index, stream, access);
     if (!packetsVary(stream.codec())) counts = uniformCounts(counter, stream.codec(), packets);
     if (counts.empty()) counts = counter.count(0, packets);
     // WMA declares two blocks, of which the second carries sound.
-    if (packetsVary(stream.codec())) skip = counter.declaredDelay() / 2;
+    if (isWma(stream.codec())) skip = counter.declaredDelay() / 2;
   }
   const bool nothingDecoded = std::all_of(counts.begin(), counts.end(), [](int n) { return n == 0; });
   audio.spans.reserve(packets);

@@ -218,19 +218,25 @@ void measureRates(StreamIndex& stream, const std::vector<PacketNote>& notes) {
   VideoIndex& video = stream.video;
   std::vector<int64_t> stamps;
   stamps.reserve(video.frames());
-  int64_t fields = 0;
+  int64_t fields = 0, lastFields = 0;
   for (const uint32_t at : video.byDisplay) {
     const Picture& picture = video.pictures[at];
     const int64_t pts = stream.packets[picture.packet].pts;
     if (pts != AV_NOPTS_VALUE) stamps.push_back(pts);
-    fields += picture.packets == 2 ? 2 : notes[picture.packet].fields;
+    lastFields = picture.packets == 2 ? 2 : notes[picture.packet].fields;
+    fields += lastFields;
   }
   const double declared = stream.averageRate > 0 ? stream.averageRate : stream.baseRate;
   video.rate = measuredRate(stamps, stream.timeBase);
   if (video.rate <= 0) video.rate = snappedRate(declared);
-  const double shown =
-      video.frames() > 0 ? static_cast<double>(fields) / (2.0 * static_cast<double>(video.frames())) : 1;
-  video.displayedRate = shown > 1.02 ? snappedRate(video.rate * shown) : video.rate;
+  video.displayedRate = video.rate;
+  const auto frames = static_cast<double>(video.frames());
+  const double shown = frames > 0 ? static_cast<double>(fields) / (2 * frames) : 1;
+  if (shown <= 1.02) return;
+  // The stamps span all fields but those of the last picture.
+  const double spanned = frames > 1 ? static_cast<double>(fields - lastFields) / (2 * (frames - 1)) : shown;
+  video.displayedRate = snappedRate(video.rate * spanned);
+  video.rate = snappedRate(video.displayedRate / shown);
 }
 
 }  // namespace

@@ -250,6 +250,7 @@ class PacketPass {
     note.discard = (packet.flags & AV_PKT_FLAG_DISCARD) != 0;
     readSkip(packet, note);
     if (inspectors_[number]) inspectors_[number]->inspect(packet, note);
+    if (stream.type() == AVMEDIA_TYPE_VIDEO) verifyKey(packet, stream.codec(), note);
     const uint32_t fingerprint = index_.packetsAsTheyLie ? 0 : fingerprintOf(lav::payload(packet));
     stream.packets.push_back({packet.pts, packet.dts, packet.pos, packet.size, 0, fingerprint});
     notes_[number].push_back(note);
@@ -258,6 +259,34 @@ class PacketPass {
         !lav::sideData(packet, AV_PKT_DATA_PALETTE).empty())
       mismatched_[number] = true;
     if (compare && !mismatched_[number]) compareOne(packet, number);
+  }
+
+  // Marks of the container are checked where they are known to lie: phones mark H.263 and MPEG-4 pictures
+  // that are no beginnings, and MXF without an index table marks none.
+  void verifyKey(const AVPacket& packet, AVCodecID codec, PacketNote& note) {
+    switch (codec) {
+      case AV_CODEC_ID_H263:
+        note.key = isIntraH263(beginningOf(packet)).value_or(note.key);
+        break;
+      case AV_CODEC_ID_MPEG4:
+        if (note.key) note.key = isIntraMpeg4(beginningOf(packet)).value_or(true);
+        break;
+      case AV_CODEC_ID_MPEG2VIDEO:
+        if (!note.key && mediafile::isMxf(container_.format()))
+          note.key = beginsSequence(beginningOf(packet));
+        break;
+      default:
+        break;
+    }
+  }
+
+  // The headers of a picture, straight from the file where the demultiplexer may skim it.
+  std::span<const uint8_t> beginningOf(const AVPacket& packet) {
+    constexpr int kHeaders = 1024;
+    if (!index_.packetsAsTheyLie || packet.pos < 0) return lav::payload(packet);
+    buffer_.resize(static_cast<size_t>(std::min(packet.size, kHeaders)));
+    const int64_t got = container_.source().readAt(packet.pos, buffer_);
+    return std::span(buffer_).first(static_cast<size_t>(std::max<int64_t>(got, 0)));
   }
 
   static void readSkip(const AVPacket& packet, PacketNote& note) {

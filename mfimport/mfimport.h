@@ -56,7 +56,7 @@ enum MpegContainer {
   kContainerGxf = 12,
   kContainerFlv = 13,
   kContainerOther = 14,
-  kContainerQuickTime = 18,   // brand "qt  ", or no file type box
+  kContainerQuickTime = 18,    // brand "qt  ", or no file type box
   kContainerMxfAvcIntra = 19,  // MXF with intra coded 10-bit H.264
   kContainerMatroska = 20
 };
@@ -80,14 +80,14 @@ struct MpegVideoInfo {
   double secondRate;                    // displayed pictures per second (R); equals rate without repeats
   double containerFps, streamFps;       // as reported by the container, by the elementary stream
   int frames;                           // pictures that can be shown, exact
-  int progressive, topFieldFirst, dropFrame;  // 0 or 1
-  int gopN, gopM;                             // distance of key pictures, of anchors, in pictures
-  int primaries, transfer, matrix;            // ISO/IEC 23091-2 code points, 2 unspecified
-  int frameDct;                               // picture_coding_extension frame_pred_frame_dct
-  int vbvDelay;                               // vbv_delay of the first picture, 65535 for VBR
-  int64_t firstPts;                           // of the first shown picture, 27 MHz
-  int cbr;                                    // H.264 HRD cbr_flag
-  int aspectCode;                             // MPEG-1/2 aspect_ratio_information
+  int progressive, topFieldFirst, dropFrame;          // 0 or 1
+  int gopN, gopM;                                     // distance of key pictures, of anchors, in pictures
+  int primaries, transfer, matrix;                    // ISO/IEC 23091-2 code points, 2 unspecified
+  int frameDct;                                       // picture_coding_extension frame_pred_frame_dct
+  int vbvDelay;                                       // vbv_delay of the first picture, 65535 for VBR
+  int64_t firstPts;                                   // of the first shown picture, 27 MHz
+  int cbr;                                            // H.264 HRD cbr_flag
+  int aspectCode;                                     // MPEG-1/2 aspect_ratio_information
   int displayExtension, displayWidth, displayHeight;  // MPEG-2 sequence_display_extension
   int aspectPresent, aspectIdc, sarWidth, sarHeight;  // MPEG-4, H.264, HEVC: VUI aspect ratio
   int chromaFormat;                                   // 1 4:2:0, 2 4:2:2 (and 4:1:1), 3 4:4:4
@@ -105,10 +105,10 @@ struct MpegAudioInfo {
   int bits;          // per delivered sample: 16, 20 and 24 (both packed in 3 bytes), 32
   int isFloat;       // 1 when 32-bit samples are floats of full scale 1.0
   int channels;
-  int bitRate;     // bits per second
-  int blockAlign;  // bytes per delivered sample of all channels
-  int mpegAudio;   // layer of an MPEG-1/2 audio stream, else 0; after parsing alone: 1 when every stream
-                   // of the MPEG/AAC run is MPEG audio
+  int bitRate;         // bits per second
+  int blockAlign;      // bytes per delivered sample of all channels
+  int mpegAudio;       // layer of an MPEG-1/2 audio stream, else 0; after parsing alone: 1 when every stream
+                       // of the MPEG/AAC run is MPEG audio
   int acmod, lfeon;    // AC-3 audio coding mode 0..7 and LFE flag, ATSC A/52 5.4.2
   int leadingSamples;  // priming samples before the first one delivered; 0, trimming is done inside
   int decoderReady;    // 1 after opening when samples, or in pass-through packets, can be read
@@ -131,12 +131,12 @@ struct MpegExternalIo {
 
 // What the caller writes before parsing or opening.
 struct MpegSettings {
-  int searchMode;      // hint
-  int searchLimit;     // MiB of the file that probing may read, 0 the default
-  int fastAccess;      // hint
-  int fixed[3];        // hints, 1 each
-  int forceFrameRate;  // 0 as measured, 1 container rate, other: elementary stream rate
-  int videoStream;     // 1-based video stream to decode, 0 none
+  int searchMode;                  // hint
+  int searchLimit;                 // MiB of the file that probing may read, 0 the default
+  int fastAccess;                  // hint
+  int fixed[3];                    // hints, 1 each
+  int forceFrameRate;              // 0 as measured, 1 container rate, other: elementary stream rate
+  int videoStream;                 // 1-based video stream to decode, 0 none
   int audioStream[kAudioFormats];  // 1-based within the format; at most one of them is not 0
   int decodeVideo[2];              // video decoded beside audio to keep both in step
   int decodingMode;                // hint: 4 decoded audio, 7 packets for pass-through
@@ -166,23 +166,23 @@ struct MpegIn {
     int stride[4];
   } target;
 
-  int containerType;           // MpegContainer
-  int dvFlag;                  // 1 when the video is DV
-  int nVideo;                  // video streams that can be named
-  int nAudio[kAudioFormats];   // audio streams by format
-  int nOtherAudio;             // further decodable audio streams
-  int nSubpictures;            // bitmap subtitle streams; 0 without video
+  int containerType;          // MpegContainer
+  int dvFlag;                 // 1 when the video is DV
+  int nVideo;                 // video streams that can be named
+  int nAudio[kAudioFormats];  // audio streams by format
+  int nOtherAudio;            // further decodable audio streams
+  int nSubpictures;           // bitmap subtitle streams; 0 without video
   int nUnknownVideo, nUnknownAudio;
-  int64_t fileSize;            // bytes; of take lists the sum of their clips
-  int titleIsDvd;              // 1 for a DVD-style title
-  int hasVideoDecoder;         // a decoder exists for at least one video stream
-  int hasAudioDecoder;         // likewise for audio
-  int smartRenderOnly;         // written by the caller: packets are passed through, nothing is decoded
-  MpegVideoInfo video;         // of the selected stream; after parsing alone, of the first
-  MpegAudioInfo audio;         // likewise
-  const MpegStreamId* videoId;                  // nVideo records
-  const MpegStreamId* audioId[kAudioFormats];   // nAudio[f] records each
-  const MpegStreamId* subpictureId;             // nSubpictures records
+  int64_t fileSize;             // bytes; of take lists the sum of their clips
+  int titleIsDvd;               // 1 for a DVD-style title
+  int hasVideoDecoder;          // a decoder exists for at least one video stream
+  int hasAudioDecoder;          // likewise for audio
+  int smartRenderOnly;          // written by the caller: packets are passed through, nothing is decoded
+  MpegVideoInfo video;          // of the selected stream; after parsing alone, of the first
+  MpegAudioInfo audio;          // likewise
+  const MpegStreamId* videoId;  // nVideo records
+  const MpegStreamId* audioId[kAudioFormats];  // nAudio[f] records each
+  const MpegStreamId* subpictureId;            // nSubpictures records
 
   MpegInImpl* impl;
 };
@@ -220,10 +220,10 @@ enum MpegVideoAux {
 
 // Request codes of mpegInAudioAuxinfo.
 enum MpegAudioAux {
-  kAuxSampleFormat = 0x10202,  // MpegAacRequest, 128
-  kAuxDolbyConfig = 0x20001,   // 16 bytes
-  kAuxDolbyGeneral = 0x20002,  // 62
-  kAuxDolbyMix = 0x20003,      // 86
+  kAuxSampleFormat = 0x10202,     // MpegAacRequest, 128
+  kAuxDolbyConfig = 0x20001,      // 16 bytes
+  kAuxDolbyGeneral = 0x20002,     // 62
+  kAuxDolbyMix = 0x20003,         // 86
   kAuxDolbyProduction = 0x20004,  // 40
   kAuxDolbyTimecode = 0x20005,    // 44
   kAuxDolbyAddbsi = 0x20006,      // 66
@@ -271,12 +271,12 @@ struct MpegSeiList {
 
 // AAC output word size: 16 or 24 bit, asked for before the first sample is read.
 struct MpegAacRequest {
-  uint8_t unset[16];   // 0xFF each
+  uint8_t unset[16];  // 0xFF each
   uint8_t zero1[48];
-  int32_t none1;       // -1
-  int32_t wordSize;    // 2: 16 bit, 4: 24 bit packed in 3 bytes
-  int32_t none2;       // -1
-  int32_t one;         // 1
+  int32_t none1;     // -1
+  int32_t wordSize;  // 2: 16 bit, 4: 24 bit packed in 3 bytes
+  int32_t none2;     // -1
+  int32_t one;       // 1
   uint8_t zero2[48];
 };
 static_assert(sizeof(MpegAacRequest) == 128);

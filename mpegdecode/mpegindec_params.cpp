@@ -219,7 +219,7 @@ void MpegInDec::guessedProfile(Any& value) const {
 std::string MpegInDec::typeName() const {
   MpegInVideoStream const* const stream = video(0);
   if (!stream) return "";
-  std::string const codec = stream->info["codec"].asString();
+  std::string codec = stream->info["codec"].asString();
   if (codec == "H.264") return "H.264/AVC";
   for (char const* same : {"DivX", "MPEG-4", "VC-1", "JPEG2000", "HEVC"})
     if (codec == same) return codec;

@@ -23,8 +23,9 @@ void collectMpeg(MpegIn* decoder, KyUserData& out) {
 }
 
 void collectSei(MpegIn* decoder, KyUserData& out) {
+  constexpr int kPointerSize = 8;
   MpegSeiList const* list = nullptr;
-  if (mpegInVideoAuxinfo(decoder, 0, kAuxUserDataH264, &list, sizeof list) != 0 || !list) return;
+  if (mpegInVideoAuxinfo(decoder, 0, kAuxUserDataH264, &list, kPointerSize) != 0 || !list) return;
   for (int i = 0; i < list->count; ++i) {
     MpegSeiEntry const& entry = list->entries[i];
     if (!entry.data || entry.size == 0 || (entry.type != kSeiRegistered && entry.type != kSeiUnregistered))

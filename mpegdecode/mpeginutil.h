@@ -74,6 +74,7 @@ class AudioBlockBuffer {
 
   std::vector<uint8_t> const& data() const { return data_; }
   int32_t filled() const { return filled_; }
+  MpegIn const* file() const { return file_; }
   uint32_t blocks() const { return blocks_; }
   uint32_t bytesPerSampleFrame() const { return bytesPerSampleFrame_; }
 
