@@ -115,7 +115,9 @@ int MpegDecWrapper::validateAudioStream(int index) const {
 }
 
 int MpegDecWrapper::withInnerError(int result) {
-  bool const failed = result < 0 && result != kResultEndOfStream;
+  // The end of a stream is no error, but a seek that ends there has a text.
+  bool const failed =
+      result < 0 && (result != kResultEndOfStream || inner_->errorCode() == kResultEndOfStream);
   if (failed && inner_->errorCode() != 0) {
     setError(inner_->errorCode(), "%s", inner_->errorDesc());
     // The next failure may come without a text.
@@ -246,7 +248,7 @@ KyPcm* MpegDecWrapper::audioPcm(int audioIndex) {
 }
 
 int MpegDecWrapper::seekToFrame(int64_t frame, int videoIndex) {
-  return inner_->seekToFrame(frame, videoIndex);
+  return withInnerError(inner_->seekToFrame(frame, videoIndex));
 }
 
 int MpegDecWrapper::readFrame(int videoIndex) { return withInnerError(inner_->readFrame(videoIndex)); }

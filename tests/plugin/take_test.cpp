@@ -109,6 +109,18 @@ TEST_P(SpannedTake, FramesOnBothSidesOfAJointAreRightInBothDirections) {
   }
 }
 
+TEST_P(SpannedTake, SeekPastTheEnd_FailsTellsTheHostWhyAndKeepsTheFramePending) {
+  PipePtr const pipe = open();
+  ASSERT_TRUE(pipe);
+  ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
+  ASSERT_EQ(pipe->seekToFrame(7, 0), 0);
+  EXPECT_EQ(pipe->seekToFrame(static_cast<int64_t>(reference().frames.size()), 0), -1);
+  EXPECT_STREQ(pipe->errorDesc(), "Position out of range in seekToFrame");
+  ASSERT_EQ(pipe->readFrame(0), 0);
+  EXPECT_EQ(pipe->videoFrame(0)->frameNumber(), 7);
+  EXPECT_EQ(test::md5(*pipe->videoFrame(0)), reference().frames[7]);
+}
+
 TEST_P(SpannedTake, JoinedSamplesAreEqualForEveryBlockSize) {
   auto const expected = reference().interleaved();
   ASSERT_FALSE(expected.empty());
