@@ -67,6 +67,10 @@ inline std::string errorText(int code) {
   return text;
 }
 
+// Keeps the messages of one decoder out of the process-wide log, which is the program's: what matters comes
+// back as results.
+inline void quieten(AVCodecContext& context) { context.log_level_offset = AV_LOG_TRACE; }
+
 inline bool interlaced(const AVFrame& frame) {
 #if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(58, 7, 100)
   return (frame.flags & AV_FRAME_FLAG_INTERLACED) != 0;

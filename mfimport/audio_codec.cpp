@@ -2,8 +2,6 @@
 
 #include "mfimport/classify.h"
 
-#include "mfimport/classify.h"
-
 namespace mfimport {
 namespace {
 
@@ -24,6 +22,7 @@ lav::CodecContext openAudioCodec(const StreamIndex& stream, std::string& error) 
   lav::CodecContext context(lav::checked(avcodec_alloc_context3(codec)));
   int result = avcodec_parameters_to_context(context.get(), stream.parameters.get());
   context->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL;
+  lav::quieten(*context);
   context->pkt_timebase = stream.timeBase;
   context->thread_count = 1;
   // Dither of AC-3 that depends on the packet alone, not on where decoding began.

@@ -32,6 +32,7 @@ lav::CodecContext openVideoCodec(const StreamIndex& stream, const ThreadSetting&
   context->thread_count = std::clamp(threads.count, 1, 64);
   context->thread_type = threadTypeFor(*codec, threads.type);
   context->max_pixels = kMostPixels;
+  lav::quieten(*context);
   context->pkt_timebase = {1, 1};
   // A decoder that learns the depth only on the way would hand out the first pictures in the wrong order.
   context->has_b_frames = std::max(context->has_b_frames, std::min(stream.video.reorderDepth, 16));

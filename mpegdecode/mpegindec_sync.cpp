@@ -1,4 +1,7 @@
 // First time stamps as they really are, and audio that starts late brought into step with its video.
+#include <algorithm>
+#include <cstdint>
+
 #include "host/log.h"
 #include "mpegdecode/libcalls.h"
 #include "mpegdecode/mfreader.h"
@@ -98,7 +101,7 @@ void MpegInDec::correctAvDelay() {
     auto const delay = syncDelay(firstVideo, codecParams["firstAPTS"].asInt64(),
                                  videoInfo["framerate"].asFramerate().rate(), rate);
     if (!delay) continue;
-    stream.syncDelaySamples = static_cast<int32_t>(delay->samples);
+    stream.syncDelaySamples = static_cast<int32_t>(std::min<int64_t>(delay->samples, INT32_MAX));
     ky_dbg()->info("[%s]Audio stream %d delayed %dms, applying correction (%d samples)", name(), i,
                    static_cast<int>(delay->ms), stream.syncDelaySamples);
     stream.sampleCount += stream.syncDelaySamples;
