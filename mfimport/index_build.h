@@ -19,6 +19,7 @@ struct PacketNote {
   bool secondField = false;  // completes the picture of the packet before
   bool bidirectional = false;
   uint8_t fields = 2;  // shown, 3 and more with repeats
+  int order = 0;       // picture order count of H.264 and HEVC, within a sequence
 };
 
 // Looks into coded pictures for what containers of elementary streams do not say. One per video stream.

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <utility>
 
 #include "mfimport/classify.h"
 #include "mfimport/index_build.h"
@@ -23,6 +24,7 @@ void PictureInspector::inspect(const AVPacket& packet, PacketNote& note) {
   av_parser_parse2(parser_.get(), context_.get(), &out, &size, packet.data, packet.size, packet.pts,
                    packet.dts, packet.pos);
   note.bidirectional = parser_->pict_type == AV_PICTURE_TYPE_B;
+  note.order = parser_->output_picture_number;
   if (parser_->repeat_pict > 0) note.fields = static_cast<uint8_t>(std::min(1 + parser_->repeat_pict, 8));
   const int structure = parser_->picture_structure;
   const bool field =
@@ -53,6 +55,32 @@ std::vector<uint32_t> ranksWithoutStamps(const std::vector<StampedPicture>& pict
   return ranks;
 }
 
+// Elementary streams of H.264 and HEVC have no stamps; their pictures count presentation themselves, anew
+// from each key picture of order 0 (ITU-T H.264 8.2.1, H.265 8.3.1).
+std::vector<uint32_t> ranksByOrderCount(const StreamIndex& stream, const std::vector<PacketNote>& notes) {
+  const auto& pictures = stream.video.pictures;
+  std::vector<std::pair<uint32_t, int>> places;  // sequence, order count
+  places.reserve(pictures.size());
+  uint32_t sequence = 0;
+  for (const Picture& picture : pictures) {
+    const PacketNote& note = notes[picture.packet];
+    if (note.key && note.order == 0) ++sequence;
+    places.emplace_back(sequence, note.order);
+  }
+  std::vector<uint32_t> shown(pictures.size());
+  std::iota(shown.begin(), shown.end(), 0U);
+  std::stable_sort(shown.begin(), shown.end(), [&](uint32_t a, uint32_t b) { return places[a] < places[b]; });
+  std::vector<uint32_t> ranks(pictures.size());
+  for (uint32_t rank = 0; rank < shown.size(); ++rank) ranks[shown[rank]] = rank;
+  return ranks;
+}
+
+bool countsPresentationItself(const StreamIndex& stream) {
+  return (stream.codec() == AV_CODEC_ID_H264 || stream.codec() == AV_CODEC_ID_HEVC) &&
+         std::all_of(stream.packets.begin(), stream.packets.end(),
+                     [](const PacketEntry& entry) { return entry.pts == AV_NOPTS_VALUE; });
+}
+
 void groupPackets(StreamIndex& stream, const std::vector<PacketNote>& notes) {
   auto& pictures = stream.video.pictures;
   pictures.reserve(stream.packets.size());
@@ -81,7 +109,9 @@ void rankPictures(StreamIndex& stream, const std::vector<PacketNote>& notes, boo
       if (last.dts != AV_NOPTS_VALUE) last.dts = stream.to27M(last.dts);
     }
   }
-  const std::vector<uint32_t> ranks = presentationRanks(stamped, stampsMayJump);
+  const std::vector<uint32_t> ranks = countsPresentationItself(stream)
+                                          ? ranksByOrderCount(stream, notes)
+                                          : presentationRanks(stamped, stampsMayJump);
   for (size_t i = 0; i < pictures.size(); ++i) pictures[i].rank = ranks[i];
 }
 

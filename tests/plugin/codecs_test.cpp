@@ -7,6 +7,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/media.h"
@@ -138,5 +139,28 @@ INSTANTIATE_TEST_SUITE_P(Files, CodecFile,
                            std::replace(name.begin(), name.end(), '.', '_');
                            return name;
                          });
+
+TEST(ElementaryStreams, WithoutStampsAreInPresentationOrderAlsoAfterSeeks) {
+  std::string const pictures = "-f lavfi -i testsrc2=s=322x242:r=25:d=3 ";
+  for (auto const& [name, options] :
+       {std::pair("open.h264", "-c:v libx264 -x264-params keyint=20:open-gop=1:bframes=3:b-pyramid=normal"),
+        std::pair("closed.h264", "-c:v libx264 -x264-params keyint=20:bframes=2"),
+        std::pair("open.hevc", "-c:v libx265 -x265-params log-level=none:keyint=20:open-gop=1"),
+        std::pair("plain.m2v", "-c:v mpeg2video -bf 2 -g 12")}) {
+    SCOPED_TRACE(name);
+    auto const file = test::made(name, pictures + options);
+    auto const expected = test::frameHashes(file);
+    ASSERT_EQ(expected.size(), 75u);
+    PipePtr const pipe = test::opened(file);
+    ASSERT_TRUE(pipe);
+    ASSERT_EQ(test::readAllFrames(*pipe, 0), expected);
+    std::mt19937 random(32);
+    for (int i = 0; i < 40; ++i) {
+      size_t const n = random() % expected.size();
+      ASSERT_EQ(pipe->seekToFrame(static_cast<int64_t>(n), 0), 0);
+      ASSERT_EQ(test::md5(*pipe->videoFrame(0)), expected[n]) << n;
+    }
+  }
+}
 
 }  // namespace
