@@ -29,7 +29,7 @@ fs::path clip() {
       "12 -bf 2 -pix_fmt yuv420p -c:a pcm_s16be ");
 }
 
-// The inner decoder, whose error texts the plug-in's decoder does not pass on.
+// The inner decoder, asked for its own error texts.
 std::unique_ptr<MpegInDec> innerOpened(fs::path const& file) {
   auto pipe = std::make_unique<MpegInDec>(test::module());
   EXPECT_EQ(pipe->init(), 0);
