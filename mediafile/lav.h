@@ -103,6 +103,12 @@ inline std::span<const uint8_t> sideData(const AVPacket& packet, AVPacketSideDat
   return data ? std::span<const uint8_t>(data, size) : std::span<const uint8_t>();
 }
 
+#ifdef AV_PROFILE_DTS_EXPRESS
+constexpr int kProfileDtsExpress = AV_PROFILE_DTS_EXPRESS;
+#else
+constexpr int kProfileDtsExpress = FF_PROFILE_DTS_EXPRESS;
+#endif
+
 // Converts audio frames like `frame` to `to`, packed, at their own rate and channels. Null when impossible.
 inline Resampler formatConverter(const AVFrame& frame, AVSampleFormat to) {
   AVChannelLayout layout = {};  // FFmpeg 5.1 takes pointers to non-const

@@ -48,6 +48,19 @@ size_t prerollPackets(AVCodecID codec) {
   }
 }
 
+size_t exactFromStartPackets(const AVCodecParameters& parameters) {
+  constexpr size_t kPackets = 512;  // 11 s of AAC
+  switch (parameters.codec_id) {
+    case AV_CODEC_ID_AAC:
+    case AV_CODEC_ID_AAC_LATM:
+      return kPackets;
+    case AV_CODEC_ID_DTS:
+      return parameters.profile == lav::kProfileDtsExpress ? kPackets : 0;
+    default:
+      return 0;
+  }
+}
+
 SampleLayout naturalLayout(const AVCodecParameters& parameters) {
   switch (parameters.codec_id) {
     case AV_CODEC_ID_AC3:

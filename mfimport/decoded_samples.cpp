@@ -59,9 +59,9 @@ class DecodedSamples final : public SampleSource {
     if (haveBlock_ && delivers(blockPacket_)) return true;
     const size_t wanted =
         haveBlock_ && delivers(blockPacket_ + 1) ? blockPacket_ + 1 : stream_.audio.packetOf(sample);
-    const size_t preroll = prerollPackets(stream_.codec());
-    const bool onward = begun_ && wanted >= nextDecoded_ && wanted - nextDecoded_ <= preroll;
-    if (!onward) begin(startFor(wanted, preroll));
+    const size_t start = startFor(wanted);
+    const bool onward = begun_ && wanted >= nextDecoded_ && nextDecoded_ >= start;
+    if (!onward) begin(start);
     haveBlock_ = false;
     while (nextDecoded_ <= wanted && !unreadable_) decodeNext(nextDecoded_ == wanted);
     if (unreadable_) {
@@ -73,8 +73,10 @@ class DecodedSamples final : public SampleSource {
     return true;
   }
 
-  size_t startFor(size_t wanted, size_t preroll) const {
+  size_t startFor(size_t wanted) const {
     if (stream_.codec() == AV_CODEC_ID_PCM_DVD) return wholePairsBefore(wanted);
+    if (wanted <= exactFromStartPackets(*stream_.parameters)) return 0;
+    const size_t preroll = prerollPackets(stream_.codec());
     return wanted > preroll && wanted != stream_.audio.packetOf(0) ? wanted - preroll : 0;
   }
 
