@@ -48,11 +48,15 @@ int answerModuleQuery(int query, void* out) {
 }  // namespace
 
 MpegIn* mpegInNew(MpegResourceGetter getter, int) {
+  const mfimport::HostMemory memory = mfimport::HostCallbacks(getter).memory();
+  void* const block = memory.allocate(sizeof(MpegIn));
+  if (!block) return nullptr;
+  auto* const instance = new (block) MpegIn{};
   try {
-    auto instance = std::make_unique<MpegIn>();
     instance->impl = new MpegInImpl(getter, *instance);
-    return instance.release();
+    return instance;
   } catch (...) {
+    memory.release(block);
     return nullptr;
   }
 }
@@ -105,8 +109,9 @@ void mpegInClose(MpegIn* instance) {
 void mpegInFree(MpegIn* instance) {
   if (!instance) return;
   mpegInClose(instance);
+  const mfimport::HostMemory memory = instance->impl->host.memory();
   delete instance->impl;
-  delete instance;
+  memory.release(instance);
 }
 
 void* mpegInGetAPIExt(int query) {

@@ -162,7 +162,7 @@ class OpeningProbe {
       : stream_(stream), pictures_(stream.video.pictures), comesOut_(pictures_.size(), false) {
     std::string error;
     reader_ = openPacketReader(index, stream, access, error);
-    if (reader_) codec_ = openVideoCodec(stream, {}, error);
+    if (reader_) codec_ = openVideoCodec(stream, {}, nullptr, error);
   }
 
   // The rank of the first picture at or behind the first key that can be shown; 0 when none came out.

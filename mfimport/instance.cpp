@@ -130,9 +130,9 @@ int MpegInImpl::selectVideo() {
     self.video.rate = self.video.secondRate = self.video.streamFps;
   // The decoder proper opens at the first seek, when its threads are known; whether it can is told now.
   std::string error;
-  if (!openVideoCodec(media_->first().streams[number], {}, error))
+  if (!openVideoCodec(media_->first().streams[number], {}, nullptr, error))
     return report(kMpegErrorNoDecoder, "video stream", self.set.videoStream, error);
-  video_ = std::make_unique<VideoDecoder>(media_, number, access_);
+  video_ = std::make_unique<VideoDecoder>(media_, number, access_, host.memory());
   return kMpegOk;
 }
 

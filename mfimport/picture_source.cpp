@@ -7,13 +7,13 @@
 namespace mfimport {
 
 PictureSource::PictureSource(const MediaIndex& index, const StreamIndex& stream, mediafile::FileAccess access,
-                             MpegDecodeStats& stats)
-    : index_(index), stream_(stream), access_(std::move(access)), stats_(stats) {}
+                             const HostMemory& memory, MpegDecodeStats& stats)
+    : index_(index), stream_(stream), access_(std::move(access)), stats_(stats), memory_(memory) {}
 
 bool PictureSource::open(const ThreadSetting& threads, std::string& error) {
   reader_ = openPacketReader(index_, stream_, access_, error);
   if (!reader_) return false;
-  codec_ = openVideoCodec(stream_, threads, error);
+  codec_ = openVideoCodec(stream_, threads, &memory_, error);
   if (!codec_) return false;
   packet_ = lav::newPacket();
   nalLengthBytes_ = nalLengthBytes(headerSyntaxOf(stream_.codec()), lav::extradata(*stream_.parameters));

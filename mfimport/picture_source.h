@@ -11,6 +11,7 @@
 
 #include "mfimport/media_index.h"
 #include "mfimport/packet_reader.h"
+#include "mfimport/picture_memory.h"
 #include "mfimport/video_codec.h"
 
 namespace mfimport {
@@ -24,7 +25,7 @@ struct DecodedPicture {
 class PictureSource {
  public:
   PictureSource(const MediaIndex& index, const StreamIndex& stream, mediafile::FileAccess access,
-                MpegDecodeStats& stats);
+                const HostMemory& memory, MpegDecodeStats& stats);
 
   // Opens file and decoder. False with the reason in `error`.
   bool open(const ThreadSetting& threads, std::string& error);
@@ -56,6 +57,7 @@ class PictureSource {
   mediafile::FileAccess access_;
   MpegDecodeStats& stats_;
   std::unique_ptr<PacketReader> reader_;
+  PictureMemory memory_;
   lav::CodecContext codec_;
   lav::Packet packet_;
   lav::Frame spare_;

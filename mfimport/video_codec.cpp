@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "mfimport/picture_memory.h"
+
 namespace mfimport {
 namespace {
 
@@ -21,7 +23,7 @@ int threadTypeFor(const AVCodec& codec, int wanted) {
 bool hasDecoder(AVCodecID codec) { return avcodec_find_decoder(codec) != nullptr; }
 
 lav::CodecContext openVideoCodec(const StreamIndex& stream, const ThreadSetting& threads,
-                                 std::string& error) {
+                                 PictureMemory* memory, std::string& error) {
   const AVCodec* codec = avcodec_find_decoder(stream.codec());
   if (!codec) {
     error = std::string("no decoder for ") + avcodec_get_name(stream.codec());
@@ -33,6 +35,7 @@ lav::CodecContext openVideoCodec(const StreamIndex& stream, const ThreadSetting&
   context->thread_type = threadTypeFor(*codec, threads.type);
   context->max_pixels = kMostPixels;
   lav::quieten(*context);
+  if (memory) memory->serve(*context);
   context->pkt_timebase = {1, 1};
   // A decoder that learns the depth only on the way would hand out the first pictures in the wrong order.
   context->has_b_frames = std::max(context->has_b_frames, std::min(stream.video.reorderDepth, 16));

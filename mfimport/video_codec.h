@@ -13,9 +13,13 @@ struct ThreadSetting {
   int type = FF_THREAD_FRAME;  // or FF_THREAD_SLICE
 };
 
+class PictureMemory;
+
 // Null on failure, with the reason in `error`. The decoder counts stamps in pictures: packets are to carry
-// their display number as presentation stamp.
-lav::CodecContext openVideoCodec(const StreamIndex& stream, const ThreadSetting& threads, std::string& error);
+// their display number as presentation stamp. Its pictures lie in `memory`, or where null in libavcodec's
+// own.
+lav::CodecContext openVideoCodec(const StreamIndex& stream, const ThreadSetting& threads,
+                                 PictureMemory* memory, std::string& error);
 
 bool hasDecoder(AVCodecID codec);
 

@@ -41,8 +41,8 @@ std::shared_ptr<const DecodedPicture> PictureCache::find(int64_t number) const {
 }
 
 VideoDecoder::VideoDecoder(std::shared_ptr<const Media> media, size_t streamNumber,
-                           mediafile::FileAccess access)
-    : track_(std::move(media), streamNumber), access_(std::move(access)) {}
+                           mediafile::FileAccess access, const HostMemory& memory)
+    : track_(std::move(media), streamNumber), access_(std::move(access)), memory_(memory) {}
 
 void VideoDecoder::setThreadCount(int count) {
   threadsChanged_ |= threadCount_ != count;
@@ -137,7 +137,7 @@ bool VideoDecoder::enterPart(size_t part, std::string& error) {
   part_ = SIZE_MAX;
   begun_ = false;
   const VideoTrack::Part& clip = track_.parts[part];
-  source_ = std::make_unique<PictureSource>(*clip.index, *clip.stream, access_, stats_);
+  source_ = std::make_unique<PictureSource>(*clip.index, *clip.stream, access_, memory_, stats_);
   if (!source_->open(threads(), error)) {
     source_.reset();
     return false;

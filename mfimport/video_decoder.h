@@ -38,7 +38,8 @@ class PictureCache {
 //   - at the border of two clips decoding begins afresh.
 class VideoDecoder {
  public:
-  VideoDecoder(std::shared_ptr<const Media> media, size_t streamNumber, mediafile::FileAccess access);
+  VideoDecoder(std::shared_ptr<const Media> media, size_t streamNumber, mediafile::FileAccess access,
+               const HostMemory& memory);
 
   // In force from the next picture on; a change reopens the decoder.
   void setThreadCount(int count);
@@ -68,6 +69,7 @@ class VideoDecoder {
 
   VideoTrack track_;
   mediafile::FileAccess access_;
+  HostMemory memory_;
   int threadCount_ = -1, threadMode_ = -1;  // -1 unset
   bool threadsChanged_ = false;
   MpegDecodeStats stats_{};

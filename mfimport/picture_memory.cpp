@@ -1,0 +1,101 @@
+#include "mfimport/picture_memory.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace mfimport {
+namespace {
+
+// The widest vector registers that decoders use, in bytes; and what they may read behind a plane.
+constexpr size_t kAlignment = 64;
+constexpr size_t kReadBehind = 16 + kAlignment - 1;
+
+size_t aligned(size_t bytes) { return (bytes + kAlignment - 1) / kAlignment * kAlignment; }
+
+// A block of the caller's memory. The pool hands it out again and again, so its first contents are cleared
+// once: what a damaged stream leaves unwritten is the same in every run.
+AVBufferRef* newBlock(void* opaque, size_t bytes) {
+  const auto& memory = *static_cast<const HostMemory*>(opaque);
+  void* const start = memory.allocate(bytes + kAlignment);
+  if (!start) return nullptr;
+  std::memset(start, 0, bytes + kAlignment);
+  const auto release = [](void* where, uint8_t* block) { reinterpret_cast<void (*)(void*)>(where)(block); };
+  AVBufferRef* const reference = av_buffer_create(static_cast<uint8_t*>(start), bytes + kAlignment, release,
+                                                  reinterpret_cast<void*>(memory.release), 0);
+  if (!reference) memory.release(start);
+  return reference;
+}
+
+}  // namespace
+
+void PictureMemory::serve(AVCodecContext& decoder) {
+  decoder.opaque = this;
+  decoder.get_buffer2 = &onGetBuffer;
+#if LIBAVCODEC_VERSION_MAJOR < 60
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+  decoder.thread_safe_callbacks = 1;
+#pragma GCC diagnostic pop
+#endif
+}
+
+int PictureMemory::onGetBuffer(AVCodecContext* decoder, AVFrame* frame, int flags) {
+  return static_cast<PictureMemory*>(decoder->opaque)->fill(*decoder, *frame, flags);
+}
+
+bool PictureMemory::layoutFor(AVCodecContext& decoder, const AVFrame& frame, Layout& layout) {
+  const auto format = static_cast<AVPixelFormat>(frame.format);
+  const AVPixFmtDescriptor* const description = av_pix_fmt_desc_get(format);
+  if (!description || (description->flags & (AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_PAL))) return false;
+  int width = frame.width, height = frame.height;
+  int alignment[AV_NUM_DATA_POINTERS] = {};
+  avcodec_align_dimensions2(&decoder, &width, &height, alignment);
+  // Strides of all planes come from one width, since decoders expect them in proportion.
+  for (bool even = false; !even; width += width & ~(width - 1)) {
+    if (av_image_fill_linesizes(layout.strides.data(), format, width) < 0) return false;
+    even = true;
+    for (int plane = 0; plane < kPlanes; ++plane)
+      even = even && layout.strides[plane] % std::max(alignment[plane], 1) == 0;
+  }
+  ptrdiff_t strides[kPlanes];
+  std::copy(layout.strides.begin(), layout.strides.end(), strides);
+  size_t sizes[kPlanes] = {};
+  if (av_image_fill_plane_sizes(sizes, format, height, strides) < 0) return false;
+  layout.bytes = 0;
+  for (int plane = 0; plane < kPlanes; ++plane) {
+    layout.offsets[plane] = layout.bytes;
+    if (sizes[plane] == 0) layout.strides[plane] = 0;
+    if (sizes[plane] > 0) layout.bytes += aligned(sizes[plane] + kReadBehind);
+  }
+  return layout.bytes > 0;
+}
+
+int PictureMemory::fill(AVCodecContext& decoder, AVFrame& frame, int flags) {
+  Layout layout;
+  if (!(decoder.codec->capabilities & AV_CODEC_CAP_DR1) || !layoutFor(decoder, frame, layout))
+    return avcodec_default_get_buffer2(&decoder, &frame, flags);
+  frame.buf[0] = block(layout.bytes);
+  if (!frame.buf[0]) return AVERROR(ENOMEM);
+  uint8_t* const start = reinterpret_cast<uint8_t*>(aligned(reinterpret_cast<uintptr_t>(frame.buf[0]->data)));
+  for (int plane = 0; plane < kPlanes; ++plane) {
+    frame.linesize[plane] = layout.strides[plane];
+    frame.data[plane] = layout.strides[plane] ? start + layout.offsets[plane] : nullptr;
+  }
+  frame.extended_data = frame.data;
+  return 0;
+}
+
+AVBufferRef* PictureMemory::block(size_t bytes) {
+  const std::lock_guard guard(lock_);
+  if (!pool_ || poolBytes_ != bytes) {
+    auto* const memory = new (std::nothrow) HostMemory(memory_);
+    if (!memory) return nullptr;
+    const auto release = [](void* opaque) { delete static_cast<HostMemory*>(opaque); };
+    pool_.reset(av_buffer_pool_init2(bytes, memory, &newBlock, release));
+    if (!pool_) delete memory;
+    poolBytes_ = bytes;
+  }
+  return pool_ ? av_buffer_pool_get(pool_.get()) : nullptr;
+}
+
+}  // namespace mfimport

@@ -1,0 +1,49 @@
+// Memory of decoded pictures, from the caller's allocator, so that the caller's account holds what a decoder
+// holds.
+#pragma once
+
+#include <array>
+#include <mutex>
+#include <span>
+
+#include "mediafile/lav.h"
+#include "mfimport/host_callbacks.h"
+
+namespace mfimport {
+
+// Serves one decoder, whose threads may ask at the same time. Must outlive the decoder, not its pictures:
+// each block is given back when the last picture in it is released and the decoder is gone, until then it is
+// used again.
+class PictureMemory {
+ public:
+  explicit PictureMemory(const HostMemory& memory) : memory_(memory) {}
+
+  // Before the decoder is opened. Codecs that bring their own memory keep it.
+  void serve(AVCodecContext& decoder);
+
+ private:
+  static constexpr int kPlanes = 4;
+
+  // Where the planes of a picture lie within its block.
+  struct Layout {
+    std::array<int, kPlanes> strides{};  // bytes; 0 where there is no plane
+    std::array<size_t, kPlanes> offsets{};
+    size_t bytes = 0;
+  };
+
+  static int onGetBuffer(AVCodecContext* decoder, AVFrame* frame, int flags);
+  static bool layoutFor(AVCodecContext& decoder, const AVFrame& frame, Layout& layout);
+  int fill(AVCodecContext& decoder, AVFrame& frame, int flags);
+  AVBufferRef* block(size_t bytes);
+
+  struct PoolDeleter {
+    void operator()(AVBufferPool* pool) const { av_buffer_pool_uninit(&pool); }
+  };
+
+  HostMemory memory_;
+  std::mutex lock_;
+  size_t poolBytes_ = 0;
+  std::unique_ptr<AVBufferPool, PoolDeleter> pool_;
+};
+
+}  // namespace mfimport
