@@ -4,6 +4,7 @@
 
 #include "mfimport/classify.h"
 #include "mfimport/instance.h"
+#include "mfimport/stamps.h"
 
 using namespace mfimport;
 
@@ -53,16 +54,16 @@ int64_t stampOf(const StreamIndex& stream, const PacketEntry& entry) {
 
 int64_t firstStampOf(const StreamIndex& stream) {
   if (stream.packets.empty()) return 0;
-  if (deliversByDisplay(stream) && stream.video.frames() > 0)
-    return stampOf(stream, stream.packets[stream.video.pictures[stream.video.byDisplay[0]].packet]);
+  if (deliversByDisplay(stream) && stream.video.frames() > 0) return firstDisplayStamp(stream);
   return stampOf(stream, stream.packets.front());
 }
 
 void addPictures(const StreamIndex& stream, int64_t shift, int64_t numberBase, std::vector<MfUnit>& units) {
+  const std::vector<int64_t> stamps = displayStamps(stream);
   for (const Picture& picture : stream.video.pictures) {
     if (picture.display == Picture::kNotShown) continue;
     MfUnit unit{};
-    unit.pts = unit.time = stampOf(stream, stream.packets[picture.packet]) + shift;
+    unit.pts = unit.time = stamps[static_cast<size_t>(picture.display)] + shift;
     unit.sortKey = numberBase + picture.display;
     for (size_t i = 0; i < picture.packets; ++i) unit.size += stream.packets[picture.packet + i].size;
     units.push_back(unit);

@@ -251,8 +251,7 @@ void measureRates(StreamIndex& stream, const std::vector<PacketNote>& notes) {
   int64_t fields = 0, lastFields = 0;
   for (const uint32_t at : video.byDisplay) {
     const Picture& picture = video.pictures[at];
-    const int64_t pts = stream.packets[picture.packet].pts;
-    if (pts != AV_NOPTS_VALUE) stamps.push_back(pts);
+    stamps.push_back(stream.packets[picture.packet].pts);
     lastFields = picture.packets == 2 ? 2 : notes[picture.packet].fields;
     fields += lastFields;
   }
@@ -307,20 +306,31 @@ double snappedRate(double rate) {
 }
 
 double measuredRate(const std::vector<int64_t>& stamps, AVRational timeBase) {
-  if (stamps.size() < 2 || timeBase.num <= 0 || timeBase.den <= 0) return 0;
-  std::vector<int64_t> steps;
-  steps.reserve(stamps.size() - 1);
-  for (size_t i = 1; i < stamps.size(); ++i)
-    if (stamps[i] > stamps[i - 1]) steps.push_back(stamps[i] - stamps[i - 1]);
+  if (timeBase.num <= 0 || timeBase.den <= 0) return 0;
+  struct Step {
+    double length;  // of one picture
+    size_t pictures;
+  };
+  std::vector<Step> steps;
+  steps.reserve(stamps.size());
+  size_t last = stamps.size();
+  for (size_t i = 0; i < stamps.size(); ++i) {
+    if (stamps[i] == AV_NOPTS_VALUE) continue;
+    if (last < i && stamps[i] > stamps[last])
+      steps.push_back(
+          {static_cast<double>(stamps[i] - stamps[last]) / static_cast<double>(i - last), i - last});
+    last = i;
+  }
   if (steps.empty()) return 0;
   const auto middle = steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2);
-  std::nth_element(steps.begin(), middle, steps.end());
-  const int64_t usual = *middle;
+  std::nth_element(steps.begin(), middle, steps.end(),
+                   [](const Step& a, const Step& b) { return a.length < b.length; });
+  const double usual = middle->length;
   double sum = 0, count = 0;
-  for (const int64_t step : steps) {
-    if (step > 4 * usual) continue;
-    sum += static_cast<double>(step);
-    ++count;
+  for (const Step& step : steps) {
+    if (step.length > 4 * usual) continue;
+    sum += step.length * static_cast<double>(step.pictures);
+    count += static_cast<double>(step.pictures);
   }
   return snappedRate(count * timeBase.den / (sum * timeBase.num));
 }

@@ -5,6 +5,7 @@
 
 #include "mfimport/audio_codec.h"
 #include "mfimport/classify.h"
+#include "mfimport/stamps.h"
 #include "mfimport/video_codec.h"
 
 namespace mfimport {
@@ -197,10 +198,7 @@ MpegVideoInfo videoInfo(const Media& media, size_t streamNumber) {
   info.sourceDepth = depthOf(format);
   if (info.chromaFormat == 0) info.chromaFormat = std::max(stream.headers.chromaFormat, 1);
   if (info.sourceDepth == 0) info.sourceDepth = std::max(stream.headers.depth, 8);
-  if (stream.video.frames() > 0) {
-    const int64_t pts = stream.packets[stream.video.pictures[stream.video.byDisplay[0]].packet].pts;
-    if (pts != AV_NOPTS_VALUE) info.firstPts = stream.to27M(pts);
-  }
+  info.firstPts = firstDisplayStamp(stream);
   setSelectors(info, media.containerType);
   info.profileType = profileTypeCode(profileFacts(media, stream, info));
   return info;

@@ -2,6 +2,7 @@
 
 #include "mfimport/index_build.h"
 #include "mfimport/media.h"
+#include "mfimport/stamps.h"
 
 using namespace mfimport;
 
@@ -41,6 +42,39 @@ TEST(MeasuredRate, OfRoundedStamps_IsTheUsualRate) {
   std::vector<int64_t> stamps;
   for (int i = 0; i < 300; ++i) stamps.push_back((i * 1001 * 1000 + 15000) / 30000);
   EXPECT_DOUBLE_EQ(measuredRate(stamps, {1, 1000}), 30000.0 / 1001);
+}
+
+TEST(MeasuredRate, CountsPicturesWithoutAStamp) {
+  EXPECT_DOUBLE_EQ(measuredRate({0, 1, kNone, 3, 4, kNone, kNone, 7}, {1, 25}), 25);
+  EXPECT_DOUBLE_EQ(measuredRate({kNone, 0, kNone, 2, kNone}, {1, 25}), 25);
+  EXPECT_EQ(measuredRate({kNone, 5, kNone}, {1, 25}), 0);
+}
+
+TEST(DisplayStamps, OfPicturesWithoutOne_LieEvenlyBetweenTheirNeighbours) {
+  StreamIndex stream{HostMemory{}};
+  stream.timeBase = {1, 90000};
+  stream.video.rate = 25;
+  const int64_t stamps[] = {kNone, 3600, kNone, kNone, 15000, kNone};
+  for (uint32_t i = 0; i < std::size(stamps); ++i) {
+    stream.packets.push_back({stamps[i], kNone, 0, 1, i, 0});
+    stream.video.pictures.push_back({i, 1, i == 0, false, i, static_cast<int32_t>(i)});
+    stream.video.byDisplay.push_back(i);
+  }
+  EXPECT_EQ(displayStamps(stream),
+            (std::vector<int64_t>{0, 1080000, 2220000, 3360000, 4500000, 4500000 + 1080000}));
+  EXPECT_EQ(firstDisplayStamp(stream), 0);
+}
+
+TEST(DisplayStamps, WithoutAnyStamp_RunAtTheRateFromTheFirstDecodingTime) {
+  StreamIndex stream{HostMemory{}};
+  stream.timeBase = {1, 25};
+  stream.video.rate = 25;
+  for (uint32_t i = 0; i < 3; ++i) {
+    stream.packets.push_back({AV_NOPTS_VALUE, i + 2, 0, 1, i, 0});
+    stream.video.pictures.push_back({i, 1, i == 0, false, i, static_cast<int32_t>(i)});
+    stream.video.byDisplay.push_back(i);
+  }
+  EXPECT_EQ(displayStamps(stream), (std::vector<int64_t>{2160000, 3240000, 4320000}));
 }
 
 TEST(MeasuredRate, LeavesGapsOut) {
