@@ -48,6 +48,21 @@ struct ContactOptions {
 };
 void runContact(Settings const& settings, ContactOptions const& options);
 
+struct GetOptions {
+  std::string path;
+  std::string key;       // of the decoder, or "video0/width" of a stream
+  std::string argument;  // of the question, or empty
+  bool json = false;
+};
+void runGet(Settings const& settings, GetOptions const& options);
+
+struct TimestampsOptions {
+  std::string path;
+  int stream = 0;
+  bool json = false;
+};
+void runTimestamps(Settings const& settings, TimestampsOptions const& options);
+
 struct BenchOptions {
   std::string path;
   int stream = 0;

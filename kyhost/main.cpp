@@ -3,12 +3,14 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "kyhost/commands.h"
 #include "kyhost/decoder_log.h"
 #include "kyhost/failure.h"
+#include "kyhost/memory_io.h"
 #include "kyhost/params.h"
 #include "kyhost/signals.h"
 
@@ -31,12 +33,15 @@ struct CommandLine {
   std::string plugin;
   std::vector<std::string> assignments;
   std::string debug;
+  std::string io;
   Settings settings;
   InfoOptions info;
   FramesOptions frames;
   AudioOptions audio;
   HashOptions hash;
   ContactOptions contact;
+  GetOptions get;
+  TimestampsOptions timestamps;
   BenchOptions bench;
 };
 
@@ -52,6 +57,9 @@ void addGlobalOptions(CLI::App& app, CommandLine& line) {
       ->check(CLI::Range(0, 64));
   app.add_option("--debug", line.debug, "Show the decoder's log: error,warn,info,trace,progress or all")
       ->type_name("LEVELS");
+  app.add_option("--io", line.io,
+                 "Let the decoder read from the file system, or from memory through this program")
+      ->check(CLI::IsMember({"file", "memory"}));
   app.add_flag("--stats", line.settings.stats, "Print times and rates to standard error");
   app.add_flag("-q,--quiet", line.settings.quiet, "No progress and no warnings");
 }
@@ -109,6 +117,19 @@ void addCommands(CLI::App& app, CommandLine& line) {
       ->check(CLI::Range(32, 16384))
       ->capture_default_str();
 
+  command = addCommand(app, "get", "One parameter of the decoder or of a stream", line.get.path);
+  command
+      ->add_option("KEY", line.get.key,
+                   "As tsStructure, or video0/width, audio1/channels, subtitle0/language")
+      ->required();
+  command->add_option("ARGUMENT", line.get.argument, "Of the question: a number, or KIND,NUMBER of a stream");
+  command->add_flag("--json", line.get.json, "JSON for programs");
+
+  command =
+      addCommand(app, "timestamps", "Presentation time of every frame, in seconds", line.timestamps.path);
+  command->add_option("--stream", line.timestamps.stream, "Video stream")->type_name("N");
+  command->add_flag("--json", line.timestamps.json, "JSON for programs");
+
   command = addCommand(app, "bench", "Speed of opening, reading and seeking", line.bench.path);
   command->add_option("--stream", line.bench.stream, "Video stream")->type_name("N");
   command->add_option("--frames", line.bench.frames, "Frames read one after another; 0: all")
@@ -135,6 +156,8 @@ void runCommand(CLI::App const& app, CommandLine const& line) {
   if (app.got_subcommand("audio")) runAudio(line.settings, line.audio);
   if (app.got_subcommand("hash")) runHash(line.settings, line.hash);
   if (app.got_subcommand("contact")) runContact(line.settings, line.contact);
+  if (app.got_subcommand("get")) runGet(line.settings, line.get);
+  if (app.got_subcommand("timestamps")) runTimestamps(line.settings, line.timestamps);
   if (app.got_subcommand("bench")) runBench(line.settings, line.bench);
 }
 
@@ -170,6 +193,8 @@ int run(int argc, char** argv) {
     installSignalHandlers();
     // What goes wrong in writing is reported by the calls' results.
     av_log_set_level(AV_LOG_QUIET);
+    std::optional<MemoryIo> memory;
+    if (line.io == "memory") memory.emplace();
     runCommand(app, line);
     printWarnings(line.settings.quiet);
     return static_cast<int>(ExitCode::Ok);

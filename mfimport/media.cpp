@@ -21,15 +21,18 @@ int readTakeList(const mediafile::FileAccess& access, const std::string& name, s
     return -1;
   }
   if (!isTakeList({reinterpret_cast<const char*>(head.data()), static_cast<size_t>(got)})) return 0;
-  if (source->size() > kTakeListMostBytes) {
-    error = "the take list is too long";
-    return -1;
-  }
-  text.resize(static_cast<size_t>(source->size()));
-  if (source->readAt(0, {reinterpret_cast<uint8_t*>(text.data()), text.size()}) != source->size()) {
+  // The size that a caller hands over may be that of all clips together: what can be read counts.
+  text.resize(static_cast<size_t>(std::min<int64_t>(source->size(), kTakeListMostBytes + 1)));
+  const int64_t length = source->readAt(0, {reinterpret_cast<uint8_t*>(text.data()), text.size()});
+  if (length < 0) {
     error = "read error";
     return -1;
   }
+  if (length > kTakeListMostBytes) {
+    error = "the take list is too long";
+    return -1;
+  }
+  text.resize(static_cast<size_t>(length));
   return 1;
 }
 
