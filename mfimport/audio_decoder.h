@@ -17,6 +17,8 @@ class AudioDecoder {
                const HostCallbacks& host);
 
   int64_t samples() const { return track_.samples; }
+  // The sample that the next read begins with.
+  int64_t position() const { return next_; }
   bool isAac() const {
     return track_.stream().codec() == AV_CODEC_ID_AAC || track_.stream().codec() == AV_CODEC_ID_AAC_LATM;
   }

@@ -14,6 +14,13 @@ class BitReader {
   explicit BitReader(std::span<const uint8_t> bytes) : bytes_(bytes) {}
 
   bool failed() const { return failed_; }
+  void fail() {
+    failed_ = true;
+    position_ = bytes_.size() * 8;
+  }
+
+  // Bits read so far.
+  size_t position() const { return position_; }
 
   // `count` bits, 0 to 32.
   uint32_t bits(int count) {

@@ -447,24 +447,4 @@ std::vector<UserData> readUserData(HeaderSyntax syntax, int lengthBytes, std::sp
   return out;
 }
 
-std::optional<Ac3Mode> readAc3Mode(std::span<const uint8_t> frame) {
-  constexpr uint32_t kSyncWord = 0x0B77;
-  BitReader bits(frame);
-  if (frame.size() < 8 || bits.bits(16) != kSyncWord) return std::nullopt;
-  const int bsid = frame[5] >> 3;
-  if (bsid > 16) return std::nullopt;
-  if (bsid > 10) {          // E-AC-3
-    bits.skip(2 + 3 + 11);  // strmtyp, substreamid, frmsiz
-    bits.skip(2 + 2);       // fscod, numblkscod or fscod2
-    const int acmod = static_cast<int>(bits.bits(3));
-    return Ac3Mode{acmod, static_cast<int>(bits.bits(1))};
-  }
-  bits.skip(16 + 8 + 8);  // crc1; fscod, frmsizecod; bsid, bsmod
-  const int acmod = static_cast<int>(bits.bits(3));
-  if ((acmod & 1) != 0 && acmod != 1) bits.skip(2);  // cmixlev
-  if ((acmod & 4) != 0) bits.skip(2);                // surmixlev
-  if (acmod == 2) bits.skip(2);                      // dsurmod
-  return Ac3Mode{acmod, static_cast<int>(bits.bits(1))};
-}
-
 }  // namespace mfimport

@@ -67,10 +67,4 @@ std::optional<bool> isIntraMpeg4(std::span<const uint8_t> picture);
 // True when a coded picture of MPEG-1/2 is an intra picture behind a sequence header.
 bool beginsSequence(std::span<const uint8_t> picture);
 
-// The coding mode in the first syncframe of AC-3 and E-AC-3 (ATSC A/52 5.3, annex E 2.2).
-struct Ac3Mode {
-  int acmod, lfeon;
-};
-std::optional<Ac3Mode> readAc3Mode(std::span<const uint8_t> frame);
-
 }  // namespace mfimport

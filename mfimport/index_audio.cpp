@@ -3,6 +3,7 @@
 
 #include "mfimport/audio_codec.h"
 #include "mfimport/classify.h"
+#include "mfimport/dolby_info.h"
 #include "mfimport/index_build.h"
 #include "mfimport/packet_reader.h"
 
@@ -30,7 +31,7 @@ class SampleCounter {
       const PacketReader::Result result = reader_->next(*packet_);
       if (result == PacketReader::Result::end) break;
       if (result == PacketReader::Result::error) continue;
-      if (number == 0) readDolbyMode();
+      readDolbyMode();
       packet_->pts = static_cast<int64_t>(number);
       packet_->dts = AV_NOPTS_VALUE;
       avcodec_send_packet(codec_.get(), packet_.get());
@@ -72,12 +73,15 @@ class SampleCounter {
                          static_cast<uint32_t>(skip->data[2] & 0x7F) << 16);
   }
 
+  // From the first packet that tells it.
   void readDolbyMode() {
     if (stream_.codec() != AV_CODEC_ID_AC3 && stream_.codec() != AV_CODEC_ID_EAC3) return;
-    const auto mode = readAc3Mode(lav::payload(*packet_));
-    if (!mode) return;
-    stream_.acmod = mode->acmod;
-    stream_.lfeon = mode->lfeon;
+    if (modeKnown_) return;
+    const auto info = readDolbyInfo(lav::payload(*packet_));
+    if (!info) return;
+    modeKnown_ = true;
+    stream_.acmod = info->general.acmod;
+    stream_.lfeon = info->general.lfeon;
   }
 
   StreamIndex& stream_;
@@ -86,6 +90,7 @@ class SampleCounter {
   lav::Packet packet_ = lav::newPacket();
   lav::Frame frame_ = lav::newFrame();
   bool described_ = false;
+  bool modeKnown_ = false;
   int declaredDelay_ = 0;
 };
 

@@ -33,6 +33,7 @@ int MpegInImpl::report(int result, const char* what, long long number, const std
 void MpegInImpl::close() {
   video_.reset();
   audio_.reset();
+  dolby_.reset();
   table_.reset();
   media_.reset();
   userEntries_.clear();
@@ -145,11 +146,14 @@ int MpegInImpl::selectAudio() {
   if (wanted >= run.size()) return report(kMpegErrorNoStream, "audio stream", *selected, "it does not exist");
   self.audio = audioInfo(media_, run[wanted]);
   self.audio.decoderReady = 1;
+  if (selected - std::begin(self.set.audioStream) == kAudioDolby)
+    dolby_ = std::make_unique<DolbyPackets>(media_, run[wanted], access_);
   if (self.smartRenderOnly) return kMpegOk;
   std::string error;
   audio_ = std::make_unique<AudioDecoder>(media_, run[wanted], access_, host);
   if (audio_->open(error)) return kMpegOk;
   audio_.reset();
+  dolby_.reset();
   self.audio.decoderReady = 0;
   return report(kMpegErrorNoDecoder, "audio stream", *selected, error);
 }
@@ -269,6 +273,18 @@ int MpegInImpl::sampleFormat(const void* record, int size) {
   return kMpegOk;
 }
 
+int MpegInImpl::dolbyInfo(int request, void* record, int size) {
+  const size_t wanted = dolbyRecordSize(request);
+  if (!record || wanted == 0 || size < 0 || static_cast<size_t>(size) != wanted || !dolby_)
+    return kMpegErrorUnsupported;
+  const int64_t sample = audio_ ? audio_->position() : 0;
+  std::string error;
+  const DolbyInfo* info = dolby_->at(sample, error);
+  if (!info) return report(kMpegError, "bit stream information at sample", sample, error);
+  std::memcpy(record, dolbyRecord(*info, request).data(), wanted);
+  return kMpegOk;
+}
+
 int MpegInImpl::audioRequest(int request, void* record, int size) {
-  return request == kAuxSampleFormat ? sampleFormat(record, size) : kMpegErrorUnsupported;
+  return request == kAuxSampleFormat ? sampleFormat(record, size) : dolbyInfo(request, record, size);
 }

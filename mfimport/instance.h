@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "mfimport/audio_decoder.h"
+#include "mfimport/dolby_packets.h"
 #include "mfimport/host_callbacks.h"
 #include "mfimport/media.h"
 #include "mfimport/mfimport.h"
@@ -48,6 +49,7 @@ struct MpegInImpl {
   int userDataMpeg(void* record, int size);
   int userDataH264(void* record);
   int sampleFormat(const void* record, int size);
+  int dolbyInfo(int request, void* record, int size);
   int report(int result, const char* what, long long number, const std::string& error) const;
 
   std::string name_;
@@ -56,6 +58,7 @@ struct MpegInImpl {
   std::unique_ptr<mfimport::StreamTable> table_;
   std::unique_ptr<mfimport::VideoDecoder> video_;
   std::unique_ptr<mfimport::AudioDecoder> audio_;
+  std::unique_ptr<mfimport::DolbyPackets> dolby_;  // of the selected audio stream, if it is a Dolby one
   int threadCount_ = -1, threadMode_ = -1;
 
   MpegExtendedHeader header_{};

@@ -4,38 +4,12 @@
 
 #include <random>
 
+#include "bit_writer.h"
 #include "mfimport/bit_reader.h"
 
 using namespace mfimport;
 
 namespace {
-
-// Writes headers bit by bit.
-class BitWriter {
- public:
-  BitWriter& bits(uint32_t value, int count) {
-    for (int i = count - 1; i >= 0; --i) {
-      if (used_ % 8 == 0) bytes_.push_back(0);
-      bytes_.back() = static_cast<uint8_t>(bytes_.back() | (value >> i & 1) << (7 - used_ % 8));
-      ++used_;
-    }
-    return *this;
-  }
-  BitWriter& ue(uint32_t value) {
-    int length = 0;
-    while ((value + 1) >> (length + 1)) ++length;
-    return bits(0, length).bits(value + 1, length + 1);
-  }
-  BitWriter& start(uint8_t code) {
-    while (used_ % 8) bits(0, 1);
-    return bits(0x000001, 24).bits(code, 8);
-  }
-  const std::vector<uint8_t>& bytes() const { return bytes_; }
-
- private:
-  std::vector<uint8_t> bytes_;
-  size_t used_ = 0;
-};
 
 TEST(BitReading, PastTheEnd_GivesZeroAndFails) {
   const uint8_t one[] = {0xA5};
@@ -181,24 +155,6 @@ TEST(Mpeg4Headers, GiveTheAspectOfTheObjectLayer) {
   EXPECT_EQ(info.sarHeight, 11);
 }
 
-TEST(Ac3Headers, GiveTheCodingMode) {
-  BitWriter out;
-  out.bits(0x0B77, 16)
-      .bits(0, 16)
-      .bits(0x14, 8)
-      .bits(8 << 3, 8)
-      .bits(7, 3)
-      .bits(0, 2)
-      .bits(0, 2)
-      .bits(1, 1)
-      .bits(0, 24);
-  const auto mode = readAc3Mode(out.bytes());
-  ASSERT_TRUE(mode.has_value());
-  EXPECT_EQ(mode->acmod, 7);
-  EXPECT_EQ(mode->lfeon, 1);
-  EXPECT_FALSE(readAc3Mode(std::vector<uint8_t>(8, 0)).has_value());
-}
-
 TEST(LengthPrefixedUnits, ThatDoNotFit_EndTheList) {
   const std::vector<uint8_t> packet = {0, 2, 1, 2, 0, 0, 0, 9, 3};
   int units = 0;
@@ -221,8 +177,6 @@ TEST(AnyBytes, AreReadWithoutLeavingThem) {
       readHeaders(syntax, record, bytes);
       readUserData(syntax, static_cast<int>(random() % 5), bytes);
     }
-    if (bytes.size() > 2) bytes[0] = 0x0B, bytes[1] = 0x77;
-    readAc3Mode(bytes);
   }
   SUCCEED();
 }
