@@ -6,6 +6,7 @@
 #include "host/frame.h"
 #include "kyhost/commands.h"
 #include "kyhost/decoder_log.h"
+#include "kyhost/dolby_text.h"
 #include "kyhost/json_any.h"
 #include "kyhost/output_file.h"
 #include "kyhost/stats.h"
@@ -83,6 +84,7 @@ AnyDict streamFacts(Session const& session, KyStreamKind kind, int index) {
     Any value(index);
     if (session.pipe().getParam(key, value) == 0 && value.valid()) info.set(key, value);
   }
+  if (AnyDict const facts = dolbyFacts(session.pipe(), index); !facts.empty()) info.set("bitstream", facts);
   return info;
 }
 
@@ -125,8 +127,10 @@ std::string headline(KyStreamKind kind, AnyDict const& info) {
   }
   if (kind == kKindAudio) {
     int const joined = info["_joined"].asVector().size();
-    return fmt::format("{} {} Hz, {} channels{}, {} bits, {} samples, {}", toLine(info["codec"]),
+    Any const mode = info.descendant("bitstream", "codingMode", nullptr);
+    return fmt::format("{} {} Hz, {} channels{}{}, {} bits, {} samples, {}", toLine(info["codec"]),
                        info["samplerate"].asInt32(), info["channels"].asInt32(),
+                       mode.valid() ? " (" + toLine(mode) + ")" : "",
                        joined > 0 ? fmt::format(" joined from {} tracks", joined) : "",
                        info["bitsPerSample"].asInt32(), info["samples"].asInt64(),
                        timeText(info["duration"].asDouble()));
