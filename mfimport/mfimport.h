@@ -105,6 +105,7 @@ struct MpegAudioInfo {
   int bits;          // per delivered sample: 16, 20 and 24 (both packed in 3 bytes), 32
   int isFloat;       // 1 when 32-bit samples are floats of full scale 1.0
   int channels;
+  uint64_t speakers;   // of the channels, in rising order, bits as WAVE numbers speakers; 0 unknown
   int bitRate;         // bits per second
   int blockAlign;      // bytes per delivered sample of all channels
   int mpegAudio;       // layer of an MPEG-1/2 audio stream, else 0; after parsing alone: 1 when every stream

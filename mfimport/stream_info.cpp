@@ -214,6 +214,7 @@ MpegAudioInfo audioInfo(const std::shared_ptr<const Media>& media, size_t stream
   info.bits = layout.bits;
   info.isFloat = layout.isFloat ? 1 : 0;
   info.channels = parameters.ch_layout.nb_channels;
+  if (parameters.ch_layout.order == AV_CHANNEL_ORDER_NATIVE) info.speakers = parameters.ch_layout.u.mask;
   info.bitRate = static_cast<int>(std::min<int64_t>(parameters.bit_rate, INT32_MAX));
   if (info.bitRate == 0 && isPcm(parameters.codec_id)) info.bitRate = info.rate * info.channels * info.bits;
   info.blockAlign = layout.bytes() * info.channels;
