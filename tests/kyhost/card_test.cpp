@@ -216,6 +216,25 @@ TEST(MediaFile, DolbySound_IsHeard) {
   EXPECT_GT(std::sqrt(energy / (static_cast<double>(bytes.size()) / 2.0)), 1000.0);
 }
 
+TEST(MediaFile, InfoOfADolbyStream_TellsItsBitStream) {
+  fs::path const file = test::made("room.ts",
+                                   "-f lavfi -i sine=f=440:r=48000:d=1 -ac 6 -c:a ac3 -dialnorm -23 "
+                                   "-room_type small -mixing_level 100");
+  Outcome const text = kyhost("info " + quoted(file));
+  ASSERT_EQ(text.code, 0) << text.errors;
+  EXPECT_NE(text.output.find("6 channels (3/2 L C R Ls Rs + LFE)"), std::string::npos) << text.output;
+  Outcome const run = kyhost("info --json " + quoted(file));
+  ASSERT_EQ(run.code, 0) << run.errors;
+  json const told = json::parse(run.output)["audio"][0]["bitstream"];
+  EXPECT_EQ(told["syntax"], "AC-3");
+  EXPECT_EQ(told["codingMode"], "3/2 L C R Ls Rs + LFE");
+  EXPECT_EQ(told["bitStreamMode"], "complete main");
+  EXPECT_EQ(told["dialogueLevelDb"], -23);
+  EXPECT_EQ(told["mixingLevelDbSpl"], 100);
+  EXPECT_EQ(told["mixingRoom"], "small");
+  EXPECT_FALSE(told.contains("compressionDb"));
+}
+
 TEST(MediaFile, CapitalExtension_Opens) {
   fs::path const file = test::made("CLIP.MOV", "-f lavfi -i testsrc2=s=64x64:d=0.4 -c:v mpeg2video");
   EXPECT_EQ(kyhost("info " + quoted(file)).code, 0);
