@@ -25,6 +25,9 @@ void readSequenceExtension(BitReader& bits, HeaderInfo& info) {
   info.chromaFormat = static_cast<int>(bits.bits(2));
   bits.skip(4);  // horizontal_size_extension, vertical_size_extension
   info.bitRateValue |= bits.bits(12) << 18;
+  bits.skip(1 + 8 + 1);  // marker_bit, vbv_buffer_size_extension, low_delay
+  info.rateMultiplier = 1 + static_cast<int>(bits.bits(2));
+  info.rateDivisor = 1 + static_cast<int>(bits.bits(5));
 }
 
 void readSequenceDisplay(BitReader& bits, HeaderInfo& info) {

@@ -23,7 +23,8 @@ struct HeaderInfo {
   int vbvDelay = -1;     // of the first picture
   int frameDct = -1;     // frame_pred_frame_dct of the first picture
   bool dropFrame = false;
-  int codedRateCode = 0;  // frame_rate_code
+  int codedRateCode = 0;                    // frame_rate_code
+  int rateMultiplier = 1, rateDivisor = 1;  // of the extension
 
   // H.264, HEVC: video usability information; MPEG-4: aspect_ratio_info
   bool aspectPresent = false;

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <optional>
 #include <utility>
 
 #include "mfimport/classify.h"
@@ -251,7 +252,8 @@ void measureRates(StreamIndex& stream, const std::vector<PacketNote>& notes) {
   int64_t fields = 0, lastFields = 0;
   for (const uint32_t at : video.byDisplay) {
     const Picture& picture = video.pictures[at];
-    stamps.push_back(stream.packets[picture.packet].pts);
+    const int64_t pts = stream.packets[picture.packet].pts;
+    stamps.push_back(pts);
     lastFields = picture.packets == 2 ? 2 : notes[picture.packet].fields;
     fields += lastFields;
   }
@@ -306,33 +308,39 @@ double snappedRate(double rate) {
 }
 
 double measuredRate(const std::vector<int64_t>& stamps, AVRational timeBase) {
-  if (timeBase.num <= 0 || timeBase.den <= 0) return 0;
+  if (stamps.size() < 2 || timeBase.num <= 0 || timeBase.den <= 0) return 0;
+  // From one stamp to the next lie `pictures` pictures.
   struct Step {
-    double length;  // of one picture
-    size_t pictures;
+    double ticks, pictures;
+    double each() const { return ticks / pictures; }
   };
   std::vector<Step> steps;
-  steps.reserve(stamps.size());
-  size_t last = stamps.size();
+  steps.reserve(stamps.size() - 1);
+  std::optional<size_t> before;
   for (size_t i = 0; i < stamps.size(); ++i) {
     if (stamps[i] == AV_NOPTS_VALUE) continue;
-    if (last < i && stamps[i] > stamps[last])
-      steps.push_back(
-          {static_cast<double>(stamps[i] - stamps[last]) / static_cast<double>(i - last), i - last});
-    last = i;
+    if (before && stamps[i] > stamps[*before])
+      steps.push_back({static_cast<double>(stamps[i] - stamps[*before]), static_cast<double>(i - *before)});
+    before = i;
   }
   if (steps.empty()) return 0;
   const auto middle = steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2);
   std::nth_element(steps.begin(), middle, steps.end(),
-                   [](const Step& a, const Step& b) { return a.length < b.length; });
-  const double usual = middle->length;
-  double sum = 0, count = 0;
+                   [](const Step& a, const Step& b) { return a.each() < b.each(); });
+  const double usual = middle->each();
+  // Containers with coarse clocks round every stamp.
+  const auto regular = [&](const Step& step) {
+    return std::abs(step.each() - usual) <= std::max(1.0, usual / 50);
+  };
+  const auto regulars = std::count_if(steps.begin(), steps.end(), regular);
+  const bool steady = static_cast<size_t>(regulars) * 10 >= steps.size() * 9;
+  double ticks = 0, pictures = 0;
   for (const Step& step : steps) {
-    if (step.length > 4 * usual) continue;
-    sum += step.length * static_cast<double>(step.pictures);
-    count += static_cast<double>(step.pictures);
+    if (steady ? !regular(step) : step.each() > 4 * usual) continue;
+    ticks += step.ticks;
+    pictures += step.pictures;
   }
-  return snappedRate(count * timeBase.den / (sum * timeBase.num));
+  return snappedRate(pictures * timeBase.den / (ticks * timeBase.num));
 }
 
 void buildVideoIndex(const MediaIndex& index, StreamIndex& stream, const std::vector<PacketNote>& notes,

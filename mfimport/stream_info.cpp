@@ -11,10 +11,11 @@
 namespace mfimport {
 namespace {
 
-// ISO/IEC 13818-2 table 6-4.
-double rateOfCode(int code) {
+// ISO/IEC 13818-2 table 6-4 and 6.3.5; 0 when the headers tell none.
+double codedRate(const HeaderInfo& headers) {
   constexpr double kRates[] = {0, 24000.0 / 1001, 24, 25, 30000.0 / 1001, 30, 50, 60000.0 / 1001, 60};
-  return code >= 1 && code <= 8 ? kRates[code] : 0;
+  const int code = headers.codedRateCode;
+  return code >= 1 && code <= 8 ? kRates[code] * headers.rateMultiplier / headers.rateDivisor : 0;
 }
 
 double bitRateOf(const StreamIndex& stream, int64_t frames) {
@@ -89,7 +90,7 @@ void setRates(MpegVideoInfo& info, const StreamIndex& stream) {
   info.rate = stream.video.rate;
   info.secondRate = stream.video.displayedRate;
   info.containerFps = stream.averageRate > 0 ? stream.averageRate : stream.baseRate;
-  info.streamFps = rateOfCode(stream.headers.codedRateCode);
+  info.streamFps = codedRate(stream.headers);
   if (info.streamFps <= 0) info.streamFps = stream.first.codedRate;
   if (info.streamFps <= 0) info.streamFps = info.rate;
 }
@@ -122,6 +123,16 @@ void setSelectors(MpegVideoInfo& info, int containerType) {
   info.selA = info.chromaFormat;
   info.selB = containerType == kContainerMpeg1System || containerType == kContainerMpeg2Program ? 1 : 0;
   info.selC = info.height > 576 ? 6 : info.height <= 288 ? 5 : 4;
+}
+
+// For containers that tell none.
+int averageBitRate(const StreamIndex& stream, const MpegAudioInfo& info) {
+  if (isPcm(stream.codec())) return info.rate * info.channels * info.bits;
+  if (stream.audio.samples == 0) return 0;
+  double bytes = 0;
+  for (const PacketEntry& entry : stream.packets) bytes += entry.size;
+  return static_cast<int>(
+      std::min(bytes * 8 * info.rate / static_cast<double>(stream.audio.samples), double{INT32_MAX}));
 }
 
 }  // namespace
@@ -216,7 +227,7 @@ MpegAudioInfo audioInfo(const std::shared_ptr<const Media>& media, size_t stream
   info.channels = parameters.ch_layout.nb_channels;
   if (parameters.ch_layout.order == AV_CHANNEL_ORDER_NATIVE) info.speakers = parameters.ch_layout.u.mask;
   info.bitRate = static_cast<int>(std::min<int64_t>(parameters.bit_rate, INT32_MAX));
-  if (info.bitRate == 0 && isPcm(parameters.codec_id)) info.bitRate = info.rate * info.channels * info.bits;
+  if (info.bitRate == 0) info.bitRate = averageBitRate(stream, info);
   info.blockAlign = layout.bytes() * info.channels;
   info.mpegAudio = mpegAudioLayer(parameters.codec_id);
   info.acmod = stream.acmod;

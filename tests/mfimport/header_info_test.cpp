@@ -79,6 +79,18 @@ TEST(Mpeg2Headers, OfASequence_AreRead) {
   EXPECT_EQ(info.frameDct, 1);
 }
 
+TEST(Mpeg2Headers, OfASequenceExtension_TellHowTheRateIsMultiplied) {
+  EXPECT_EQ(readHeaders(HeaderSyntax::mpeg12, {}, mpeg2Picture()).rateDivisor, 1);
+  BitWriter out;
+  out.start(0xB3).bits(128, 12).bits(96, 12).bits(1, 4).bits(3, 4).bits(1000, 18).bits(1, 1).bits(0, 13);
+  out.start(0xB5).bits(1, 4).bits(0x48, 8).bits(1, 1).bits(1, 2).bits(0, 4).bits(0, 12).bits(1, 1);
+  out.bits(0, 8).bits(0, 1).bits(2, 2).bits(4, 5);
+  const HeaderInfo info = readHeaders(HeaderSyntax::mpeg12, {}, out.bytes());
+  EXPECT_EQ(info.codedRateCode, 3);
+  EXPECT_EQ(info.rateMultiplier, 3);
+  EXPECT_EQ(info.rateDivisor, 5);
+}
+
 TEST(Mpeg2Headers, UserData_IsTheBytesBehindTheStartCode) {
   const auto data = readUserData(HeaderSyntax::mpeg12, 0, mpeg2Picture());
   ASSERT_EQ(data.size(), 1U);

@@ -83,6 +83,24 @@ TEST(MeasuredRate, LeavesGapsOut) {
   EXPECT_EQ(measuredRate({5, 5, 5}, {1, 25}), 0);
 }
 
+TEST(MeasuredRate, CountsPicturesWithoutStamps) {
+  EXPECT_DOUBLE_EQ(measuredRate({0, 3600, kNone, kNone, 14400, 18000, kNone, 25200}, {1, 90000}), 25);
+  EXPECT_EQ(measuredRate({kNone, kNone, 5}, {1, 90000}), 0);
+}
+
+TEST(MeasuredRate, IsThatOfRegularStampsAlthoughPicturesAreMissing) {
+  std::vector<int64_t> stamps;
+  for (int i = 0; i < 98; ++i)
+    if (i != 40 && i != 41) stamps.push_back(i);
+  EXPECT_DOUBLE_EQ(measuredRate(stamps, {1001, 24000}), 24000.0 / 1001);
+}
+
+TEST(MeasuredRate, OfIrregularStamps_IsTheAverage) {
+  std::vector<int64_t> stamps;
+  for (int64_t i = 0, at = 0; i < 101; ++i, at += i % 2 ? 3003 : 4505) stamps.push_back(at);
+  EXPECT_NEAR(measuredRate(stamps, {1, 90000}), 24000.0 / 1001, 1e-9);
+}
+
 TEST(StartOfDecoding, ForLeadingPicturesOfAnOpenGroup_IsTheKeyBefore) {
   VideoIndex video{HostMemory{}};
   // I0 P3 B1 B2 | I6 B4 B5 P7
