@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "mfimport/amr_frames.h"
 #include "mfimport/packet_reader.h"
 #include "mfimport/sample_source.h"
 
@@ -108,6 +109,7 @@ class DecodedSamples final : public SampleSource {
     begun_ = true;
     unreadable_ = !reader_->position(packet);
     nextDecoded_ = packet;
+    feeder_.forget();
     ready_ = lav::Frame();
     drained_ = false;
   }
@@ -143,6 +145,7 @@ class DecodedSamples final : public SampleSource {
         ready_ = std::move(frame);
         return true;
       }
+      if (feeder_.sendNext(*codec_)) continue;
       if (result == AVERROR_EOF || drained_ || unreadable_ || reader_->nextNumber() > packet) return false;
       send();
     }
@@ -160,7 +163,7 @@ class DecodedSamples final : public SampleSource {
       packet_->pts = static_cast<int64_t>(number);
       packet_->dts = AV_NOPTS_VALUE;
       packet_->flags &= ~AV_PKT_FLAG_DISCARD;
-      avcodec_send_packet(codec_.get(), packet_.get());
+      feeder_.send(*codec_, *packet_);
       av_packet_unref(packet_.get());
     }
   }
@@ -208,6 +211,7 @@ class DecodedSamples final : public SampleSource {
   int64_t channels_, frameBytes_;
   std::unique_ptr<PacketReader> reader_;
   lav::CodecContext codec_;
+  FrameFeeder feeder_;
   lav::Packet packet_ = lav::newPacket();
   lav::Resampler resampler_;
   int resamplerFrom_ = AV_SAMPLE_FMT_NONE;

@@ -1,6 +1,7 @@
 // Positions of samples.
 #include <algorithm>
 
+#include "mfimport/amr_frames.h"
 #include "mfimport/audio_codec.h"
 #include "mfimport/classify.h"
 #include "mfimport/dolby_info.h"
@@ -34,9 +35,11 @@ class SampleCounter {
       readDolbyMode();
       packet_->pts = static_cast<int64_t>(number);
       packet_->dts = AV_NOPTS_VALUE;
-      avcodec_send_packet(codec_.get(), packet_.get());
+      feeder_.send(*codec_, *packet_);
       av_packet_unref(packet_.get());
-      receive(from, counts, last);
+      do {
+        receive(from, counts, last);
+      } while (feeder_.sendNext(*codec_));
     }
     if (to == stream_.packets.size()) {
       avcodec_send_packet(codec_.get(), nullptr);
@@ -87,6 +90,7 @@ class SampleCounter {
   StreamIndex& stream_;
   std::unique_ptr<PacketReader> reader_;
   lav::CodecContext codec_;
+  FrameFeeder feeder_;
   lav::Packet packet_ = lav::newPacket();
   lav::Frame frame_ = lav::newFrame();
   bool described_ = false;

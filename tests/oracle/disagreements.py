@@ -15,6 +15,7 @@ VARIABLE = "pictures come as they were recorded; the rate leaves long gaps out, 
 COARSE_CLOCK = "stamps of whole milliseconds; the reader divides by a duration that is rounded too"
 BIT_RATE_SPAN = "the container tells no bit rate or another one than that of the stream; each measures in its own way"
 LAST_FRAME = "bit rate of compressed sound that varies; the reader tells that of the frames it saw last"
+MANY_FRAMES = "packets hold 50 AMR frames, of which the reader decodes the first"
 FIRST_BLOCK = "the decoder's automatic skip leaves out one block more than there is silence"
 
 DISAGREEMENTS = [
@@ -41,6 +42,7 @@ DISAGREEMENTS = [
     ("mp4p_MOV00006.3gp", "video 0", "pixelAspect", "mediainfo", 1.0, H263_ASPECT),
     ("mp4p_MOV00006.3gp", "video 0", "rate", "ffprobe", 15, VARIABLE),
     ("mp4p_MOV00006.3gp", "video 0", "rate", "mediainfo", 15, VARIABLE),
+    ("mp4p_MOV00006.3gp", "audio 0", "samples", "ffprobe", 121600, MANY_FRAMES),
     ("mp4p_dts-sample.mp4", "audio 0", "aBitrate", "mediainfo", 187872, BIT_RATE_SPAN),
     ("mux_sintel-captions.ts", "video 0", "frames", "mediainfo", 240, LOST_TAIL),
     ("mux_sintel-captions.ts", "audio 0", "aBitrate", "ffprobe", 51486, LAST_FRAME),
