@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,9 @@ struct PacketNote {
 class PictureInspector {
  public:
   explicit PictureInspector(const AVCodecParameters& parameters);
-  void inspect(const AVPacket& packet, PacketNote& note);
+  // `beginning` are the first bytes of the packet, its slice header among them, with the padding behind them
+  // that libavcodec asks for.
+  void inspect(const AVPacket& packet, std::span<const uint8_t> beginning, PacketNote& note);
 
  private:
   lav::Parser parser_;

@@ -18,12 +18,13 @@ PictureInspector::PictureInspector(const AVCodecParameters& parameters)
   if (avcodec_parameters_to_context(context_.get(), &parameters) < 0) parser_.reset();
 }
 
-void PictureInspector::inspect(const AVPacket& packet, PacketNote& note) {
+void PictureInspector::inspect(const AVPacket& packet, std::span<const uint8_t> beginning, PacketNote& note) {
   if (!parser_) return;
   uint8_t* out = nullptr;
   int size = 0;
-  av_parser_parse2(parser_.get(), context_.get(), &out, &size, packet.data, packet.size, packet.pts,
-                   packet.dts, packet.pos);
+  av_parser_parse2(parser_.get(), context_.get(), &out, &size, beginning.data(),
+                   static_cast<int>(beginning.size()), packet.pts, packet.dts, packet.pos);
+  note.key = note.key || parser_->key_frame == 1;
   note.bidirectional = parser_->pict_type == AV_PICTURE_TYPE_B;
   note.order = parser_->output_picture_number;
   if (parser_->repeat_pict > 0) note.fields = static_cast<uint8_t>(std::min(1 + parser_->repeat_pict, 8));
@@ -56,8 +57,8 @@ std::vector<uint32_t> ranksWithoutStamps(const std::vector<StampedPicture>& pict
   return ranks;
 }
 
-// Elementary streams of H.264 and HEVC have no stamps; their pictures count presentation themselves, anew
-// from each key picture of order 0 (ITU-T H.264 8.2.1, H.265 8.3.1).
+// Pictures of H.264 and HEVC count presentation themselves, anew from each key picture of order 0 (ITU-T
+// H.264 8.2.1, H.265 8.3.1).
 std::vector<uint32_t> ranksByOrderCount(const StreamIndex& stream, const std::vector<PacketNote>& notes) {
   const auto& pictures = stream.video.pictures;
   std::vector<std::pair<uint32_t, int>> places;  // sequence, order count
@@ -76,10 +77,16 @@ std::vector<uint32_t> ranksByOrderCount(const StreamIndex& stream, const std::ve
   return ranks;
 }
 
-bool countsPresentationItself(const StreamIndex& stream) {
-  return (stream.codec() == AV_CODEC_ID_H264 || stream.codec() == AV_CODEC_ID_HEVC) &&
-         std::all_of(stream.packets.begin(), stream.packets.end(),
-                     [](const PacketEntry& entry) { return entry.pts == AV_NOPTS_VALUE; });
+// Elementary streams have no stamps, and MXF files whose index table tells no temporal offsets have those of
+// decoding alone.
+bool countsPresentationItself(const StreamIndex& stream, const std::vector<PacketNote>& notes) {
+  if (stream.codec() != AV_CODEC_ID_H264 && stream.codec() != AV_CODEC_ID_HEVC) return false;
+  const auto& packets = stream.packets;
+  const auto unstamped = [](const PacketEntry& entry) { return entry.pts == AV_NOPTS_VALUE; };
+  if (std::all_of(packets.begin(), packets.end(), unstamped)) return true;
+  const auto asDecoded = [](const PacketEntry& entry) { return entry.pts == entry.dts; };
+  return std::all_of(packets.begin(), packets.end(), asDecoded) &&
+         std::any_of(notes.begin(), notes.end(), [](const PacketNote& note) { return note.bidirectional; });
 }
 
 void groupPackets(StreamIndex& stream, const std::vector<PacketNote>& notes) {
@@ -110,7 +117,7 @@ void rankPictures(StreamIndex& stream, const std::vector<PacketNote>& notes, boo
       if (last.dts != AV_NOPTS_VALUE) last.dts = stream.to27M(last.dts);
     }
   }
-  const std::vector<uint32_t> ranks = countsPresentationItself(stream)
+  const std::vector<uint32_t> ranks = countsPresentationItself(stream, notes)
                                           ? ranksByOrderCount(stream, notes)
                                           : presentationRanks(stamped, stampsMayJump);
   for (size_t i = 0; i < pictures.size(); ++i) pictures[i].rank = ranks[i];
@@ -257,6 +264,9 @@ void measureRates(StreamIndex& stream, const std::vector<PacketNote>& notes) {
     lastFields = picture.packets == 2 ? 2 : notes[picture.packet].fields;
     fields += lastFields;
   }
+  // Pictures that were put in order without stamps have those of decoding.
+  if (std::find(stamps.begin(), stamps.end(), AV_NOPTS_VALUE) == stamps.end())
+    std::sort(stamps.begin(), stamps.end());
   const double declared = stream.averageRate > 0 ? stream.averageRate : stream.baseRate;
   video.rate = measuredRate(stamps, stream.timeBase);
   if (video.rate <= 0) video.rate = snappedRate(declared);

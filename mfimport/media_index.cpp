@@ -187,7 +187,7 @@ class PacketPass {
     for (size_t i = 0; i < index.streams.size(); ++i) {
       const StreamIndex& stream = index.streams[i];
       byLibavIndex_[static_cast<size_t>(stream.libavIndex)] = static_cast<int>(i);
-      if (stream.type() == AVMEDIA_TYPE_VIDEO && !index.packetsAsTheyLie)
+      if (stream.type() == AVMEDIA_TYPE_VIDEO && (!index.packetsAsTheyLie || tellsTooLittle(stream)))
         inspectors_[i] = std::make_unique<PictureInspector>(*stream.parameters);
     }
     for (unsigned i = 0; i < container.format().nb_streams; ++i)
@@ -226,6 +226,12 @@ class PacketPass {
   const std::vector<PacketNote>& notes(size_t stream) const { return notes_[stream]; }
 
  private:
+  // The demultiplexer marks no key pictures of H.264 and HEVC in MXF, and not all files tell their order.
+  bool tellsTooLittle(const StreamIndex& stream) const {
+    return mediafile::isMxf(container_.format()) &&
+           (stream.codec() == AV_CODEC_ID_H264 || stream.codec() == AV_CODEC_ID_HEVC);
+  }
+
   // Streams that begin late are not waited for: they go through the demultiplexer.
   bool comparedEnough(int count) const {
     constexpr int kMostCompared = 64;
@@ -249,7 +255,9 @@ class PacketPass {
     note.key = (packet.flags & AV_PKT_FLAG_KEY) != 0;
     note.discard = (packet.flags & AV_PKT_FLAG_DISCARD) != 0;
     readSkip(packet, note);
-    if (inspectors_[number]) inspectors_[number]->inspect(packet, note);
+    // AVC-Intra has 10 KB of padded headers and messages before its first slice.
+    constexpr int kUpToTheSlice = 16384;
+    if (inspectors_[number]) inspectors_[number]->inspect(packet, beginningOf(packet, kUpToTheSlice), note);
     if (stream.type() == AVMEDIA_TYPE_VIDEO) verifyKey(packet, stream.codec(), note);
     const uint32_t fingerprint = index_.packetsAsTheyLie ? 0 : fingerprintOf(lav::payload(packet));
     stream.packets.push_back({packet.pts, packet.dts, packet.pos, packet.size, 0, fingerprint});
@@ -281,11 +289,11 @@ class PacketPass {
   }
 
   // The headers of a picture, straight from the file where the demultiplexer may skim it.
-  std::span<const uint8_t> beginningOf(const AVPacket& packet) {
-    constexpr int kHeaders = 1024;
+  std::span<const uint8_t> beginningOf(const AVPacket& packet, int most = 1024) {
     if (!index_.packetsAsTheyLie || packet.pos < 0) return lav::payload(packet);
-    buffer_.resize(static_cast<size_t>(std::min(packet.size, kHeaders)));
-    const int64_t got = container_.source().readAt(packet.pos, buffer_);
+    const auto wanted = static_cast<size_t>(std::min(packet.size, most));
+    buffer_.assign(wanted + AV_INPUT_BUFFER_PADDING_SIZE, 0);
+    const int64_t got = container_.source().readAt(packet.pos, std::span(buffer_).first(wanted));
     return std::span(buffer_).first(static_cast<size_t>(std::max<int64_t>(got, 0)));
   }
 
