@@ -117,7 +117,8 @@ void rankPictures(StreamIndex& stream, const std::vector<PacketNote>& notes, boo
       if (last.dts != AV_NOPTS_VALUE) last.dts = stream.to27M(last.dts);
     }
   }
-  const std::vector<uint32_t> ranks = countsPresentationItself(stream, notes)
+  stream.video.stampsOfDecoding = countsPresentationItself(stream, notes);
+  const std::vector<uint32_t> ranks = stream.video.stampsOfDecoding
                                           ? ranksByOrderCount(stream, notes)
                                           : presentationRanks(stamped, stampsMayJump);
   for (size_t i = 0; i < pictures.size(); ++i) pictures[i].rank = ranks[i];
@@ -259,14 +260,11 @@ void measureRates(StreamIndex& stream, const std::vector<PacketNote>& notes) {
   int64_t fields = 0, lastFields = 0;
   for (const uint32_t at : video.byDisplay) {
     const Picture& picture = video.pictures[at];
-    const int64_t pts = stream.packets[picture.packet].pts;
-    stamps.push_back(pts);
+    stamps.push_back(stream.packets[picture.packet].pts);
     lastFields = picture.packets == 2 ? 2 : notes[picture.packet].fields;
     fields += lastFields;
   }
-  // Pictures that were put in order without stamps have those of decoding.
-  if (std::find(stamps.begin(), stamps.end(), AV_NOPTS_VALUE) == stamps.end())
-    std::sort(stamps.begin(), stamps.end());
+  if (video.stampsOfDecoding) std::sort(stamps.begin(), stamps.end());
   const double declared = stream.averageRate > 0 ? stream.averageRate : stream.baseRate;
   video.rate = measuredRate(stamps, stream.timeBase);
   if (video.rate <= 0) video.rate = snappedRate(declared);

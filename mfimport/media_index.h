@@ -61,6 +61,8 @@ struct VideoIndex {
   HostVector<uint32_t> byDisplay;  // display number to picture
   size_t firstKey = 0;
   int reorderDepth = 0;  // most pictures decoded before and shown after one
+  bool stampsOfDecoding =
+      false;  // the presentation stamps are those of decoding; the order is the pictures' own
   int gopN = 0, gopM = 0;
   double rate = 0;           // pictures per second, measured from the stamps; 0 unknown
   double displayedRate = 0;  // with repeated fields

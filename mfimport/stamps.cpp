@@ -30,6 +30,11 @@ int64_t firstDecodingStamp(const StreamIndex& stream) {
 std::vector<int64_t> displayStamps(const StreamIndex& stream) {
   std::vector<int64_t> stamps(stream.video.frames());
   if (stamps.empty()) return stamps;
+  if (stream.video.stampsOfDecoding) {
+    const int64_t first = firstDecodingStamp(stream);
+    for (size_t i = 0; i < stamps.size(); ++i) stamps[i] = first + ticksOf(stream, i);
+    return stamps;
+  }
   stamps[0] = firstDisplayStamp(stream);
   size_t known = 0;  // the last picture whose stamp stands
   for (size_t i = 1; i < stamps.size(); ++i) {
@@ -46,6 +51,7 @@ std::vector<int64_t> displayStamps(const StreamIndex& stream) {
 }
 
 int64_t firstDisplayStamp(const StreamIndex& stream) {
+  if (stream.video.stampsOfDecoding) return stream.video.frames() > 0 ? firstDecodingStamp(stream) : 0;
   for (size_t i = 0; i < stream.video.frames(); ++i)
     if (const std::optional<int64_t> own = ownStamp(stream, i)) return *own - ticksOf(stream, i);
   return stream.video.frames() > 0 ? firstDecodingStamp(stream) : 0;
