@@ -4,6 +4,7 @@
 
 #include "host/failure.h"
 #include "host/log.h"
+#include "mpegdecode/libcalls.h"
 
 int bytesPerSample(int bits) {
   switch (bits) {
@@ -65,7 +66,7 @@ int setPreferredSampleFormat(std::string_view formatName, MpegIn& instance, int 
   request.wordSize = wordSize;
   request.none2 = -1;
   request.one = 1;
-  if (mpegInAudioAuxinfo(&instance, 0, kAuxSampleFormat, &request, sizeof request) != 0) {
+  if (guardedAudioAuxinfo(&instance, kAuxSampleFormat, &request, sizeof request) != 0) {
     ky_dbg()->log(kLogError, "mpegdec: failed to set AAC output sample format");
     return -1;
   }

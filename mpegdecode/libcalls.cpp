@@ -8,6 +8,7 @@
 #include "host/file.h"
 #include "host/log.h"
 #include "host/timer.h"
+#include "mpegdecode/callbacks.h"
 
 namespace {
 
@@ -33,6 +34,15 @@ int countAudio(MpegIn const& file) {
 }
 
 }  // namespace
+
+MpegIn* guardedNew() {
+  try {
+    return mpegInNew(&importCallback, 0);
+  } catch (...) {
+    ky_dbg()->log(kLogError, "Unhandled exception in mpegInNew");
+    return nullptr;
+  }
+}
 
 int guardedOpen(MpegIn* instance, Any const& name) {
   if (!isFileName(name, "./mpegdecode/mpeginutil(838)")) return kResultInvalidStream;
@@ -67,6 +77,24 @@ int guardedSeekSample(MpegIn* instance, int64_t sample) {
 
 int guardedSeekFrame(MpegIn* instance, int frame) {
   return guarded([&] { return mpegInSeekFrame(instance, frame); }, nullptr, kResultError);
+}
+
+std::optional<int> guardedVideoAuxinfo(MpegIn* instance, int request, void* record, int value) {
+  try {
+    return mpegInVideoAuxinfo(instance, 0, request, record, value);
+  } catch (...) {
+    ky_dbg()->log(kLogError, "Unhandled exception in mpegInVideoAuxinfo");
+    return std::nullopt;
+  }
+}
+
+std::optional<int> guardedAudioAuxinfo(MpegIn* instance, int request, void* record, int size) {
+  try {
+    return mpegInAudioAuxinfo(instance, 0, request, record, size);
+  } catch (...) {
+    ky_dbg()->log(kLogError, "Unhandled exception in mpegInAudioAuxinfo");
+    return std::nullopt;
+  }
 }
 
 int guardedFileOpen(MfHandle* handle, Any const& name, MfSettings const* settings) {

@@ -2,8 +2,23 @@
 #pragma once
 
 #include <memory>
+#include <type_traits>
 
 #include "mfimport/mfimport.h"
+
+// The result of a call of the reader. They raise nothing by contract; what one raises all the same counts as
+// its failure.
+template <class Call>
+auto mfCall(Call call) -> decltype(call()) {
+  try {
+    return call();
+  } catch (...) {
+    if constexpr (std::is_pointer_v<decltype(call())>)
+      return nullptr;
+    else
+      return kMpegError;
+  }
+}
 
 struct MfStreamDeleter {
   void operator()(MfStream* stream) const { mfimportStreamFree(stream); }

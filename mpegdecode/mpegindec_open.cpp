@@ -76,7 +76,7 @@ int MpegInDec::checkReadable() const {
 
 int MpegInDec::parseFile(MpegInPtr& file) {
   std::string const fileName = textOf(params_.fileName);
-  MpegInPtr parsed(mpegInNew(&importCallback, 0));
+  MpegInPtr parsed(guardedNew());
   if (!parsed) return _setErr(kResultError, "Failed to create mfimport instance.");
   if (int const result = setupExternalIo(parsed->io, 0)) return result;
   MpegSettings& set = parsed->set;
@@ -91,9 +91,13 @@ int MpegInDec::parseFile(MpegInPtr& file) {
     return _setErr(result, "Failed to parse '%s'", fileName.c_str());
   }
   MpegExtendedHeader const* header = nullptr;
-  if (mpegInVideoAuxinfo(parsed.get(), 0, kAuxExtendedHeader, &header, sizeof *header) == 0 && header &&
-      header->sourceDepth > 8)
-    parsed->video.fourcc = mpegFourcc("Y216");
+  auto const described = guardedVideoAuxinfo(parsed.get(), kAuxExtendedHeader, &header, sizeof *header);
+  if (!described) {
+    // An instance that threw halfway cannot be trusted any more.
+    parsed.reset();
+    return _setErr(kResultError, "Failed to open '%s'", fileName.c_str());
+  }
+  if (*described == kMpegOk && header && header->sourceDepth > 8) parsed->video.fourcc = mpegFourcc("Y216");
   if (parsed->dvFlag) {
     if (int const result = refuseDv(parsed)) return result;
   }

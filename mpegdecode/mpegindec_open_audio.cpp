@@ -6,7 +6,6 @@
 #include "host/codec.h"
 #include "host/log.h"
 #include "mpegdecode/audiorules.h"
-#include "mpegdecode/callbacks.h"
 #include "mpegdecode/dolbytracker.h"
 #include "mpegdecode/libcalls.h"
 #include "mpegdecode/mpegindec.h"
@@ -26,7 +25,7 @@ bool canPassThrough(MpegInAudioStream const& stream) {
 int MpegInDec::openAudio(MpegInAudioStream& stream, MpegIn const& file) {
   if (!file.hasAudioDecoder && !canPassThrough(stream))
     return _setErr(kResultError, "Audio is not available. Decoder is missing.");
-  MpegInPtr instance(mpegInNew(&importCallback, 0));
+  MpegInPtr instance(guardedNew());
   if (!instance) return _setErr(kResultError, "Out of memory");
   if (int const result = setupExternalIo(instance->io, file.fileSize)) return result;
 
@@ -43,8 +42,8 @@ int MpegInDec::openAudio(MpegInAudioStream& stream, MpegIn const& file) {
 
   if (int const result = startAudio(stream, *instance)) return result;
   if (withVideo) {
-    mpegInVideoAuxinfo(instance.get(), 0, kAuxSmpMode, nullptr, 0);
-    mpegInVideoAuxinfo(instance.get(), 0, kAuxThreads, nullptr, 1);
+    guardedVideoAuxinfo(instance.get(), kAuxSmpMode, nullptr, 0);
+    guardedVideoAuxinfo(instance.get(), kAuxThreads, nullptr, 1);
   }
   if (!instance->smartRenderOnly) {
     if (int const result = prepareDecoding(stream, *instance)) {

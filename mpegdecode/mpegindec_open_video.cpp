@@ -6,7 +6,6 @@
 #include "host/colour.h"
 #include "host/file.h"
 #include "host/log.h"
-#include "mpegdecode/callbacks.h"
 #include "mpegdecode/libcalls.h"
 #include "mpegdecode/mpegindec.h"
 
@@ -49,7 +48,7 @@ char const* smpModeName(int mode) {
 
 int MpegInDec::openVideo(MpegInVideoStream& stream, MpegIn const& file) {
   if (!file.hasVideoDecoder) return _setErr(kResultError, "Video is not available. Decoder is missing.");
-  MpegInPtr instance(mpegInNew(&importCallback, 0));
+  MpegInPtr instance(guardedNew());
   if (!instance) return _setErr(kResultError, "Failed to create decoder instance");
   if (int const result = setupExternalIo(instance->io, file.fileSize)) return result;
   configureVideo(*instance, stream, file);
@@ -67,7 +66,13 @@ int MpegInDec::openVideo(MpegInVideoStream& stream, MpegIn const& file) {
 
   stream.decoder = instance.release();
   stream.endOfStream = false;
-  stream.store();
+  try {
+    stream.store();
+  } catch (...) {
+    // A failed check of the description went to a handler that throws.
+    closeStream(stream);
+    throw;
+  }
   stream.info.set("encodedHeight", stream.info["height"].asInt32());
   stream.info.set("height", stream.frame->height());
   stream.info.set("_needSwing", 0);
@@ -151,7 +156,7 @@ void MpegInDec::applyThreading(MpegIn& instance, MpegInVideoStream const& stream
   int mode = params_.smpMode;
   if (mode == -1 && (codec == "HEVC" || codec == "VC-1")) mode = 1;
   if (mode != -1) {
-    mpegInVideoAuxinfo(&instance, 0, kAuxSmpMode, nullptr, mode);
+    guardedVideoAuxinfo(&instance, kAuxSmpMode, nullptr, mode);
     ky_dbg()->info("[%s] SMP_MODE=%s", name(), smpModeName(mode));
   }
   int threads = params_.numThreads;
@@ -161,6 +166,6 @@ void MpegInDec::applyThreading(MpegIn& instance, MpegInVideoStream const& stream
     if (codec == "HEVC" || codec == "MPEG-1" || codec == "MPEG-2") threads = 1;
   }
   if (threads == -1) return;
-  mpegInVideoAuxinfo(&instance, 0, kAuxThreads, nullptr, threads);
+  guardedVideoAuxinfo(&instance, kAuxThreads, nullptr, threads);
   ky_dbg()->info("[%s] SET_NUM_CPU=%d", name(), threads);
 }

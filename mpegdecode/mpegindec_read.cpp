@@ -91,7 +91,7 @@ int MpegInDec::readSamples(int count, int audioIndex) {
   }
   int want = static_cast<int>(std::min<int64_t>(std::min(count, pcm.capacity), total - pcm.position));
   if (!pcm.metadata().empty()) pcm.metadata().clear();
-  int const silence = addLeadingSilence(*stream, want);
+  int const silence = want > 0 ? addLeadingSilence(*stream, want) : 0;
   want -= silence;
   if (silence > 0 && want == 0) return silence;
 

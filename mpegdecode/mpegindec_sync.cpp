@@ -56,17 +56,17 @@ MpegInStream const* referenceVideo(MpegInStreamList const& videos, Any const& pr
 }  // namespace
 
 int MpegInDec::measureFirstStamps() {
-  MfHandlePtr const handle(mfimportNew(nullptr, 0));
+  MfHandlePtr const handle(mfCall([] { return mfimportNew(nullptr, 0); }));
   if (!handle) return 0;
   MfSettings settings{};
   if (setupExternalIo(settings.io, shared_->fileSize) != 0) return kResultError;
   if (guardedFileOpen(handle.get(), params_.fileName, &settings) != 0) return kResultError;
   MfOpenFile const file(handle.get());
   MfContainerInfo container{};
-  if (mfimportGetContainerInfo(handle.get(), &container) != 0) return kResultError;
+  if (mfCall([&] { return mfimportGetContainerInfo(handle.get(), &container); }) != 0) return kResultError;
   for (int title = 0; title < container.titles; ++title) {
     MfTitleInfo info{};
-    if (mfimportGetTitleInfo(handle.get(), title, &info) != 0) continue;
+    if (mfCall([&] { return mfimportGetTitleInfo(handle.get(), title, &info); }) != 0) continue;
     for (int i = 0; i < info.streams; ++i) measureFirstStamp(handle.get(), title, i);
   }
   return 0;
@@ -74,15 +74,16 @@ int MpegInDec::measureFirstStamps() {
 
 void MpegInDec::measureFirstStamp(MfHandle* handle, int title, int number) {
   MfStreamInfo info{};
-  if (mfimportGetStreamInfo(handle, title, number, &info) != 0) return;
+  if (mfCall([&] { return mfimportGetStreamInfo(handle, title, number, &info); }) != 0) return;
   bool const isVideo = isVideoCode(info.typeCode);
   if (!isVideo && !isAudioCode(info.typeCode)) return;
   MpegInStream* const stream = findByIdentifier(isVideo ? video_ : audio_, info.identifier);
   if (!stream) return;
-  MfStreamPtr const reader(mfimportStreamNew(handle, title, number, kMfDecodingOrder));
+  MfStreamPtr const reader(
+      mfCall([&] { return mfimportStreamNew(handle, title, number, kMfDecodingOrder); }));
   MfUnit unit{};
-  if (!reader || mfimportStreamSeek(reader.get(), 0, nullptr) != 0 ||
-      mfimportStreamGetNext(reader.get(), &unit) != 0)
+  if (!reader || mfCall([&] { return mfimportStreamSeek(reader.get(), 0, nullptr); }) != 0 ||
+      mfCall([&] { return mfimportStreamGetNext(reader.get(), &unit); }) != 0)
     return;
   if (isVideo)
     replaceStamp(*stream, "firstVPTS", info.identifier, unit.pts);

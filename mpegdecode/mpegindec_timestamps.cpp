@@ -10,14 +10,15 @@
 namespace {
 
 std::unique_ptr<KyStreamTimestamps> frameTable(MfHandle* handle, int title, int stream, int frames) {
-  MfStreamPtr const reader(mfimportStreamNew(handle, title, stream, kMfDecodingOrder));
+  MfStreamPtr const reader(
+      mfCall([&] { return mfimportStreamNew(handle, title, stream, kMfDecodingOrder); }));
   MfUnit unit{};
-  if (!reader || mfimportStreamSeek(reader.get(), 0, &unit) != 0) return nullptr;
+  if (!reader || mfCall([&] { return mfimportStreamSeek(reader.get(), 0, &unit); }) != 0) return nullptr;
   std::vector<FrameTime> times;
   times.reserve(static_cast<size_t>(frames));
   times.push_back({unit.sortKey, unit.time});
   for (int i = 1; i < frames; ++i) {
-    if (mfimportStreamGetNext(reader.get(), &unit) != 0) return nullptr;
+    if (mfCall([&] { return mfimportStreamGetNext(reader.get(), &unit); }) != 0) return nullptr;
     times.push_back({unit.sortKey, unit.time});
   }
   sortFrameTimes(times);
@@ -30,10 +31,10 @@ std::unique_ptr<KyStreamTimestamps> frameTable(MfHandle* handle, int title, int 
 // The first video stream of the title with the identifier.
 std::unique_ptr<KyStreamTimestamps> tableOfTitle(MfHandle* handle, int title, int identifier) {
   MfTitleInfo info{};
-  if (mfimportGetTitleInfo(handle, title, &info) != 0) return nullptr;
+  if (mfCall([&] { return mfimportGetTitleInfo(handle, title, &info); }) != 0) return nullptr;
   for (int i = 0; i < info.streams; ++i) {
     MfStreamInfo stream{};
-    if (mfimportGetStreamInfo(handle, title, i, &stream) != 0) continue;
+    if (mfCall([&] { return mfimportGetStreamInfo(handle, title, i, &stream); }) != 0) continue;
     if (stream.typeCode < 1 || stream.typeCode > 128 || stream.identifier != identifier) continue;
     if (stream.frames < 1) return nullptr;
     return frameTable(handle, title, i, stream.frames);
@@ -49,14 +50,14 @@ KyStreamTimestamps* MpegInDec::frameTimestamps(int videoIndex) {
   char const* const key = identifiedById(stream->decoder->containerType) ? "id" : "pid";
   int const identifier = stream->info.descendant("codecParams", key, nullptr).asInt32();
 
-  MfHandlePtr const handle(mfimportNew(nullptr, 0));
+  MfHandlePtr const handle(mfCall([] { return mfimportNew(nullptr, 0); }));
   if (!handle) return nullptr;
   MfSettings settings{};
   if (setupExternalIo(settings.io, params_.fileSize) != 0) return nullptr;
   if (guardedFileOpen(handle.get(), params_.fileName, &settings) != 0) return nullptr;
   MfOpenFile const file(handle.get());
   MfContainerInfo info{};
-  if (mfimportGetContainerInfo(handle.get(), &info) != 0) return nullptr;
+  if (mfCall([&] { return mfimportGetContainerInfo(handle.get(), &info); }) != 0) return nullptr;
   for (int title = 0; title < info.titles; ++title)
     if (auto table = tableOfTitle(handle.get(), title, identifier)) return table.release();
   return nullptr;

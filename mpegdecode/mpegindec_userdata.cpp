@@ -4,6 +4,7 @@
 #include "host/failure.h"
 #include "host/mediatime.h"
 #include "host/userdata.h"
+#include "mpegdecode/libcalls.h"
 #include "mpegdecode/mpegindec.h"
 
 namespace {
@@ -16,7 +17,7 @@ constexpr int kSeiUnregistered = 5;
 
 void collectMpeg(MpegIn* decoder, KyUserData& out) {
   MpegUserData record{};
-  if (mpegInVideoAuxinfo(decoder, 0, kAuxUserDataMpeg, &record, sizeof record) != 0) return;
+  if (guardedVideoAuxinfo(decoder, kAuxUserDataMpeg, &record, sizeof record) != 0) return;
   for (int i = 0; i < record.count; ++i)
     if (MpegUserDataEntry const* const entry = record.entries[i])
       out.addDataPacket(entry->size, entry->data, kFormatUser, kUserDataPicture);
@@ -25,7 +26,7 @@ void collectMpeg(MpegIn* decoder, KyUserData& out) {
 void collectSei(MpegIn* decoder, KyUserData& out) {
   constexpr int kPointerSize = 8;
   MpegSeiList const* list = nullptr;
-  if (mpegInVideoAuxinfo(decoder, 0, kAuxUserDataH264, &list, kPointerSize) != 0 || !list) return;
+  if (guardedVideoAuxinfo(decoder, kAuxUserDataH264, &list, kPointerSize) != 0 || !list) return;
   for (int i = 0; i < list->count; ++i) {
     MpegSeiEntry const& entry = list->entries[i];
     if (!entry.data || entry.size == 0 || (entry.type != kSeiRegistered && entry.type != kSeiUnregistered))

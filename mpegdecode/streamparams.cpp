@@ -87,7 +87,7 @@ int MpegInDec::getAudioParam(MpegInAudioStream const& stream, int index, char co
     for (DolbyRecord const& record : kDolbyRecords) {
       if (wanted != record.key) continue;
       std::vector<unsigned char> buffer(static_cast<size_t>(record.size));
-      mpegInAudioAuxinfo(stream.decoder, 0, record.request, buffer.data(), record.size);
+      guardedAudioAuxinfo(stream.decoder, record.request, buffer.data(), record.size);
       value.set(buffer.data(), record.size);
       return 0;
     }

@@ -1,0 +1,74 @@
+// Members of the decoders that no file and no call of a host reaches, for tests of what must hold all the
+// same.
+#pragma once
+
+#include "mpegdecode/mpegdecwrapper.h"
+#include "mpegdecode/mpegindec.h"
+#include "xdcamdecode/xdcamdec.h"
+
+namespace scripted {
+
+// An explicit instantiation may name private members ([temp.spec.general]); the friend hands the pointer out.
+template <class Tag, typename Tag::Type member>
+struct Member {
+  friend typename Tag::Type memberOf(Tag) { return member; }
+};
+
+struct VideoList {
+  using Type = MpegInStreamList MpegInDec::*;
+  friend Type memberOf(VideoList);
+};
+template struct Member<VideoList, &MpegInDec::video_>;
+
+struct AudioList {
+  using Type = MpegInStreamList MpegInDec::*;
+  friend Type memberOf(AudioList);
+};
+template struct Member<AudioList, &MpegInDec::audio_>;
+
+struct SubpicList {
+  using Type = MpegInStreamList MpegInDec::*;
+  friend Type memberOf(SubpicList);
+};
+template struct Member<SubpicList, &MpegInDec::subpic_>;
+
+struct Measure {
+  using Type = int (MpegInDec::*)();
+  friend Type memberOf(Measure);
+};
+template struct Member<Measure, &MpegInDec::measureFirstStamps>;
+
+struct Inner {
+  using Type = std::unique_ptr<MpegInDec> MpegDecWrapper::*;
+  friend Type memberOf(Inner);
+};
+template struct Member<Inner, &MpegDecWrapper::inner_>;
+
+struct LogList {
+  using Type = void (XdcamDec::*)(Any const&, bool) const;
+  friend Type memberOf(LogList);
+};
+template struct Member<LogList, &XdcamDec::LogTakeList>;
+
+inline MpegInVideoStream& videoOf(MpegInDec& pipe, int i) {
+  return *static_cast<MpegInVideoStream*>((pipe.*memberOf(VideoList{})).at(i));
+}
+inline MpegInAudioStream& audioOf(MpegInDec& pipe, int i) {
+  return *static_cast<MpegInAudioStream*>((pipe.*memberOf(AudioList{})).at(i));
+}
+// Adds a subpicture entry as opening does; the pipe deletes it.
+inline MpegInSubpicStream& addSubpicture(MpegInDec& pipe) {
+  MpegInStreamList& list = pipe.*memberOf(SubpicList{});
+  auto* const stream = new MpegInSubpicStream(list.size());
+  list.append(stream);
+  stream->store();
+  return *stream;
+}
+inline MpegInSubpicStream& addCaptions(MpegInDec& pipe, int videoIndex) {
+  MpegInSubpicStream& entry = addSubpicture(pipe);
+  entry.captionSource = &videoOf(pipe, videoIndex);
+  entry.info.set("type", kSubpicTypeCaptions);
+  return entry;
+}
+
+}  // namespace scripted
