@@ -368,7 +368,7 @@ void mpegInFree(MpegIn* instance) {
   if (state->block) reinterpret_cast<void (*)(void*)>(state->getter("free"))(state->block);
   state->record->alive = false;
   scripted::states.erase(instance);
-  if (!current->callerFreesMemory) std::free(instance);
+  if (instance != current->ownedByCaller) std::free(instance);
 }
 
 MfHandle* mfimportNew(MpegResourceGetter, int) {

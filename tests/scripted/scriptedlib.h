@@ -105,8 +105,8 @@ class Library {
   int titleIsDvd = 0;
   int64_t fileSize = 123456;
   MpegExtendedHeader header{2, 2, 2, 8, 1, 0};
-  size_t blockBytes = 0;           // every opening takes this much from the allocator it was handed
-  bool callerFreesMemory = false;  // freeing an instance leaves its block, from malloc, to the caller
+  size_t blockBytes = 0;            // every opening takes this much from the allocator it was handed
+  MpegIn* ownedByCaller = nullptr;  // freeing this instance leaves its block, from malloc, to the caller
 
   // Last words on what an instance reports after it was parsed or opened.
   std::function<void(MpegIn&)> onInfo;
