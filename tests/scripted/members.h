@@ -32,6 +32,12 @@ struct SubpicList {
 };
 template struct Member<SubpicList, &MpegInDec::subpic_>;
 
+struct Shared {
+  using Type = MpegInPtr MpegInDec::*;
+  friend Type memberOf(Shared);
+};
+template struct Member<Shared, &MpegInDec::shared_>;
+
 struct Measure {
   using Type = int (MpegInDec::*)();
   friend Type memberOf(Measure);

@@ -1,0 +1,167 @@
+// Subpictures switched over the pictures.
+#include "tests/scripted/fixture.h"
+#include "tests/scripted/members.h"
+
+namespace {
+
+using namespace scripted;
+
+class Overlay : public BothHandlers {
+ protected:
+  // Three entries: numbers 0 to 2.
+  Overlay() {
+    library.addVideo();
+    library.onOpen = [](MpegIn& instance) { instance.set.decodeSubpictures = 1; };
+    opened();
+    for (int i = 0; i < 3; ++i) addSubpicture(*pipe);
+  }
+  int show(Any const& overlay) { return pipe->setStreamParam(kKindVideo, 0, "subpicOverlay", overlay); }
+  Any shown() const {
+    Any value;
+    pipe->getStreamParam(kKindVideo, 0, "subpicOverlay", value);
+    return value;
+  }
+  MpegSettings const& settings() { return videoOf(*pipe, 0).decoder->set; }
+  // The overlay that the library put into the picture, 0 none.
+  int inPicture() { return pipe->videoFrame(0)->pixelPtr(0, 4, 0)[0]; }
+  void select(int frame) {
+    ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
+    ASSERT_EQ(pipe->seekToFrame(frame, 0), 0);
+  }
+  std::vector<int> const& sought() { return instance(1).frames; }
+};
+
+TEST_P(Overlay, OutsideTheListIsMinus12AndAnExceptionFailure) {
+  for (int overlay : {3, 4, -2, 1000000}) {
+    size_t const before = failures.seen.size();
+    auto const result = failing([&] { return show(overlay); });
+    EXPECT_EQ(result.value_or(-12), -12);
+    expectError(-12, "Invalid value for " + std::to_string(overlay) + " 'subpicOverlay'");
+    ASSERT_EQ(failures.seen.size(), before + 1);
+    EXPECT_EQ(failures.seen.back().kind, KyFailureKind::Exception);
+    EXPECT_EQ(shown(), Any(-1));
+  }
+}
+
+TEST_P(Overlay, OfNoEntriesLeavesMinus1Alone) {
+  opened();
+  EXPECT_EQ(show(-1), 0);
+  failing([&] { return show(0); });
+  expectError(-12, "Invalid value for 0 'subpicOverlay'");
+}
+
+TEST_P(Overlay, SwitchedOnDecodesTheCurrentPictureAgainAndIsSaid) {
+  select(7);
+  EXPECT_EQ(inPicture(), 0);
+  size_t const before = sought().size();
+  EXPECT_EQ(show(1), 0);
+  EXPECT_EQ(shown(), Any(1));
+  EXPECT_EQ(settings().displaySubpictures, 1);
+  EXPECT_EQ(settings().overlay, 2);
+  ASSERT_EQ(sought().size(), before + 1);
+  EXPECT_EQ(sought().back(), 7);
+  EXPECT_EQ(inPicture(), 2);
+  bool said = false;
+  for (auto const& line : log.lines)
+    said =
+        said || (line.level == 0 && line.text.starts_with("[scripted] Switched video #0 to subpic #1 in "));
+  EXPECT_TRUE(said);
+  EXPECT_EQ(pipe->videoFrame(0)->frameNumber(), 7);
+  expectNoFailure();
+}
+
+TEST_P(Overlay, SetToWhatIsShownDoesNothing) {
+  select(7);
+  ASSERT_EQ(show(1), 0);
+  size_t const before = sought().size();
+  log.lines.clear();
+  EXPECT_EQ(show(1), 0);
+  EXPECT_EQ(sought().size(), before);
+  EXPECT_TRUE(log.lines.empty());
+  ASSERT_EQ(show(-1), 0);
+  size_t const off = sought().size();
+  EXPECT_EQ(show(-1), 0);
+  EXPECT_EQ(sought().size(), off);
+}
+
+TEST_P(Overlay, SwitchedOffDecodesTheCurrentPictureWithoutIt) {
+  select(7);
+  ASSERT_EQ(show(1), 0);
+  EXPECT_EQ(show(-1), 0);
+  EXPECT_EQ(shown(), Any(-1));
+  EXPECT_EQ(settings().displaySubpictures, 0);
+  EXPECT_EQ(sought().back(), 7);
+  EXPECT_EQ(inPicture(), 0);
+  ASSERT_EQ(pipe->readFrame(0), 0);
+  ASSERT_EQ(pipe->readFrame(0), 0);
+  EXPECT_EQ(inPicture(), 0);
+}
+
+TEST_P(Overlay, SwitchedOnAgainShowsTheSameWithoutALine) {
+  select(7);
+  ASSERT_EQ(show(1), 0);
+  ASSERT_EQ(show(-1), 0);
+  log.lines.clear();
+  size_t const before = sought().size();
+  EXPECT_EQ(show(1), 0);
+  EXPECT_EQ(shown(), Any(1));
+  EXPECT_EQ(settings().displaySubpictures, 1);
+  EXPECT_EQ(sought().size(), before + 1);
+  EXPECT_EQ(inPicture(), 2);
+  EXPECT_FALSE(log.contains("Switched"));
+}
+
+TEST_P(Overlay, OfAnotherTypeThanANumberSwitchesOff) {
+  select(7);
+  ASSERT_EQ(show(1), 0);
+  EXPECT_EQ(show("2"), 0);
+  EXPECT_EQ(shown(), Any(-1));
+}
+
+TEST_P(Overlay, OfAStreamThatIsNotSelectedWaitsForIt) {
+  size_t const before = sought().size();
+  EXPECT_EQ(show(2), 0);
+  EXPECT_EQ(sought().size(), before);
+  EXPECT_EQ(settings().displaySubpictures, 1);
+  EXPECT_EQ(settings().overlay, 3);
+  EXPECT_TRUE(log.contains("[scripted] Switched video #0 to subpic #2 in "));
+  select(3);
+  EXPECT_EQ(inPicture(), 3);
+  ASSERT_EQ(pipe->deselectStream(kKindVideo, 0), 0);
+  size_t const off = sought().size();
+  EXPECT_EQ(show(-1), 0);
+  EXPECT_EQ(sought().size(), off) << "nothing is decoded for nobody";
+  EXPECT_EQ(shown(), Any(-1));
+}
+
+TEST_P(Overlay, StaysOnWhenTheLibraryForgetsIt) {
+  select(3);
+  ASSERT_EQ(show(0), 0);
+  videoOf(*pipe, 0).decoder->set.displaySubpictures = 0;
+  ASSERT_EQ(pipe->readFrame(0), 0);
+  ASSERT_EQ(pipe->readFrame(0), 0);
+  EXPECT_EQ(inPicture(), 1);
+  videoOf(*pipe, 0).decoder->set.displaySubpictures = 0;
+  ASSERT_EQ(pipe->seekToFrame(9, 0), 0);
+  EXPECT_EQ(inPicture(), 1);
+}
+
+TEST_P(Overlay, WhoseLastOneIsUnknownIsSwitchedAnew) {
+  select(3);
+  videoOf(*pipe, 0).info.set("_subpicOverlay", "lost");
+  EXPECT_EQ(show(0), 0);
+  EXPECT_EQ(videoOf(*pipe, 0).info["_subpicOverlay"], Any(0));
+  EXPECT_TRUE(log.contains("Switched video #0 to subpic #0"));
+}
+
+TEST_P(Overlay, WhoseDecodingFailsIsSetAllTheSame) {
+  select(3);
+  library.give(kSeekFrame, -1);
+  EXPECT_EQ(show(1), 0);
+  EXPECT_EQ(shown(), Any(1));
+  expectError(-1, "seekToFrame failed");
+}
+
+UNDER_BOTH_HANDLERS(Overlay);
+
+}  // namespace

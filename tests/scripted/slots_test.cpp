@@ -1,0 +1,241 @@
+// The small operations on streams: selecting, looking up, describing, closing.
+#include "tests/scripted/fixture.h"
+#include "tests/scripted/members.h"
+
+namespace {
+
+using namespace scripted;
+
+class Selecting : public BothHandlers {
+ protected:
+  Selecting() {
+    library.addVideo();
+    library.addAudio(kAudioLpcm);
+    library.addAudio(kAudioLpcm);
+    opened();
+  }
+};
+
+TEST_P(Selecting, OutsideTheListFails) {
+  for (int kind : {kKindVideo, kKindAudio})
+    for (int index : {-1, 2}) {
+      EXPECT_EQ(pipe->selectStream(kind, index), -1);
+      expectError(-1, "wrong stream number " + std::to_string(index));
+    }
+  EXPECT_EQ(pipe->selectStream(kKindSubpic, -1), -1);
+  expectError(-1, "wrong stream number -1");
+  expectNoFailure();
+}
+
+TEST_P(Selecting, ASubpicturePastTheListIsAnExceptionFailure) {
+  auto const result = failing([&] { return pipe->selectStream(kKindSubpic, 0); });
+  expectException("./mpegdecode/mpegindec(1548)");
+  EXPECT_EQ(result.value_or(-1), -1);
+}
+
+TEST_P(Selecting, APictureThatCannotBeShownIsNotSelected) {
+  for (int code : {2, -1, 7}) {
+    library.give(kSeekFrame, code);
+    EXPECT_EQ(pipe->selectStream(kKindVideo, 0), code);
+    EXPECT_FALSE(pipe->isSelected(kKindVideo, 0));
+  }
+  library.raise(kSeekFrame);
+  EXPECT_EQ(pipe->selectStream(kKindVideo, 0), -1);
+  EXPECT_FALSE(pipe->isSelected(kKindVideo, 0));
+  EXPECT_EQ(pipe->selectStream(kKindVideo, 0), 0);
+}
+
+TEST_P(Selecting, ASoundThatCannotBeSoughtIsNotSelected) {
+  library.give(kSeekSample, 5);
+  EXPECT_EQ(pipe->selectStream(kKindAudio, 0), 5);
+  EXPECT_FALSE(pipe->isSelected(kKindAudio, 0));
+  library.raise(kSeekSample);
+  EXPECT_EQ(pipe->selectStream(kKindAudio, 0), 1);
+  EXPECT_FALSE(pipe->isSelected(kKindAudio, 0));
+  EXPECT_EQ(pipe->selectStream(kKindAudio, 0), 0);
+}
+
+TEST_P(Selecting, AgainAsksTheLibraryNothing) {
+  ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
+  ASSERT_EQ(pipe->selectStream(kKindAudio, 0), 0);
+  int const frames = library.calls(kSeekFrame);
+  int const samples = library.calls(kSeekSample);
+  EXPECT_EQ(pipe->selectStream(kKindVideo, 0), 0);
+  EXPECT_EQ(pipe->selectStream(kKindAudio, 0), 0);
+  EXPECT_EQ(library.calls(kSeekFrame), frames);
+  EXPECT_EQ(library.calls(kSeekSample), samples);
+}
+
+TEST_P(Selecting, ADeselectedStreamKeepsItsDecoderAndStartsAnew) {
+  ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
+  ASSERT_EQ(pipe->seekToFrame(9, 0), 0);
+  size_t const made = library.instances.size();
+  EXPECT_EQ(pipe->deselectStream(kKindVideo, 0), 0);
+  EXPECT_EQ(pipe->deselectStream(kKindVideo, 0), 0);
+  EXPECT_EQ(pipe->selectStream(kKindVideo, 0), 0);
+  EXPECT_EQ(library.instances.size(), made);
+  EXPECT_EQ(pipe->videoFrame(0)->frameNumber(), 0);
+  EXPECT_TRUE(videoOf(*pipe, 0).framePending);
+}
+
+TEST_P(Selecting, ASubpictureMarksNothing) {
+  addSubpicture(*pipe);
+  EXPECT_EQ(pipe->selectStream(kKindSubpic, 0), 0);
+  EXPECT_FALSE(pipe->isSelected(kKindSubpic, 0));
+  EXPECT_FALSE(pipe->isSelected(kKindVideo, 0));
+}
+
+TEST_P(Selecting, CaptionsSelectTheVideoOfTheSameNumber) {
+  addCaptions(*pipe, 0);
+  EXPECT_EQ(pipe->selectStream(kKindSubpic, 0), 0);
+  EXPECT_TRUE(pipe->isSelected(kKindVideo, 0));
+  EXPECT_FALSE(pipe->isSelected(kKindSubpic, 0));
+  addCaptions(*pipe, 0);
+  EXPECT_EQ(pipe->selectStream(kKindSubpic, 1), -1) << "there is no such video";
+  expectError(-1, "wrong stream number 1");
+}
+
+TEST_P(Selecting, DeselectingASubpictureClearsItsFlag) {
+  MpegInSubpicStream& entry = addSubpicture(*pipe);
+  entry.selected = true;
+  EXPECT_TRUE(pipe->isSelected(kKindSubpic, 0));
+  EXPECT_EQ(pipe->deselectStream(kKindSubpic, 0), 0);
+  EXPECT_FALSE(entry.selected);
+}
+
+TEST_P(Selecting, OfTheSecondSoundIsListedAsOne) {
+  addSubpicture(*pipe).selected = true;
+  ASSERT_EQ(pipe->selectStream(kKindAudio, 1), 0);
+  AnyDict selected;
+  EXPECT_EQ(pipe->selected(selected), 0);
+  EXPECT_EQ(selected, AnyDict("video", AnyVector(), "audio", AnyVector{1}));
+}
+
+TEST_P(Selecting, CorrectsTheSwingOfThePicturesThatNeedIt) {
+  videoOf(*pipe, 0).info.set("_needSwing", 1);
+  ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
+  EXPECT_EQ(pipe->videoFrame(0)->pixelPtr(0, 10, 10)[0], 16) << "black of the full range";
+}
+
+UNDER_BOTH_HANDLERS(Selecting);
+
+class Looking : public BothHandlers {
+ protected:
+  Looking() {
+    library.addVideo();
+    library.addAudio(kAudioLpcm);
+    opened();
+  }
+};
+
+TEST_P(Looking, AtTheCountOfSamplesOfAnUnselectedStreamIsAnAssertionFailure) {
+  for (int index : {-1, 0, 1}) {
+    auto const result = failing([&] { return pipe->sampleCount(index); });
+    expectAssertion("./mpegdecode/mpegindec(1532)");
+    EXPECT_EQ(result.value_or(-1), -1);
+  }
+}
+
+TEST_P(Looking, AtTheBufferOfAnUnselectedStreamIsAnAssertionFailure) {
+  for (int index : {-1, 0, 1}) {
+    auto const result = failing([&] { return pipe->audioPcm(index); });
+    expectAssertion("./mpegdecode/mpegindec(1512)");
+    EXPECT_EQ(result.value_or(nullptr), nullptr);
+  }
+}
+
+TEST_P(Looking, AtFramesOfAnUnselectedStreamIsNeutral) {
+  for (int index : {-1, 0, 1}) {
+    EXPECT_EQ(pipe->frameCount(index), -1);
+    EXPECT_EQ(pipe->videoFrame(index), nullptr);
+  }
+  expectNoFailure();
+}
+
+TEST_P(Looking, AtTheDescriptionOfAMaskIsAnExceptionFailure) {
+  AnyDict out("kept", 1);
+  failing([&] { return pipe->streamInfo(kKindVideo | kKindAudio, 0, out); });
+  expectException("./mpegdecode/mpegindec(787)");
+  EXPECT_EQ(out, AnyDict("kept", 1));
+  size_t const before = failures.seen.size();
+  pipe->streamInfo(kKindVideo | kKindAudio, 2, out);
+  pipe->streamInfo(8, 0, out);
+  EXPECT_EQ(failures.seen.size(), before) << "outside the count nothing is looked at";
+}
+
+TEST_P(Looking, AtTheParameterOfAMaskIsAnExceptionFailure) {
+  Any value = 1;
+  failing([&] { return pipe->getStreamParam(kKindVideo | kKindAudio, 0, "codec", value); });
+  expectFailure(KyFailureKind::Exception, failures.seen.back().where, "");
+  EXPECT_FALSE(value.valid());
+}
+
+TEST_P(Looking, CountsAddUpByKind) {
+  addSubpicture(*pipe);
+  EXPECT_EQ(pipe->countStreams(7), 3);
+  for (int mask = 0; mask < 8; ++mask)
+    EXPECT_EQ(pipe->countStreams(mask), (mask & 1) + (mask >> 1 & 1) + (mask >> 2 & 1));
+  EXPECT_EQ(pipe->countStreams(8), 0);
+}
+
+TEST_P(Looking, ADescriptionTellsTheSubpictureShown) {
+  addSubpicture(*pipe);
+  EXPECT_EQ(info(kKindVideo, 0)["subpicOverlay"], Any(-1));
+  ASSERT_EQ(pipe->setStreamParam(kKindVideo, 0, "subpicOverlay", 0), 0);
+  EXPECT_EQ(info(kKindVideo, 0)["subpicOverlay"], Any(0));
+  EXPECT_EQ(info(kKindSubpic, 0)["type"], Any(2));
+  EXPECT_FALSE(info(kKindAudio, 0).contains("subpicOverlay"));
+}
+
+UNDER_BOTH_HANDLERS(Looking);
+
+class Closing : public ScriptedTest {};
+
+TEST_F(Closing, AStreamThatSharesTheDecodersInstanceLeavesItToTheDecoder) {
+  library.addVideo();
+  opened();
+  // The stream's own instance goes, the first one made, which parsed the file, is taken in its place.
+  MpegInVideoStream& stream = videoOf(*pipe, 0);
+  MpegIn* const own = stream.decoder;
+  stream.decoder = (pipe.get()->*memberOf(Shared{})).get();
+  mpegInFree(own);
+  EXPECT_EQ(pipe->close(), 0);
+  EXPECT_EQ(instance(0).closed, 0) << "by the stream";
+  EXPECT_EQ(library.alive(), 0);
+  EXPECT_EQ(library.misused, 0);
+}
+
+TEST_F(Closing, ASecondTimeDoesNothing) {
+  library.addVideo();
+  opened();
+  EXPECT_EQ(pipe->close(), 0);
+  EXPECT_EQ(pipe->close(), 0);
+  EXPECT_EQ(pipe->state(), kStateInitialised);
+  MpegInDec untouched(&module);
+  EXPECT_EQ(untouched.close(), 0);
+  EXPECT_EQ(untouched.state(), kStateCreated);
+}
+
+TEST_F(Closing, ListsNothingAnyMore) {
+  library.addVideo();
+  library.addAudio(kAudioLpcm);
+  opened();
+  pipe->selectStream(kKindVideo, 0);
+  addCaptions(*pipe, 0);
+  EXPECT_EQ(pipe->close(), 0);
+  EXPECT_EQ(pipe->countStreams(7), 0);
+  EXPECT_FALSE(pipe->isSelected(kKindVideo, 0));
+}
+
+TEST_F(Closing, MayBeFollowedByOpeningAnotherFile) {
+  library.addVideo();
+  opened();
+  pipe->close();
+  library.video.clear();
+  library.addAudio(kAudioLpcm);
+  EXPECT_EQ(pipe->open(), 0);
+  EXPECT_EQ(pipe->countStreams(kKindVideo), 0);
+  EXPECT_EQ(pipe->countStreams(kKindAudio), 1);
+}
+
+}  // namespace
