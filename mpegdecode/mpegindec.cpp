@@ -86,6 +86,9 @@ void MpegInDec::clearLists() {
     closeStream(*stream);
   }
   audio_.clear();
-  for (int i = 0; i < subpic_.size(); ++i) std::unique_ptr<MpegInSubpicStream> const stream(subpic(i));
+  for (int i = 0; i < subpic_.size(); ++i) {
+    std::unique_ptr<MpegInSubpicStream> const stream(subpic(i));
+    closeStream(*stream);
+  }
   subpic_.clear();
 }

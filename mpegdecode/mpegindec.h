@@ -123,9 +123,11 @@ class MpegInDec : public KyDecodePipe {
   int measureFirstStamps();
   void measureFirstStamp(MfHandle* handle, int title, int number);
   void correctAvDelay();
+  void addDmfStreams();  // mpegindec_dmf.cpp
   void releaseDecoder(MpegInStream& stream);
   void closeStream(MpegInVideoStream& stream);
   void closeStream(MpegInAudioStream& stream);
+  void closeStream(MpegInSubpicStream& stream);
 
   // Reading and seeking (mpegindec_read.cpp, mpegindec_seek.cpp, mpegindec_userdata.cpp).
   int addLeadingSilence(MpegInAudioStream& stream, int want);

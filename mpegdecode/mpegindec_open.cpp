@@ -59,6 +59,7 @@ int MpegInDec::open() {
   params_.fileSize = shared_->fileSize;
   if (hasMeasuredStamps(shared_->containerType)) measureFirstStamps();
   if (correctsAvSync(*shared_)) correctAvDelay();
+  if (shared_->containerType == kContainerDmf) addDmfStreams();
   ky_dbg()->log(kLogTrace, "mpegdec: opened in %f sec.", timer.stop());
   return KyDecodePipe::open();
 }

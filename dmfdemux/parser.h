@@ -1,0 +1,66 @@
+// Reads streams of a file from its beginning and gives them to their sinks.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "dmfdemux/dmfdemux.h"
+#include "dmfdemux/script.h"
+#include "mediafile/container.h"
+
+namespace dmfdemux {
+
+// Times in the text that XSUB pictures begin with, "[00:00:01.000-00:00:02.500]"; none when there is no such.
+std::optional<Times> xsubTimes(std::span<const uint8_t> packet);
+
+// A subtitle stream as the file's header describes it.
+struct SubtitleStream {
+  int libavIndex = 0;
+  int32_t codec = 0;   // DmfSubtitleCodec, 0 for others
+  std::string header;  // of an SSA or ASS script
+};
+
+// One thread. The file is open from the first push to the end of its streams. Functions throw std::bad_alloc.
+class Parser {
+ public:
+  // `start` is what the file's time stamps begin with, microseconds.
+  Parser(std::string fileName, int64_t start) : fileName_(std::move(fileName)), start_(start) {}
+
+  // False after the first push and for a stream that is there already.
+  bool add(const SubtitleStream& stream, const DmfSink& sink, bool asText);
+  bool has(int libavIndex) const;
+  void rewind();
+  // Bytes that the sink took, 0 at the end. `error` tells why the file could not be opened: then negative.
+  int push(std::string& error);
+
+ private:
+  struct Stream {
+    SubtitleStream source;
+    DmfSink sink;
+    bool asText;
+    std::unique_ptr<ScriptWriter> script;
+    std::deque<Piece> finished;
+  };
+
+  bool start(std::string& error);
+  void finish();
+  int deliverFinished(bool& delivered);
+  int deliver(const DmfSink& sink, std::span<const uint8_t> bytes, const Times* times);
+  Stream* streamOf(int libavIndex);
+  Times timesOf(const AVPacket& packet) const;
+  bool read();
+
+  std::string fileName_;
+  int64_t start_;
+  std::vector<Stream> streams_;
+  std::unique_ptr<mediafile::Container> container_;
+  lav::Packet packet_;
+  bool atEnd_ = false;
+};
+
+}  // namespace dmfdemux

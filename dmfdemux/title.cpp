@@ -1,0 +1,140 @@
+#include "dmfdemux/title.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace dmfdemux {
+namespace {
+
+bool isDmfContainer(const AVFormatContext& format) {
+  const std::string_view name = format.iformat->name;
+  return name == "avi" || name.starts_with("matroska");
+}
+
+std::string_view metadata(const AVStream& stream, const char* key) {
+  const AVDictionaryEntry* entry = av_dict_get(stream.metadata, key, nullptr, 0);
+  return entry ? std::string_view(entry->value) : std::string_view();
+}
+
+// A tag of BCP 47 ("pt-BR") is cut behind its language.
+void setLanguage(const AVStream& stream, std::span<uint16_t> out) {
+  std::string_view language = metadata(stream, "language");
+  language = language.substr(0, language.find('-'));
+  toUtf16(language == "und" ? std::string_view() : language, out);
+}
+
+int32_t subtitleCodec(const AVCodecParameters& parameters) {
+  switch (parameters.codec_id) {
+    case AV_CODEC_ID_XSUB:
+      return parameters.codec_tag == MKTAG('D', 'X', 'S', 'A') ? kDmfDxsa : kDmfDxsb;
+    case AV_CODEC_ID_SUBRIP:
+    case AV_CODEC_ID_TEXT:
+    case AV_CODEC_ID_WEBVTT:
+      return kDmfText;
+    case AV_CODEC_ID_ASS: {
+      const auto header = lav::extradata(parameters);
+      return isSsaHeader({reinterpret_cast<const char*>(header.data()), header.size()}) ? kDmfSsa : kDmfAss;
+    }
+    default:
+      return 0;
+  }
+}
+
+StreamFacts describe(const AVStream& stream) {
+  const AVCodecParameters& parameters = *stream.codecpar;
+  StreamFacts facts;
+  facts.source.libavIndex = stream.index;
+  switch (parameters.codec_type) {
+    case AVMEDIA_TYPE_VIDEO:
+      facts.kind = kDmfVideo;
+      facts.video.width = static_cast<uint32_t>(std::max(parameters.width, 0));
+      facts.video.height = static_cast<uint32_t>(std::max(parameters.height, 0));
+      break;
+    case AVMEDIA_TYPE_AUDIO:
+      facts.kind = kDmfAudio;
+      facts.audio.sampleRate = static_cast<uint32_t>(std::max(parameters.sample_rate, 0));
+      facts.audio.channels = static_cast<uint16_t>(std::clamp(parameters.ch_layout.nb_channels, 0, 0xFFFF));
+      setLanguage(stream, facts.audio.language);
+      break;
+    default: {
+      facts.kind = kDmfSubtitle;
+      facts.subtitle.forced = (stream.disposition & AV_DISPOSITION_FORCED) != 0 ? 1 : 0;
+      setLanguage(stream, facts.subtitle.language);
+      toUtf16(metadata(stream, "title"), facts.subtitle.mediaDesc);
+      const auto header = lav::extradata(parameters);
+      facts.source.codec = subtitleCodec(parameters);
+      if (facts.source.codec == kDmfAss || facts.source.codec == kDmfSsa)
+        facts.source.header.assign(reinterpret_cast<const char*>(header.data()), header.size());
+      break;
+    }
+  }
+  return facts;
+}
+
+// Takes one character off non-empty UTF-8.
+uint32_t takeCharacter(std::string_view& text) {
+  constexpr uint32_t kReplacement = 0xFFFD;
+  const auto lead = static_cast<unsigned char>(text[0]);
+  text.remove_prefix(1);
+  if (lead < 0x80) return lead;
+  const size_t more = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
+  if (lead < 0xC2 || lead > 0xF4 || text.size() < more) return kReplacement;
+  uint32_t code = lead & (0x3FU >> more);
+  for (size_t i = 0; i < more; ++i) {
+    const auto next = static_cast<unsigned char>(text[i]);
+    if ((next & 0xC0U) != 0x80) return kReplacement;
+    code = code << 6 | (next & 0x3FU);
+  }
+  text.remove_prefix(more);
+  const bool overlong = (more == 2 && code < 0x800) || (more == 3 && code < 0x10000);
+  const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
+  return overlong || surrogate || code > 0x10FFFF ? kReplacement : code;
+}
+
+}  // namespace
+
+void toUtf16(std::string_view text, std::span<uint16_t> out) {
+  std::fill(out.begin(), out.end(), uint16_t{0});
+  for (size_t at = 0; at < out.size() && !text.empty();) {
+    const uint32_t code = takeCharacter(text);
+    if (code < 0x10000) {
+      out[at++] = static_cast<uint16_t>(code);
+    } else {
+      if (at + 1 == out.size()) return;
+      out[at++] = static_cast<uint16_t>(0xD7C0 + (code >> 10));
+      out[at++] = static_cast<uint16_t>(0xDC00 + (code & 0x3FF));
+    }
+  }
+}
+
+const void* StreamFacts::format() const {
+  if (kind == kDmfVideo) return &video;
+  return kind == kDmfAudio ? static_cast<const void*>(&audio) : &subtitle;
+}
+
+std::unique_ptr<Title> Title::read(const std::string& fileName, std::string& error) {
+  auto source = mediafile::FileAccess().open(fileName, error);
+  if (!source) return nullptr;
+  // Opened as the import library does, so that both see the same streams.
+  mediafile::OpenFailure failure{};
+  const auto container = mediafile::Container::open(std::move(source), fileName, {}, failure, error);
+  if (!container) return nullptr;
+  const AVFormatContext& format = container->format();
+  if (!isDmfContainer(format)) {
+    error = std::string("no AVI or Matroska file but ") + format.iformat->name;
+    return nullptr;
+  }
+  auto title = std::make_unique<Title>();
+  title->fileName_ = fileName;
+  if (format.start_time != AV_NOPTS_VALUE) title->start_ = format.start_time;
+  for (const int index : mediafile::numberedStreams(format))
+    title->streams_.push_back(describe(*format.streams[index]));
+  return title;
+}
+
+int16_t Title::count(int32_t kind) const {
+  return static_cast<int16_t>(std::count_if(streams_.begin(), streams_.end(),
+                                            [&](const StreamFacts& stream) { return stream.kind == kind; }));
+}
+
+}  // namespace dmfdemux

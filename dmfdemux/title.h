@@ -1,0 +1,43 @@
+// The streams of an open file.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "dmfdemux/dmfdemux.h"
+#include "dmfdemux/parser.h"
+
+namespace dmfdemux {
+
+struct StreamFacts {
+  int32_t kind = 0;
+  DmfVideoFormat video{};
+  DmfAudioFormat audio{};
+  DmfSubtitleFormat subtitle{};
+  SubtitleStream source;
+
+  const void* format() const;
+};
+
+// What a file holds, read once and closed again. The one title of a file.
+class Title {
+ public:
+  // Null with the reason in `error` for what is no AVI or Matroska file.
+  static std::unique_ptr<Title> read(const std::string& fileName, std::string& error);
+
+  const std::vector<StreamFacts>& streams() const { return streams_; }
+  int16_t count(int32_t kind) const;
+  Parser parser() const { return Parser(fileName_, start_); }
+
+ private:
+  std::string fileName_;
+  int64_t start_ = 0;
+  std::vector<StreamFacts> streams_;
+};
+
+// UTF-16 of UTF-8 `text`, as much of it as fits; what is left of `out` becomes 0. Ill-formed bytes give
+// U+FFFD.
+void toUtf16(std::string_view text, std::span<uint16_t> out);
+
+}  // namespace dmfdemux
