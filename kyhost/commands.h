@@ -32,6 +32,13 @@ struct AudioOptions {
 };
 void runAudio(Settings const& settings, AudioOptions const& options);
 
+struct SubsOptions {
+  std::string path;
+  int stream = 0;
+  std::string output;
+};
+void runSubs(Settings const& settings, SubsOptions const& options);
+
 struct HashOptions {
   std::string path;
   bool json = false;

@@ -119,6 +119,11 @@ std::string fourccText(int code) {
   return text;
 }
 
+std::string languageText(Any const& code) {
+  std::string const text = code.asString();
+  return text.empty() ? "" : ", language " + text;
+}
+
 std::string headline(KyStreamKind kind, AnyDict const& info) {
   if (kind == kKindVideo) {
     return fmt::format("{} {}x{}, {}, {} frames, {}", toLine(info["codec"]), info["width"].asInt32(),
@@ -128,18 +133,22 @@ std::string headline(KyStreamKind kind, AnyDict const& info) {
   if (kind == kKindAudio) {
     int const joined = info["_joined"].asVector().size();
     Any const mode = info.descendant("bitstream", "codingMode", nullptr);
-    return fmt::format("{} {} Hz, {} channels{}{}, {} bits, {} samples, {}", toLine(info["codec"]),
+    return fmt::format("{} {} Hz, {} channels{}{}, {} bits, {} samples, {}{}", toLine(info["codec"]),
                        info["samplerate"].asInt32(), info["channels"].asInt32(),
                        mode.valid() ? " (" + toLine(mode) + ")" : "",
                        joined > 0 ? fmt::format(" joined from {} tracks", joined) : "",
                        info["bitsPerSample"].asInt32(), info["samples"].asInt64(),
-                       timeText(info["duration"].asDouble()));
+                       timeText(info["duration"].asDouble()),
+                       languageText(info.descendant("languageDescriptor.ISO_639_language_code", nullptr)));
   }
   if (info["type"].asInt32() == 4) return "closed captions";
-  return info.contains("subType") ? toLine(info["subType"]) : "subtitles";
+  return (info.contains("subType") ? toLine(info["subType"]) : "subtitles") + languageText(info["language"]);
 }
 
-// Nested dictionaries become keys with dots.
+// Whether a subtitle stream's description names a folder of pictures in place of a text.
+bool isFolderOf(AnyDict const& info) { return info.contains("windowWidth"); }
+
+// Nested dictionaries become keys with dots. Whole scripts are for JSON.
 void flatten(AnyDict const& dict, std::string const& prefix,
              std::vector<std::pair<std::string, std::string>>& out) {
   for (int i = 0; i < dict.size(); ++i) {
@@ -149,6 +158,8 @@ void flatten(AnyDict const& dict, std::string const& prefix,
       flatten(entry.value.asDict(), key + ".", out);
     } else if (entry.key == "FOURCC" && entry.value.isInt32() && entry.value.asInt32() != 0) {
       out.emplace_back(key, fmt::format("{} ({})", fourccText(entry.value.asInt32()), entry.value.asInt32()));
+    } else if (entry.key == "subtitles" && dict.contains("subType") && !isFolderOf(dict)) {
+      out.emplace_back(key, fmt::format("{} bytes of text", entry.value.asString().size()));
     } else if (entry.key == "program_stream_flag") {
       out.emplace_back(key,
                        fmt::format("{} ({})", entry.value.asInt32(), containerName(entry.value.asInt32())));

@@ -38,6 +38,7 @@ struct CommandLine {
   InfoOptions info;
   FramesOptions frames;
   AudioOptions audio;
+  SubsOptions subs;
   HashOptions hash;
   ContactOptions contact;
   GetOptions get;
@@ -101,6 +102,14 @@ void addCommands(CLI::App& app, CommandLine& line) {
       ->required()
       ->type_name("FILE");
 
+  command = addCommand(app, "subs", "Subtitles as text or as PNG", line.subs.path);
+  command->add_option("--stream", line.subs.stream, "Subtitle stream")->type_name("N");
+  command
+      ->add_option("-o,--output", line.subs.output,
+                   "FILE.srt, .ass, .ssa or -; for pictures FOLDER/ or FILE.png (%05d numbers)")
+      ->required()
+      ->type_name("FILE");
+
   command = addCommand(app, "hash", "MD5 of every frame and of every second of sound", line.hash.path);
   command->add_flag("--json", line.hash.json, "JSON for programs");
 
@@ -154,6 +163,7 @@ void runCommand(CLI::App const& app, CommandLine const& line) {
   if (app.got_subcommand("info")) runInfo(line.settings, line.info);
   if (app.got_subcommand("frames")) runFrames(line.settings, line.frames);
   if (app.got_subcommand("audio")) runAudio(line.settings, line.audio);
+  if (app.got_subcommand("subs")) runSubs(line.settings, line.subs);
   if (app.got_subcommand("hash")) runHash(line.settings, line.hash);
   if (app.got_subcommand("contact")) runContact(line.settings, line.contact);
   if (app.got_subcommand("get")) runGet(line.settings, line.get);
