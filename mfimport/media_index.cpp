@@ -29,17 +29,18 @@ bool formatIsAnyOf(const AVFormatContext& format, std::initializer_list<const ch
 }
 
 bool hasStream(const AVFormatContext& format, AVMediaType type, bool (*test)(AVCodecID)) {
-  for (unsigned i = 0; i < format.nb_streams; ++i)
-    if (format.streams[i]->codecpar->codec_type == type && test(format.streams[i]->codecpar->codec_id))
-      return true;
-  return false;
+  const std::vector<int> numbered = mediafile::numberedStreams(format);
+  return std::any_of(numbered.begin(), numbered.end(), [&](int index) {
+    const AVCodecParameters& parameters = *format.streams[index]->codecpar;
+    return parameters.codec_type == type && test(parameters.codec_id);
+  });
 }
 
 // AVI and Matroska of the DivX profiles: their subtitles can be extracted.
 bool isDmf(const AVFormatContext& format) {
   const bool fits = !hasStream(format, AVMEDIA_TYPE_VIDEO, [](AVCodecID codec) {
     return !isMpeg4Family(codec) && codec != AV_CODEC_ID_H264 && codec != AV_CODEC_ID_HEVC &&
-           codec != AV_CODEC_ID_VC1;
+           codec != AV_CODEC_ID_VC1 && codec != AV_CODEC_ID_WMV3;
   });
   if (!fits) return false;
   const bool xsub =

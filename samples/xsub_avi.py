@@ -10,6 +10,8 @@ as they are given; three pictures by default.
     --size WxH            of the pictures (default 200x40)
     --empty               an empty packet in front of every picture
     --pad BYTES           zero bytes behind every picture
+    --title TEXT          of the subtitle streams
+    --data                a data stream in front of all others
 
 A packet is the text "[TIMES]", width, height, left, top, right and bottom in pixels and the length of the first field's
 rows (16 bits each, little-endian), four colours of red, green, blue, with DXSA four alpha values, then the rows of
@@ -88,10 +90,11 @@ def begin_of(times):
         return 0
 
 
-def stream_list(tag, rate, scale):
-    header = struct.pack("<4s4sIHHIIIIIIIIhhhh", b"vids", tag, 0, 0, 0, 0, scale, rate, 0, 0, 0, 0xFFFFFFFF, 0, 0, 0, 0, 0)
+def stream_list(kind, tag, rate, scale, title=""):
+    header = struct.pack("<4s4sIHHIIIIIIIIhhhh", kind, tag, 0, 0, 0, 0, scale, rate, 0, 0, 0, 0xFFFFFFFF, 0, 0, 0, 0, 0)
     form = struct.pack("<IiiHH4sIiiII", 40, 720, 576, 1, 24, tag, 0, 0, 0, 0, 0)
-    return lists(b"strl", chunk(b"strh", header) + chunk(b"strf", form))
+    name = chunk(b"strn", title.encode() + b"\0") if title else b""
+    return lists(b"strl", chunk(b"strh", header) + chunk(b"strf", form) + name)
 
 
 def main():
@@ -103,6 +106,8 @@ def main():
     parser.add_argument("--size", default="200x40")
     parser.add_argument("--empty", action="store_true")
     parser.add_argument("--pad", type=int, default=0)
+    parser.add_argument("--title", default="")
+    parser.add_argument("--data", action="store_true")
     options = parser.parse_args()
     tags = [tag.encode() for tag in options.tag.split(",")]
     width, height = map(int, options.size.split("x"))
@@ -128,8 +133,11 @@ def main():
             # Indexes would point to the places of the input.
             kept = [chunk(name, parts[name]) for name in (b"strh", b"strf", b"strn") if name in parts]
             streams.append(lists(b"strl", b"".join(kept)))
+    shift = 1 if options.data else 0
+    if options.data:
+        streams.insert(0, stream_list(b"dats", b"DATA", rate, scale))
     known = len(streams)
-    streams += [stream_list(tag, rate, scale) for tag in tags]
+    streams += [stream_list(b"vids", tag, rate, scale, options.title) for tag in tags]
     struct.pack_into("<I", main_header, 24, len(streams))
 
     waiting = sorted(((begin_of(times), number, times) for number, times in enumerate(options.times)))
@@ -158,7 +166,7 @@ def main():
             put_pictures(frame * scale / rate)
             frame += 1
         if kind[:2].isdigit():
-            put(kind, data, KEY_FRAME)
+            put(b"%02d" % (int(kind[:2]) + shift) + kind[2:], data, KEY_FRAME)
     put_pictures(float("inf"))
 
     body = lists(b"hdrl", chunk(b"avih", bytes(main_header)) + b"".join(streams))
