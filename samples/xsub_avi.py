@@ -108,7 +108,7 @@ def main():
     parser.add_argument("--pad", type=int, default=0)
     parser.add_argument("--title", default="")
     parser.add_argument("--data", action="store_true")
-    options = parser.parse_args()
+    options = parser.parse_intermixed_args()
     tags = [tag.encode() for tag in options.tag.split(",")]
     width, height = map(int, options.size.split("x"))
 
