@@ -102,7 +102,7 @@ int dmfDemuxAddStream(DmfDemux* demux, int parser, const DmfStreamSettings* sett
   return guarded(demux, "add stream", kFailed, [&](DmfDemux& self) {
     Parser* const to = self.parser(parser);
     const StreamFacts* const stream = settings ? self.stream(settings->stream) : nullptr;
-    if (!to || !stream || stream->kind != kDmfSubtitle) return kFailed;
+    if (!to || !stream || stream->source.codec == 0) return kFailed;
     if (!settings->sink.write || !settings->sink.event) return kFailed;
     return to->add(stream->source, settings->sink, settings->asText != 0) ? 0 : kFailed;
   });

@@ -103,7 +103,7 @@ DMFDEMUX_API int dmfDemuxGetStreamInfo(DmfDemux* demux, int title, int stream, D
 
 // Parsers read the file independently of each other. The parser's number, from 1; 0 on failure.
 DMFDEMUX_API int dmfDemuxNewParser(DmfDemux* demux, const DmfParserSettings* settings);
-// Subtitle streams only, each once for a parser and before its first push.
+// Subtitle streams with a codec of the above only, each once for a parser and before its first push.
 DMFDEMUX_API int dmfDemuxAddStream(DmfDemux* demux, int parser, const DmfStreamSettings* settings);
 // Positions the parser at the beginning of the file, where a new one stands.
 DMFDEMUX_API int dmfDemuxSeek(DmfDemux* demux, const DmfSeekSettings* settings);

@@ -4,19 +4,15 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "dmfdemux/dmfdemux.h"
+#include "dmfdemux/packets.h"
 #include "dmfdemux/script.h"
-#include "mediafile/container.h"
 
 namespace dmfdemux {
-
-// Times in the text that XSUB pictures begin with, "[00:00:01.000-00:00:02.500]"; none when there is no such.
-std::optional<Times> xsubTimes(std::span<const uint8_t> packet);
 
 // A subtitle stream as the file's header describes it.
 struct SubtitleStream {
@@ -25,11 +21,10 @@ struct SubtitleStream {
   std::string header;  // of an SSA or ASS script
 };
 
-// One thread. The file is open from the first push to the end of its streams. Functions throw std::bad_alloc.
+// One thread. Functions throw std::bad_alloc.
 class Parser {
  public:
-  // `start` is what the file's time stamps begin with, microseconds.
-  Parser(std::string fileName, int64_t start) : fileName_(std::move(fileName)), start_(start) {}
+  explicit Parser(SubtitlePackets& packets) : packets_(&packets) {}
 
   // False after the first push and for a stream that is there already.
   bool add(const SubtitleStream& stream, const DmfSink& sink, bool asText);
@@ -51,15 +46,11 @@ class Parser {
   void finish();
   int deliverFinished(bool& delivered);
   int deliver(const DmfSink& sink, std::span<const uint8_t> bytes, const Times* times);
-  Stream* streamOf(int libavIndex);
-  Times timesOf(const AVPacket& packet) const;
-  bool read();
+  Stream& streamOf(int libavIndex);
 
-  std::string fileName_;
-  int64_t start_;
+  SubtitlePackets* packets_;
   std::vector<Stream> streams_;
-  std::unique_ptr<mediafile::Container> container_;
-  lav::Packet packet_;
+  std::unique_ptr<PacketReader> reader_;  // from the first push to the end
   bool atEnd_ = false;
 };
 

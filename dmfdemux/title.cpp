@@ -1,7 +1,7 @@
 #include "dmfdemux/title.h"
 
 #include <algorithm>
-#include <cstring>
+#include <utility>
 
 namespace dmfdemux {
 namespace {
@@ -125,10 +125,13 @@ std::unique_ptr<Title> Title::read(const std::string& fileName, std::string& err
     return nullptr;
   }
   auto title = std::make_unique<Title>();
-  title->fileName_ = fileName;
-  if (format.start_time != AV_NOPTS_VALUE) title->start_ = format.start_time;
-  for (const int index : mediafile::numberedStreams(format))
+  std::vector<int> subtitles;
+  for (const int index : mediafile::numberedStreams(format)) {
     title->streams_.push_back(describe(*format.streams[index]));
+    if (title->streams_.back().source.codec != 0) subtitles.push_back(index);
+  }
+  const int64_t start = format.start_time != AV_NOPTS_VALUE ? format.start_time : 0;
+  title->packets_ = std::make_unique<SubtitlePackets>(fileName, start, std::move(subtitles));
   return title;
 }
 

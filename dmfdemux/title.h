@@ -20,7 +20,7 @@ struct StreamFacts {
   const void* format() const;
 };
 
-// What a file holds, read once and closed again. The one title of a file.
+// What a file holds, read once and closed again: the one title of a file. It outlives its parsers.
 class Title {
  public:
   // Null with the reason in `error` for what is no AVI or Matroska file.
@@ -28,12 +28,11 @@ class Title {
 
   const std::vector<StreamFacts>& streams() const { return streams_; }
   int16_t count(int32_t kind) const;
-  Parser parser() const { return Parser(fileName_, start_); }
+  Parser parser() const { return Parser(*packets_); }
 
  private:
-  std::string fileName_;
-  int64_t start_ = 0;
   std::vector<StreamFacts> streams_;
+  std::unique_ptr<SubtitlePackets> packets_;
 };
 
 // UTF-16 of UTF-8 `text`, as much of it as fits; what is left of `out` becomes 0. Ill-formed bytes give

@@ -204,6 +204,34 @@ TEST(DmfLibrary, TwoStreamsOfOneParser_GoToTheirOwnSinks) {
   EXPECT_EQ(a.events[0].bytes.size(), b.events[0].bytes.size() + 4) << "four alpha values";
 }
 
+// More than the library keeps in memory for other parsers.
+TEST(DmfLibrary, SeveralStreamsOfManyMegabytes_ArriveLikeSmallOnes) {
+  DemuxPtr const demux = opened(test::xsubAvi("many.avi", 320, "--tag DXSB,DXSA --pad 16000000"));
+  for (int const number : {2, 3}) {
+    Recorder to;
+    int const parser = parserFor(demux, number, to, false);
+    EXPECT_GT(pushAll(demux, parser), 48000000);
+    ASSERT_EQ(to.events.size(), 3U);
+    EXPECT_EQ(to.events[2].begin, 600000);
+    EXPECT_TRUE(to.events[2].bytes.starts_with("[00:00:00.600-"));
+  }
+}
+
+TEST(DmfLibrary, StreamsOfSeveralParsers_ArriveWhole) {
+  fs::path const first = test::scratchText("first.srt", "1\n00:00:00,100 --> 00:00:00,400\none\n\n");
+  fs::path const second = test::scratchText("second.srt", "1\n00:00:00,200 --> 00:00:00,500\ntwo\n\n");
+  DemuxPtr const demux = opened(test::made("parsers.mkv", test::pictureInput + "-i " + test::quoted(first) +
+                                                              " -i " + test::quoted(second) +
+                                                              " -map 0 -map 1 -map 2 -c:v mpeg4 -c:s copy"));
+  Recorder a, b;
+  int const parserA = parserFor(demux, 1, a, true), parserB = parserFor(demux, 2, b, true);
+  EXPECT_GT(dmfDemuxPush(demux.get(), parserB), 0);
+  EXPECT_GT(dmfDemuxPush(demux.get(), parserA), 0);
+  EXPECT_EQ(dmfDemuxPush(demux.get(), parserB), 0);
+  EXPECT_EQ(a.all, test::readText(first));
+  EXPECT_EQ(b.all, test::readText(second));
+}
+
 TEST(DmfLibrary, EmptyPackets_ArePassedOver) {
   DemuxPtr const with = opened(test::xsubAvi("empty.avi", 320, "--empty"));
   DemuxPtr const without = opened(test::xsubAvi("full.avi", 320, ""));

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "dmfdemux/packets.h"
 #include "dmfdemux/title.h"
 
 namespace {
