@@ -97,6 +97,10 @@ std::optional<int> guardedAudioAuxinfo(MpegIn* instance, int request, void* reco
   }
 }
 
+int guardedNextFrame(MpegIn* instance) {
+  return guarded([&] { return mpegInGetNextFrame(instance); }, nullptr, kResultError);
+}
+
 int guardedFileOpen(MfHandle* handle, Any const& name, MfSettings const* settings) {
   if (!isFileName(name, "./mpegdecode/mpeginutil(890)")) return kResultInvalidStream;
   std::string const path = KyFile::osFname(name).asString();

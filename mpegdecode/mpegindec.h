@@ -129,6 +129,9 @@ class MpegInDec : public KyDecodePipe {
   void closeStream(MpegInAudioStream& stream);
   void closeStream(MpegInSubpicStream& stream);
 
+  // Closed captions (mpegindec_captions.cpp). Every video stream that carries some gets an entry.
+  void createCaptionEntries();
+
   // Reading and seeking (mpegindec_read.cpp, mpegindec_seek.cpp, mpegindec_userdata.cpp).
   int addLeadingSilence(MpegInAudioStream& stream, int want);
   int readDecoded(MpegInAudioStream& stream, int count);

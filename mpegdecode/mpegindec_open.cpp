@@ -54,6 +54,7 @@ int MpegInDec::open() {
     clearLists();
     return result;
   }
+  createCaptionEntries();
   shared_ = std::move(file);
   state_ = kStateOpened;
   params_.fileSize = shared_->fileSize;

@@ -5,19 +5,11 @@
 #include "host/failure.h"
 #include "host/log.h"
 #include "mpegdecode/dolbytracker.h"
+#include "mpegdecode/libcalls.h"
 #include "mpegdecode/mpegindec.h"
 #include "mpegdecode/sampleconvert.h"
 
 namespace {
-
-// The library's frame call raises nothing by contract; what it may throw all the same is an error.
-int nextFrame(MpegIn* instance) {
-  try {
-    return mpegInGetNextFrame(instance);
-  } catch (...) {
-    return kMpegError;
-  }
-}
 
 int nextSamples(MpegIn* instance, void* buffer, int count) {
   try {
@@ -48,7 +40,7 @@ int MpegInDec::readFrame(int videoIndex) {
   if (static_cast<bool>(stream->info["_displaySubpics"])) stream->decoder->set.displaySubpictures = 1;
   frame.setFramerate(stream->info["framerate"].asFramerate());
   int result = 0;
-  switch (nextFrame(stream->decoder)) {
+  switch (guardedNextFrame(stream->decoder)) {
     case kMpegOk:
       frame.setFrameNumber(frame.frameNumber() + 1);
       if (stream->userDataEnabled) attachUserData(*stream);

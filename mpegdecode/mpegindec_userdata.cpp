@@ -1,11 +1,9 @@
-// User data of decoded pictures, and the captions in it.
+// User data of decoded pictures.
 #include <string>
 
-#include "host/failure.h"
-#include "host/mediatime.h"
-#include "host/userdata.h"
 #include "mpegdecode/libcalls.h"
 #include "mpegdecode/mpegindec.h"
+#include "mpegdecode/userdatapackets.h"
 
 namespace {
 
@@ -37,57 +35,17 @@ void collectSei(MpegIn* decoder, KyUserData& out) {
   }
 }
 
-// User data of the decoder's current picture; what `out` held of this kind is replaced.
+}  // namespace
+
 void collectUserData(MpegIn* decoder, std::string const& codec, KyUserData& out) {
   out.removePackets(kUserDataPicture);
   if (codec == "MPEG-1" || codec == "MPEG-2" || codec == "MPEG-4") collectMpeg(decoder, out);
   if (codec == "H.264") collectSei(decoder, out);
 }
 
-// 0 when captions were found, else -1.
-int extractCaptions(MpegIn* decoder, std::string const& codec, MediaTime const* time, KyCcData& out) {
-  out.clear();
-  KyUserData data;
-  collectUserData(decoder, codec, data);
-  int const packets = data.countPackets(kUserDataPicture);
-  for (int i = 0; i < packets; ++i) {
-    int size = 0;
-    int packetFormat = 0;
-    void const* const bytes = data.packet(kUserDataPicture, i, size, packetFormat);
-    int const format = KyCcData::detectBufferFmt(size, bytes);
-    if (format < 0) continue;
-    out.fromBuffer(format, size, bytes, time);
-    return 0;
-  }
-  return kResultError;
-}
-
-}  // namespace
-
 void MpegInDec::attachUserData(MpegInVideoStream& stream) {
   stream.frame->clearUserData();
   KyUserData data;
   collectUserData(stream.decoder, stream.name.asString(), data);
   if (data.countPackets(kUserDataPicture) > 0) stream.frame->setUserData(data);
-}
-
-int MpegInDec::readCcData(int subpicIndex, int, AnyDict& out) {
-  out.clear();
-  MpegInSubpicStream const* const entry = subpic(subpicIndex);
-  if (!entry) {
-    kyAssertFail("./mpegdecode/mpegindec(3042)", nullptr);
-    return 0;
-  }
-  if (entry->info["type"].asInt32() != kSubpicTypeCaptions || !entry->captionSource) {
-    kyAssertFail("./mpegdecode/mpegindec(3046)", nullptr);
-    return 0;
-  }
-  MpegInVideoStream const& stream = *entry->captionSource;
-  if (!stream.frame || !stream.decoder || stream.frame->frameNumber() < 0) return kResultNotOpened;
-  MediaTime const time(stream.frame->frameNumber(), stream.info["framerate"].asFramerate());
-  KyCcData captions;
-  if (int const result = extractCaptions(stream.decoder, stream.name.asString(), &time, captions))
-    return result;
-  captions.store(out);
-  return 0;
 }
