@@ -70,6 +70,14 @@ struct TimestampsOptions {
 };
 void runTimestamps(Settings const& settings, TimestampsOptions const& options);
 
+struct CaptionOptions {
+  std::string path;
+  int stream = 0;      // among the closed-caption streams
+  int channel = 1;     // CC1 to CC4
+  std::string output;  // .srt or .scc; empty or "-": lines with times
+};
+void runCaptions(Settings const& settings, CaptionOptions const& options);
+
 struct BenchOptions {
   std::string path;
   int stream = 0;

@@ -43,6 +43,7 @@ struct CommandLine {
   ContactOptions contact;
   GetOptions get;
   TimestampsOptions timestamps;
+  CaptionOptions captions;
   BenchOptions bench;
 };
 
@@ -139,6 +140,15 @@ void addCommands(CLI::App& app, CommandLine& line) {
   command->add_option("--stream", line.timestamps.stream, "Video stream")->type_name("N");
   command->add_flag("--json", line.timestamps.json, "JSON for programs");
 
+  command = addCommand(app, "cc", "Closed captions as text", line.captions.path);
+  command->add_option("--stream", line.captions.stream, "Closed-caption stream")->type_name("N");
+  command->add_option("--channel", line.captions.channel, "CC1 to CC4")
+      ->check(CLI::Range(1, 4))
+      ->capture_default_str();
+  command
+      ->add_option("-o,--output", line.captions.output, "FILE.srt, FILE.scc or -; default: lines with times")
+      ->type_name("FILE");
+
   command = addCommand(app, "bench", "Speed of opening, reading and seeking", line.bench.path);
   command->add_option("--stream", line.bench.stream, "Video stream")->type_name("N");
   command->add_option("--frames", line.bench.frames, "Frames read one after another; 0: all")
@@ -168,6 +178,7 @@ void runCommand(CLI::App const& app, CommandLine const& line) {
   if (app.got_subcommand("contact")) runContact(line.settings, line.contact);
   if (app.got_subcommand("get")) runGet(line.settings, line.get);
   if (app.got_subcommand("timestamps")) runTimestamps(line.settings, line.timestamps);
+  if (app.got_subcommand("cc")) runCaptions(line.settings, line.captions);
   if (app.got_subcommand("bench")) runBench(line.settings, line.bench);
 }
 
