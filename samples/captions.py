@@ -7,8 +7,8 @@ IN is an elementary stream, MPEG-2 video (`ffmpeg -f mpeg2video`) or H.264 with 
 same, or with the ending .ts a transport stream, whose stamps let `ffmpeg -c copy` make any other container of it.
 The captions become CEA-608 pairs in order of presentation, and the pairs go into the pictures that they are presented
 with, wherever B pictures put those in the stream. Forms: ATSC A/53 part 4 in user data of MPEG-2 pictures and in SEI
-messages of H.264 (the default and all that H.264 has), ANSI/SCTE 20 in user data of MPEG-2 pictures, DVD-Video line 21 data in
-user data of MPEG-2 groups of pictures. --pictures leaves the data out of all pictures but those from A to before B.
+messages of H.264 (the default and all that H.264 has), ANSI/SCTE 20 in user data of MPEG-2 pictures (whose top field has to
+come first), DVD-Video line 21 data in user data of MPEG-2 groups of pictures. --pictures leaves the data out of all pictures but those from A to before B.
 """
 import argparse
 import re

@@ -29,7 +29,7 @@ def read_srt(path):
     with open(path, encoding="utf-8-sig") as file:
         blocks = re.split(r"\n\s*\n", file.read().strip())
     cues = []
-    for block in blocks:
+    for block in filter(None, blocks):
         _, times, *lines = block.splitlines()
         begin, end = times.split("-->")
         cues.append(Cue(picture_at(begin), picture_at(end), [line.strip() for line in lines]))
@@ -151,7 +151,8 @@ def roll_up(cues, pictures, channel):
             units += [encoder.command(ROLL_UP_TWO), encoder.command(CARRIAGE_RETURN)]
             units += encoder.address(LAST_ROW, 0) + encoder.text(line)
         slots.put_after(cue.first, units)
-    slots.put_after(cues[-1].last - 1, [encoder.command(ERASE_SHOWN)])
+    for cue in cues[-1:]:
+        slots.put_after(cue.last - 1, [encoder.command(ERASE_SHOWN)])
     return slots.pairs
 
 

@@ -1,20 +1,24 @@
 #!/usr/bin/env python3
 """A transport stream of H.264 field pairs, which no encoder option gives.
 
-    h264_fields.py OUT.ts PICTURES [pair|field|first]
+    h264_fields.py OUT.ts PICTURES [pair|field|first] [captions]
 
 64x64, 25 pictures per second, groups of 12: I P B P B ... Every field is one gray level, its own for each picture and
 parity, in raw (I_PCM) and skipped macroblocks. `pair`: both fields of a picture are one PES packet; `field`: each field
-is one, with its own stamps; `first`: the same, stamps with the first field alone.
+is one, with its own stamps; `first`: the same, stamps with the first field alone. `captions`: the first field of picture n
+has an ATSC A/53 SEI message with one caption pair, n in two bytes of odd parity, and the second an unregistered message
+that ends in n as text.
 """
 import sys
 
+import cea608
 from bit_writer import BitWriter
 from transport_writer import TransportWriter
 
 MACROBLOCKS = 4  # per row; two rows per field
 GROUP = 12
-IDR, SLICE, SPS, PPS, DELIMITER = 5, 1, 7, 8, 9
+IDR, SLICE, SEI, SPS, PPS, DELIMITER = 5, 1, 6, 7, 8, 9
+REGISTERED, UNREGISTERED = 4, 5
 
 
 def nal(reference, kind, raw):
@@ -77,6 +81,17 @@ def field(kind, reference, idr, frame_number, order, bottom, level):
     return nal(3 if reference else 0, IDR if idr is not None else SLICE, b.trailing().bytes())
 
 
+def message(kind, payload):
+    return nal(0, SEI, bytes([kind, len(payload)]) + payload + b"\x80")
+
+
+def caption_messages(number):
+    """Of the first and the second field."""
+    pair = bytes([cea608.odd_parity(0x20 + number // 64), cea608.odd_parity(0x20 + number % 64)])
+    first = b"\xb5\x00\x31GA94\x03\xc1\xff\xfc" + pair + b"\xff"
+    return message(REGISTERED, first), message(UNREGISTERED, bytes(16) + str(number).encode())
+
+
 def decoding_order(pictures):
     """Pairs of display number and kind: I P B P B ... in every group."""
     for start in range(0, pictures, GROUP):
@@ -95,6 +110,7 @@ def decoding_order(pictures):
 
 def main():
     path, pictures, packing = sys.argv[1], int(sys.argv[2]), (sys.argv[3:] or ["pair"])[0]
+    captions = "captions" in sys.argv[4:]
     out = TransportWriter(path, "h264")
     frame_number = 0
     for decoded, (shown, kind) in enumerate(decoding_order(pictures)):
@@ -105,10 +121,11 @@ def main():
         delimiter = nal(0, DELIMITER, bytes([0x10 if kind == "I" else 0xF0]))
         headers = sequence_parameters() + picture_parameters() if kind == "I" else b""
         idr = shown // GROUP % 2 if kind == "I" else None
-        top = delimiter + headers + field(kind, reference, idr, frame_number, 2 * within, 0, level)
+        messages = caption_messages(shown) if captions else (b"", b"")
+        top = delimiter + headers + messages[0] + field(kind, reference, idr, frame_number, 2 * within, 0, level)
         # The second field of an IDR picture refers to the first.
         bottom = field("P" if kind == "I" else kind, reference, None, frame_number, 2 * within + 1, 1, level + 2)
-        bottom = nal(0, DELIMITER, b"\xf0") + bottom
+        bottom = nal(0, DELIMITER, b"\xf0") + messages[1] + bottom
         pts, dts = 90000 + 3600 * (shown + 1), 90000 + 3600 * decoded
         if packing == "pair":
             out.access_unit(top + bottom, pts, dts)

@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """An MPEG-2 video stream of field pictures (ISO/IEC 13818-2), which no encoder option gives.
 
-    mpeg2_fields.py OUT.m2v|OUT.ts PICTURES
+    mpeg2_fields.py OUT.m2v|OUT.ts PICTURES [user_data]
 
 64x64, 25 pictures per second, groups of 12: an intra pair, then predicted pairs of which each field replaces its first
 macroblock and copies the others. Levels differ from picture to picture and between the fields. `.ts` wraps the
-pictures into a transport stream.
+pictures into a transport stream. `user_data`: sequence, group and both fields of every picture n have user data, the texts
+"sequence", "group", "n top" and "n bottom".
 """
 import sys
 
@@ -47,13 +48,19 @@ def intra_blocks(b, difference):
     b.code("0010" * 2)
 
 
-def field(temporal, kind, parity, level):
+def user_data(text):
+    return b"\0\0\1\xb2" + text.encode()
+
+
+def field(temporal, kind, parity, level, text=None):
     b = BitWriter().bits(10, temporal).bits(3, kind).bits(16, 0xFFFF)
     if kind == PREDICTED:
         b.bits(1, 0).bits(3, 7)
     f_code = 15 if kind == INTRA else 1
     extension = BitWriter().bits(4, 8).bits(4, f_code).bits(4, f_code).bits(8, 0xFF).bits(2, 0).bits(2, parity)
     out = unit(0, b.bits(1, 0)) + unit(0xB5, extension.bits(10, 0))
+    if text:
+        out += user_data(text)
     for row in range(SIZE // 32):
         b = BitWriter().bits(5, 4).bits(1, 0)
         for column in range(SIZE // 16):
@@ -67,26 +74,31 @@ def field(temporal, kind, parity, level):
     return out
 
 
-def pictures(count):
+def pictures(count, texts):
     for number in range(count):
         within = number % GROUP
-        headers = sequence() + group(number) if within == 0 else b""
+        headers = b""
+        if within == 0:
+            headers = sequence() + (user_data("sequence") if texts else b"")
+            headers += group(number) + (user_data("group") if texts else b"")
         level = 130 + number * 7 % 80
-        yield (headers + field(within, INTRA if within == 0 else PREDICTED, TOP, level) +
-               field(within, PREDICTED, BOTTOM, level + 3))
+        top, bottom = (f"{number} top", f"{number} bottom") if texts else (None, None)
+        yield (headers + field(within, INTRA if within == 0 else PREDICTED, TOP, level, top) +
+               field(within, PREDICTED, BOTTOM, level + 3, bottom))
 
 
 def main():
     path, count = sys.argv[1], int(sys.argv[2])
+    texts = "user_data" in sys.argv[3:]
     if path.endswith(".ts"):
         out = TransportWriter(path, "mpeg2")
-        for number, picture in enumerate(pictures(count)):
+        for number, picture in enumerate(pictures(count, texts)):
             stamp = 90000 + 90000 // RATE * number
             out.access_unit(picture, stamp, stamp)
         out.close()
         return
     with open(path, "wb") as out:
-        out.writelines(pictures(count))
+        out.writelines(pictures(count, texts))
         out.write(b"\0\0\1\xb7")
 
 
