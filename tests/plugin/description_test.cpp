@@ -452,4 +452,15 @@ INSTANTIATE_TEST_SUITE_P(
       return name;
     });
 
+// Pictures so small that several begin in one packet, of which only the first has a stamp.
+TEST(VideoDescription, RateOfAProgramStream_CountsPicturesWithoutStamps) {
+  auto const file = test::made("unstamped.mpg",
+                               "-f lavfi -i testsrc2=s=96x64:r=30000/1001:d=6 -c:v mpeg2video -bf 2 -f vob");
+  PipePtr const pipe = test::opened(file);
+  ASSERT_TRUE(pipe);
+  AnyDict const info = test::info(*pipe, kKindVideo, 0);
+  EXPECT_DOUBLE_EQ(info["framerate"].asFramerate().rate(), 30000.0 / 1001.0);
+  EXPECT_NEAR(info["duration"].asDouble(), info["frames"].asInt32() * 1001.0 / 30000.0, 1e-9);
+}
+
 }  // namespace
