@@ -454,8 +454,9 @@ INSTANTIATE_TEST_SUITE_P(
 
 // Pictures so small that several begin in one packet, of which only the first has a stamp.
 TEST(VideoDescription, RateOfAProgramStream_CountsPicturesWithoutStamps) {
-  auto const file = test::made("unstamped.mpg",
-                               "-f lavfi -i testsrc2=s=96x64:r=30000/1001:d=6 -c:v mpeg2video -bf 2 -f vob");
+  auto const stamped = test::made(
+      "stamped.ts", "-f lavfi -i testsrc2=s=96x64:r=30000/1001:d=6 -c:v mpeg2video -b:v 100k -bf 2 -g 15");
+  auto const file = test::made("unstamped.mpg", "-i " + test::quoted(stamped) + " -c copy -f vob");
   PipePtr const pipe = test::opened(file);
   ASSERT_TRUE(pipe);
   AnyDict const info = test::info(*pipe, kKindVideo, 0);

@@ -126,9 +126,8 @@ TEST(UserDataOf, GroupsOfPictures_BelongsToTheirFirstCodedPicture) {
 
 TEST(UserDataOf, FramesOfMpeg4_IsThatOfTheirPackets) {
   for (std::string const name : {"mpeg4.avi", "mpeg4.m4v"}) {
-    auto const file =
-        test::made(name, "-f lavfi -i testsrc2=s=96x64:r=25:d=2 -c:v mpeg4 -bf 2 -g 12" +
-                             std::string(name == "mpeg4.m4v" ? " -f m4v" : ""));
+    auto const file = test::made(name, "-f lavfi -i testsrc2=s=96x64:r=25:d=2 -c:v mpeg4 -bf 2 -g 12" +
+                                           std::string(name == "mpeg4.m4v" ? " -f m4v" : ""));
     PipePtr const pipe = test::opened(file);
     ASSERT_TRUE(pipe);
     ASSERT_EQ(test::info(*pipe, kKindVideo, 0)["codec"].asString(), "MPEG-4");
