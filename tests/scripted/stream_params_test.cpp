@@ -153,6 +153,7 @@ class ChannelNames : public ScriptedTest {
     MpegAudioInfo& audio = library.addAudio(format).info;
     audio.channels = channels;
     audio.acmod = acmod;
+    audio.speakers = 0x60F;  // front left and right, centre, LFE, side left and right
     audio.lfeon = lfe;
     opened();
   }
