@@ -278,7 +278,9 @@ TEST_P(Indices, OfSmartRenderingOfSound_AreCheckedAgainstItAndTakenFromTheVideo)
 }
 
 TEST_P(Indices, OfDolbyQueries) {
-  library.addAudio(kAudioDolby).info.acmod = 2;
+  MpegAudioInfo& dolby = library.addAudio(kAudioDolby).info;
+  dolby.acmod = 2;
+  dolby.speakers = 0x3;  // front left and right
   opened();
   for (char const* key : {"dolby", "DecoderChannelsMappingKY"}) {
     log.lines.clear();
