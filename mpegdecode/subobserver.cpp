@@ -30,9 +30,9 @@ SubObserver::SubObserver(DmfStreamInfo const& stream, int titleNumber, int strea
       streamNr(streamNumber),
       subType(subTypeName),
       folder(temporaryFolder(titleNr, streamNr, subType, language)),
-      buffer_(std::make_unique_for_overwrite<unsigned char[]>(kFirstBufferSize)),
-      bufferSize_(kFirstBufferSize),
-      fifo_(source),
+      buffer(std::make_unique_for_overwrite<unsigned char[]>(kFirstBufferSize)),
+      bufferSize(kFirstBufferSize),
+      fifo(source),
       kind_(stream.kind),
       codec_(stream.codec) {
   KyFile::mkdir(folder);
@@ -42,24 +42,24 @@ int SubObserver::notify(void*, int event, void* data) {
   if (event != kDmfDataEvent || !data) return 0;
   auto const* const times = static_cast<int64_t const*>(data);
   char name[128];
-  std::snprintf(name, sizeof name, "%d_%ld_%ld.%s", static_cast<int>(fileCounter_), times[0], times[1],
+  std::snprintf(name, sizeof name, "%d_%ld_%ld.%s", static_cast<int>(fileCounter), times[0], times[1],
                 subType.c_str());
-  ++fileCounter_;
-  int const bytes = fifo_->reader()->available();
+  ++fileCounter;
+  int const bytes = fifo->reader()->available();
   reserve(bytes);
-  int const taken = fifo_->reader()->read(buffer_.get(), bytes);
+  int const taken = fifo->reader()->read(buffer.get(), bytes);
   if (std::FILE* const file = KyFile::fopen(KyFile::joinPath(folder, name), "wb")) {
-    KyFile::fwrite_(buffer_.get(), taken, file);
+    KyFile::fwrite_(buffer.get(), taken, file);
     KyFile::fclose(file);
   }
   return 0;
 }
 
 void SubObserver::reserve(int bytes) {
-  if (bytes <= bufferSize_) return;
+  if (bytes <= bufferSize) return;
   // Freed first, so that two pictures never lie in memory; without memory for the new one nothing fits.
-  buffer_.reset();
-  bufferSize_ = 0;
-  buffer_ = std::make_unique_for_overwrite<unsigned char[]>(static_cast<size_t>(bytes));
-  bufferSize_ = bytes;
+  buffer.reset();
+  bufferSize = 0;
+  buffer = std::make_unique_for_overwrite<unsigned char[]>(static_cast<size_t>(bytes));
+  bufferSize = bytes;
 }

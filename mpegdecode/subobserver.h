@@ -31,10 +31,10 @@ class SubObserver : public KyAuxInfoObserver {
  private:
   void reserve(int bytes);
 
-  uint32_t fileCounter_ = 0;
-  std::unique_ptr<unsigned char[]> buffer_;
-  int32_t bufferSize_;
-  KyBufStreamFifo* fifo_;
+  uint32_t fileCounter = 0;
+  std::unique_ptr<unsigned char[]> buffer;
+  int32_t bufferSize;
+  KyBufStreamFifo* fifo;
   // Of the stream information.
   int32_t kind_;
   int32_t codec_;
