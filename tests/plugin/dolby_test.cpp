@@ -156,7 +156,8 @@ TEST_P(PublicFile, AgreesWithAnIndependentReader) {
 
 INSTANTIATE_TEST_SUITE_P(Dolby, PublicFile,
                          testing::Values("amx_sample_ac3.ts", "amx_sample_eac3.ts", "mp4p_ac3-sample.mp4",
-                                         "shaka_s_00000.ts"),
+                                         "shaka_s_00000.ts", "amx_sample_with_srt.mkv",
+                                         "amx_sample_with_vobsub.mkv"),
                          [](auto const& parameter) {
                            std::string name = fs::path(parameter.param).stem().string();
                            std::replace(name.begin(), name.end(), '-', '_');
