@@ -19,5 +19,5 @@ int guardedSeekFrame(MpegIn* instance, int frame);  // -1 after an exception
 // Nothing after an exception. Arguments as those of the library's calls.
 std::optional<int> guardedVideoAuxinfo(MpegIn* instance, int request, void* record, int value);
 std::optional<int> guardedAudioAuxinfo(MpegIn* instance, int request, void* record, int size);
-int guardedNextFrame(MpegIn* instance);             // likewise
+int guardedNextFrame(MpegIn* instance);  // likewise
 int guardedFileOpen(MfHandle* handle, Any const& name, MfSettings const* settings);
