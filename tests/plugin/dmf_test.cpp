@@ -498,6 +498,13 @@ long peakKb(bool reset) {
   return 0;
 }
 
+// Sanitizers keep freed memory.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kMemoryTells = false;
+#else
+constexpr bool kMemoryTells = true;
+#endif
+
 TEST(DmfHostile, TenThousandEventsOfTwentyMegabytes_TakeTheirOwnSizeAFewTimes) {
   std::ostringstream script;
   std::string const line(2000, 'x');
@@ -516,7 +523,9 @@ TEST(DmfHostile, TenThousandEventsOfTwentyMegabytes_TakeTheirOwnSizeAFewTimes) {
   std::string const text = subpic(pipe, 0)["subtitles"].asString();
   EXPECT_GT(text.size(), 20000000U);
   EXPECT_NE(text.find("\n9999 xxx"), std::string::npos);
-  EXPECT_LT(after - before, 150 * 1024);
+  if (kMemoryTells) {
+    EXPECT_LT(after - before, 150 * 1024);
+  }
   EXPECT_TRUE(temp.files().empty());
 }
 
@@ -528,7 +537,9 @@ TEST(DmfHostile, PicturesOfSixteenMegabytes_AreInMemoryOneAtATime) {
   long const before = peakKb(true);
   PipePtr pipe = test::opened(file);
   ASSERT_TRUE(pipe);
-  EXPECT_LT(peakKb(false) - before, 100 * 1024);
+  if (kMemoryTells) {
+    EXPECT_LT(peakKb(false) - before, 100 * 1024);
+  }
   fs::path const folder = subpic(pipe, 0)["subtitles"].asString();
   EXPECT_EQ(names(folder).size(), 10U);
   EXPECT_GT(fs::file_size(folder / "8_800000_950000.dxsb"), 16000000U);
