@@ -219,8 +219,8 @@ TEST_F(VideoSettings, ATitleHasItsPaletteUnlessTheFileIsItsInformation) {
   EXPECT_EQ(instance(1).set.dvdPalette, 1);
   EXPECT_EQ(instance(1).set.searchMode, 8);
   EXPECT_NE(instance(1).set.palette[5], 0);
-  library.instances.clear();
   pipe.reset();
+  library.instances.clear();
   opened(clip("title.IFO"));
   EXPECT_EQ(instance(1).set.dvdTitle, 1);
   EXPECT_EQ(instance(1).set.dvdPalette, 0);
