@@ -32,6 +32,7 @@ int MpegInImpl::report(int result, const char* what, long long number, const std
 
 void MpegInImpl::close() {
   video_.reset();
+  overlay_.reset();
   audio_.reset();
   dolby_.reset();
   table_.reset();
@@ -134,6 +135,7 @@ int MpegInImpl::selectVideo() {
   if (!openVideoCodec(media_->first().streams[number], {}, nullptr, error))
     return report(kMpegErrorNoDecoder, "video stream", self.set.videoStream, error);
   video_ = std::make_unique<VideoDecoder>(media_, number, access_, host.memory());
+  overlay_ = std::make_unique<Overlay>(media_, number, table_->subpictures, access_, host);
   return kMpegOk;
 }
 
@@ -173,6 +175,7 @@ int MpegInImpl::seekFrame(int frame) {
   if (!video_) return kMpegErrorNoStream;
   std::string error;
   const int result = video_->seek(frame, self.video.fourcc, targetOf(self), error);
+  if (result == kMpegOk) drawSubpicture();
   return result == kMpegOk || result == kMpegEndOfStream ? result : report(result, "picture", frame, error);
 }
 
@@ -180,8 +183,19 @@ int MpegInImpl::nextFrame() {
   if (!video_) return kMpegErrorNoStream;
   std::string error;
   const int result = video_->next(self.video.fourcc, targetOf(self), error);
+  if (result == kMpegOk) drawSubpicture();
   if (result == kMpegOk || result == kMpegEndOfStream) return result;
   return report(result, "picture", video_->position(), error);
+}
+
+// Into the target alone: decoded pictures may be referred to by others, and are kept for backward steps.
+void MpegInImpl::drawSubpicture() {
+  const MpegSettings& set = self.set;
+  if (!set.displaySubpictures || !set.decodeSubpictures || set.overlay <= set.captionEntries) return;
+  std::span<const uint8_t> palette;
+  if (set.dvdPalette) palette = set.palette;
+  overlay_->draw(video_->position(), set.overlay - set.captionEntries - 1, palette, self.video.fourcc,
+                 targetOf(self));
 }
 
 int MpegInImpl::seekSample(int64_t sample) {
@@ -197,6 +211,14 @@ int MpegInImpl::nextSamples(void* buffer, int count) {
   std::string error;
   const int64_t got = audio_->read(static_cast<uint8_t*>(buffer), count, error);
   return got >= 0 ? static_cast<int>(got) : report(kMpegError, "samples, wanted", count, error);
+}
+
+int MpegInImpl::stats(void* record, int size) const {
+  if (!record || size != static_cast<int>(sizeof(MpegDecodeStats)) || !video_) return kMpegErrorUnsupported;
+  MpegDecodeStats& stats = *static_cast<MpegDecodeStats*>(record);
+  stats = video_->stats();
+  stats.subpictures = overlay_->packets();
+  return kMpegOk;
 }
 
 int MpegInImpl::extendedHeader(void* record) {
@@ -237,10 +259,7 @@ int MpegInImpl::videoRequest(int request, void* record, int value) {
     case kAuxExtendedHeader:
       return extendedHeader(record);
     case kAuxStats:
-      if (!record || value != static_cast<int>(sizeof(MpegDecodeStats)) || !video_)
-        return kMpegErrorUnsupported;
-      *static_cast<MpegDecodeStats*>(record) = video_->stats();
-      return kMpegOk;
+      return stats(record, value);
     case kAuxUserDataMpeg:
       return userDataMpeg(record, value);
     case kAuxUserDataH264:

@@ -10,6 +10,7 @@
 #include "mfimport/host_callbacks.h"
 #include "mfimport/media.h"
 #include "mfimport/mfimport.h"
+#include "mfimport/overlay.h"
 #include "mfimport/stream_info.h"
 #include "mfimport/video_decoder.h"
 
@@ -45,6 +46,8 @@ struct MpegInImpl {
   int selectVideo();
   int selectAudio();
   void publishCounts();
+  void drawSubpicture();
+  int stats(void* record, int size) const;
   int extendedHeader(void* record);
   int userDataMpeg(void* record, int size);
   int userDataH264(void* record);
@@ -57,6 +60,7 @@ struct MpegInImpl {
   std::shared_ptr<const mfimport::Media> media_;
   std::unique_ptr<mfimport::StreamTable> table_;
   std::unique_ptr<mfimport::VideoDecoder> video_;
+  std::unique_ptr<mfimport::Overlay> overlay_;
   std::unique_ptr<mfimport::AudioDecoder> audio_;
   std::unique_ptr<mfimport::DolbyPackets> dolby_;  // of the selected audio stream, if it is a Dolby one
   int threadCount_ = -1, threadMode_ = -1;

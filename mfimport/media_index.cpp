@@ -8,6 +8,7 @@
 
 #include "mfimport/classify.h"
 #include "mfimport/index_build.h"
+#include "mfimport/subpicture_index.h"
 
 namespace mfimport {
 namespace {
@@ -261,6 +262,8 @@ class PacketPass {
     if (inspectors_[number]) inspectors_[number]->inspect(packet, beginningOf(packet, kUpToTheSlice), note);
     if (stream.type() == AVMEDIA_TYPE_VIDEO) verifyKey(packet, stream.codec(), note);
     const uint32_t fingerprint = index_.packetsAsTheyLie ? 0 : fingerprintOf(lav::payload(packet));
+    if (stream.type() == AVMEDIA_TYPE_SUBTITLE && beginsSubpictures(*stream.parameters, lav::payload(packet)))
+      stream.subpictureStarts.push_back(static_cast<uint32_t>(stream.packets.size()));
     stream.packets.push_back({packet.pts, packet.dts, packet.pos, packet.size, 0, fingerprint});
     notes_[number].push_back(note);
     if (!lav::sideData(packet, AV_PKT_DATA_NEW_EXTRADATA).empty() ||

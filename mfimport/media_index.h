@@ -96,7 +96,10 @@ struct FirstPicture {
 
 struct StreamIndex {
   explicit StreamIndex(const HostMemory& memory)
-      : packets(HostAllocator<PacketEntry>(memory)), video(memory), audio(memory) {}
+      : packets(HostAllocator<PacketEntry>(memory)),
+        video(memory),
+        audio(memory),
+        subpictureStarts(HostAllocator<uint32_t>(memory)) {}
 
   AVMediaType type() const { return parameters->codec_type; }
   AVCodecID codec() const { return parameters->codec_id; }
@@ -114,6 +117,8 @@ struct StreamIndex {
   HostVector<PacketEntry> packets;
   VideoIndex video;  // of video streams
   AudioIndex audio;  // of audio streams
+  // Of bitmap subtitles: the packets at which decoding can begin, ascending.
+  HostVector<uint32_t> subpictureStarts;
   HeaderInfo headers;
   FirstPicture first;
   int acmod = 0, lfeon = 0;

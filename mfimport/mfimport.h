@@ -146,8 +146,9 @@ struct MpegSettings {
   int dvdPalette;                  // `palette` below is in force
   uint8_t palette[64];             // 16 default subpicture colours of 4 bytes (0, Y, Cr, Cb)
   int decodeSubpictures;           // subpictures can be overlaid
-  int displaySubpictures;          // overlay now; may change at any time
-  int overlay;                     // 1-based subpicture stream shown, 0 none
+  int displaySubpictures;          // overlay now; may change at any time, as the two below
+  int overlay;                     // 1-based entry of the caller's list of subpictures shown, 0 none
+  int captionEntries;              // entries of that list in front of the file's own; those are not drawn
 };
 
 struct MpegInImpl;
@@ -246,6 +247,7 @@ struct MpegDecodeStats {
   int64_t pictures;     // pictures received from the decoder
   int64_t conversions;  // pictures written to the target
   int64_t cacheHits;    // pictures served from the cache of decoded pictures
+  int64_t subpictures;  // packets sent to the decoder of subpictures
 };
 
 // User data of the current picture, ISO/IEC 13818-2 6.2.2.2.2: bytes after the start code.

@@ -113,6 +113,8 @@ class MpegInDec : public KyDecodePipe {
   bool createFrames(MpegInVideoStream& stream, MpegIn& instance) const;
   void applyThreading(MpegIn& instance, MpegInVideoStream const& stream) const;
   int openAudio(MpegInAudioStream& stream, MpegIn const& file);
+  void createSubpictures(MpegIn const& file);
+  void announceSubpictures(MpegSettings& set, MpegIn const& file) const;
   bool correctsAvSync(MpegIn const& file) const;
   bool dolbyTrackerWanted() const;
   int startAudio(MpegInAudioStream& stream, MpegIn& instance);

@@ -55,6 +55,7 @@ int MpegInDec::open() {
     return result;
   }
   createCaptionEntries();
+  createSubpictures(*file);
   shared_ = std::move(file);
   state_ = kStateOpened;
   params_.fileSize = shared_->fileSize;

@@ -93,6 +93,7 @@ void MpegInDec::configureVideo(MpegIn& instance, MpegInVideoStream const& stream
   set.dvdTitle = file.titleIsDvd;
   set.dvdPalette = file.titleIsDvd && KyFile::getExt(params_.fileName, true).asString() != "ifo";
   if (set.dvdPalette) std::memcpy(set.palette, kDefaultPalette, sizeof set.palette);
+  announceSubpictures(set, file);
   set.fixed[0] = set.fixed[1] = 1;
   instance.video.fourcc = file.video.fourcc;
   instance.video.primaries = file.video.primaries;
