@@ -49,6 +49,7 @@ struct ContactOptions {
   std::string path;
   int stream = 0;
   std::string output;
+  int overlay = -1;  // bitmap subtitle stream, -1 none
   int columns = 4;
   int rows = 3;
   int width = 1280;  // of the sheet, pixels

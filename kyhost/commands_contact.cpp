@@ -61,6 +61,7 @@ void runContact(Settings const& settings, ContactOptions const& options) {
   Plugin const plugin(settings);
   Session const session(plugin, options.path, settings);
   VideoReader reader(session, options.stream);
+  if (options.overlay >= 0) reader.showSubtitles(options.overlay);
 
   // A file shorter than the sheet shows every frame once.
   int64_t const count = std::min<int64_t>(int64_t{options.columns} * options.rows, reader.frames());

@@ -79,6 +79,12 @@ void addRange(CLI::App& command, std::string& from, std::string& to) {
   command.add_option("--to", to, "Position behind the last; default: the end")->type_name("POSITION");
 }
 
+void addOverlay(CLI::App& command, int& overlay) {
+  command.add_option("--overlay", overlay, "Draw this bitmap subtitle stream, counted from 0")
+      ->type_name("N")
+      ->check(CLI::NonNegativeNumber);
+}
+
 void addCommands(CLI::App& app, CommandLine& line) {
   auto* command = addCommand(app, "info", "What the file holds", line.info.path);
   command->add_flag("--json", line.info.json, "JSON for programs");
@@ -93,7 +99,7 @@ void addCommands(CLI::App& app, CommandLine& line) {
       ->type_name("FILE");
   command->add_option("--format", line.frames.format, "In place of what the name says")
       ->check(CLI::IsMember({"y4m", "raw", "png"}));
-  command->add_option("--overlay", line.frames.overlay, "Draw this bitmap subtitle stream")->type_name("N");
+  addOverlay(*command, line.frames.overlay);
   command->add_flag("--skip-errors", line.frames.skipErrors, "Leave out pictures that cannot be decoded");
 
   command = addCommand(app, "audio", "Sound as WAV", line.audio.path);
@@ -117,6 +123,7 @@ void addCommands(CLI::App& app, CommandLine& line) {
   command = addCommand(app, "contact", "Contact sheet as PNG", line.contact.path);
   command->add_option("--stream", line.contact.stream, "Video stream")->type_name("N");
   command->add_option("-o,--output", line.contact.output, "FILE.png or -")->required()->type_name("FILE");
+  addOverlay(*command, line.contact.overlay);
   command->add_option("--columns", line.contact.columns, "Pictures side by side")
       ->check(CLI::Range(1, 100))
       ->capture_default_str();

@@ -14,7 +14,7 @@ namespace {
 // whole block in which a track ends, so blocks are short.
 constexpr int kBlocksPerSecond = 25;
 
-constexpr int kTypeCaptions = 4;  // "type" of a subtitle stream that stands for closed captions
+constexpr int kTypeBitmaps = 2;  // "type" of a subtitle stream that the decoder can draw
 
 void select(Session const& session, KyStreamKind kind, int stream) {
   session.requireStream(kind, stream);
@@ -57,15 +57,21 @@ void VideoReader::showSubtitles(int subtitle) {
   int bitmaps = 0;
   int const entries = session_.streams(kKindSubpic);
   for (int i = 0; i < entries; ++i) {
-    if (session_.info(kKindSubpic, i)["type"].asInt32() == kTypeCaptions) continue;
+    if (session_.info(kKindSubpic, i)["type"].asInt32() != kTypeBitmaps) continue;
     if (bitmaps++ != subtitle) continue;
-    // The decoder numbers captions and bitmaps together.
+    // The decoder numbers captions, texts and bitmaps together.
     if (session_.pipe().setStreamParam(kKindVideo, stream_, "subpicOverlay", Any(i)) == 0) return;
     throw Failure(ExitCode::Read, session_.describe(kKindVideo, stream_,
                                                     fmt::format("subtitles {} cannot be drawn", subtitle)));
   }
-  throw Failure(ExitCode::Usage, fmt::format("{}: no subtitles {} to overlay: the file has {} such streams",
-                                             session_.path().string(), subtitle, bitmaps));
+  std::string const has = bitmaps == 0 ? "the file has no bitmap subtitle streams"
+                          : bitmaps == 1
+                              ? "the file has one bitmap subtitle stream, number 0"
+                              : fmt::format("the file has bitmap subtitle streams 0 to {}", bitmaps - 1);
+  throw Failure(
+      ExitCode::Usage,
+      fmt::format("{}: no bitmap subtitle stream {} to draw: {}", session_.path().string(), subtitle, has),
+      entries > bitmaps ? "closed captions and text subtitles cannot be drawn" : "");
 }
 
 AudioReader::AudioReader(Session const& session, int stream) : session_(session), stream_(stream) {

@@ -31,7 +31,8 @@ class VideoReader {
   // The picture at the position, owned by the decoder until the next call; null at the end. A picture that
   // cannot be decoded throws Failure (read); the position has then passed it and reading can go on.
   KyFrame const* next();
-  // The overlay of subtitles: `subtitle` counts the bitmap subtitle streams of the file from 0.
+  // Draws subtitles into the pictures from the position on; `subtitle` counts the bitmap subtitle streams of
+  // the file from 0. Throws Failure (usage) when there is no such stream.
   void showSubtitles(int subtitle);
 
  private:
