@@ -262,15 +262,21 @@ class PacketPass {
     if (inspectors_[number]) inspectors_[number]->inspect(packet, beginningOf(packet, kUpToTheSlice), note);
     if (stream.type() == AVMEDIA_TYPE_VIDEO) verifyKey(packet, stream.codec(), note);
     const uint32_t fingerprint = index_.packetsAsTheyLie ? 0 : fingerprintOf(lav::payload(packet));
-    if (stream.type() == AVMEDIA_TYPE_SUBTITLE && beginsSubpictures(*stream.parameters, lav::payload(packet)))
-      stream.subpictureStarts.push_back(static_cast<uint32_t>(stream.packets.size()));
     stream.packets.push_back({packet.pts, packet.dts, packet.pos, packet.size, 0, fingerprint});
+    if (isBitmapSubtitle(stream.codec())) noteSubpicture(stream, lav::payload(packet));
     notes_[number].push_back(note);
     if (!lav::sideData(packet, AV_PKT_DATA_NEW_EXTRADATA).empty() ||
         !lav::sideData(packet, AV_PKT_DATA_ENCRYPTION_INFO).empty() ||
         !lav::sideData(packet, AV_PKT_DATA_PALETTE).empty())
       mismatched_[number] = true;
     if (compare && !mismatched_[number]) compareOne(packet, number);
+  }
+
+  static void noteSubpicture(StreamIndex& stream, std::span<const uint8_t> payload) {
+    const auto number = static_cast<uint32_t>(stream.packets.size() - 1);
+    const bool further = number > 0 && continuesSubpicture(*stream.parameters, payload);
+    stream.packets.back().unit = further ? stream.packets[number - 1].unit : number;
+    if (beginsSubpictures(*stream.parameters, payload)) stream.subpictureStarts.push_back(number);
   }
 
   // Marks of the container are checked where they are known to lie: phones mark H.263 and MPEG-4 pictures

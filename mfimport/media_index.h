@@ -24,7 +24,8 @@ constexpr AVRational kClock27M{1, 27000000};
 struct PacketEntry {
   int64_t pts, dts, position;
   int32_t size;
-  uint32_t unit;         // the picture that a video packet belongs to
+  uint32_t unit;         // the picture that a video packet belongs to; of bitmap subtitles the packet that
+                         // has the stamp of what this one is a piece of
   uint32_t fingerprint;  // of its beginning and end, 0 where the payload was not read
 };
 

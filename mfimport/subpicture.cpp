@@ -60,7 +60,8 @@ SubpictureReader::SubpictureReader(const MediaIndex& index, const StreamIndex& s
   due_.reserve(stream.packets.size());
   int64_t latest = std::numeric_limits<int64_t>::min();
   for (const PacketEntry& entry : stream.packets) {
-    if (entry.pts != AV_NOPTS_VALUE) latest = std::max(latest, stream.to27M(entry.pts));
+    const int64_t pts = stream.packets[entry.unit].pts;
+    if (pts != AV_NOPTS_VALUE) latest = std::max(latest, stream.to27M(pts));
     due_.push_back(latest);
   }
 }
@@ -157,9 +158,7 @@ bool SubpictureReader::openDecoder(std::string& error) {
   lav::quieten(*codec_);
   codec_->max_pixels = kMostPixels;
   int result = avcodec_parameters_to_context(codec_.get(), stream_.parameters.get());
-  // A millionth of a second for each packet: a subpicture comes back with the number of the packet whose
-  // stamp it has.
-  codec_->pkt_timebase = AV_TIME_BASE_Q;
+  codec_->pkt_timebase = AV_TIME_BASE_Q;  // of durations; stamps are those of the index
   if (result >= 0 && !dvdPalette_.empty() && stream_.codec() == AV_CODEC_ID_DVD_SUBTITLE &&
       !namesPalette(*stream_.parameters))
     result = av_opt_set(codec_.get(), "palette", dvdPalette_.c_str(), AV_OPT_SEARCH_CHILDREN);
@@ -185,8 +184,7 @@ void SubpictureReader::decode(AVPacket& packet) {
   if (stream_.codec() == AV_CODEC_ID_DVB_SUBTITLE) {
     if (const auto display = dvbDisplay(lav::payload(packet))) canvas_ = *display;
   }
-  packet.pts = static_cast<int64_t>(fed_);
-  packet.dts = AV_NOPTS_VALUE;
+  packet.pts = packet.dts = AV_NOPTS_VALUE;
   if (packet.duration > 0) packet.duration = av_rescale_q(packet.duration, stream_.timeBase, AV_TIME_BASE_Q);
   Decoded decoded;
   int complete = 0;
@@ -197,15 +195,13 @@ void SubpictureReader::decode(AVPacket& packet) {
   const bool cleared = result < 0 || stream_.codec() == AV_CODEC_ID_DVD_SUBTITLE;
   if (!cleared && !complete) return;
 
-  const AVSubtitle& from = decoded.subtitle;
-  const auto stamped = static_cast<size_t>(from.pts);
-  const bool known = complete && from.pts >= 0 && stamped >= group_ && stamped <= fed_;
-  Subpicture event{stampOf(known ? stamped : fed_), kForever, {}, {}};
+  const int64_t stamp = stampOf(fed_);
+  Subpicture event{stamp, kForever, {}, {}};
   if (result >= 0 && complete) {
-    const int64_t shift = event.start;
-    event.start = shift + kTicksPerMs * from.start_display_time;
+    const AVSubtitle& from = decoded.subtitle;
+    event.start = stamp + kTicksPerMs * from.start_display_time;
     if (from.end_display_time > from.start_display_time && from.end_display_time != UINT32_MAX)
-      event.end = shift + kTicksPerMs * from.end_display_time;
+      event.end = stamp + kTicksPerMs * from.end_display_time;
     for (unsigned i = 0; i < std::min(from.num_rects, kMostBitmaps); ++i)
       copyBitmap(*from.rects[i], event.bitmaps);
     event.canvas = {codec_->width, codec_->height};
@@ -215,7 +211,7 @@ void SubpictureReader::decode(AVPacket& packet) {
 }
 
 int64_t SubpictureReader::stampOf(size_t packet) const {
-  const int64_t pts = stream_.packets[packet].pts;
+  const int64_t pts = stream_.packets[stream_.packets[packet].unit].pts;
   return pts != AV_NOPTS_VALUE ? stream_.to27M(pts) : due_[packet];
 }
 

@@ -9,9 +9,10 @@ uint32_t big16(std::span<const uint8_t> data, size_t at) {
   return static_cast<uint32_t>(data[at]) << 8 | data[at + 1];
 }
 
+constexpr uint8_t kPresentation = 0x16;  // segment type of HDMV presentation graphics
+
 // Segments of HDMV presentation graphics: type, 16-bit length, payload. A packet holds one or a whole set.
 bool beginsEpoch(std::span<const uint8_t> packet) {
-  constexpr uint8_t kPresentation = 0x16;
   constexpr size_t kHead = 3, kState = 7;  // behind width, height, frame rate and number of the composition
   while (packet.size() >= kHead) {
     const size_t length = big16(packet, 1);
@@ -69,6 +70,10 @@ bool beginsSubpictures(const AVCodecParameters& stream, std::span<const uint8_t>
     default:
       return false;
   }
+}
+
+bool continuesSubpicture(const AVCodecParameters& stream, std::span<const uint8_t> packet) {
+  return stream.codec_id == AV_CODEC_ID_HDMV_PGS_SUBTITLE && !packet.empty() && packet[0] != kPresentation;
 }
 
 std::optional<SubpictureCanvas> dvbDisplay(std::span<const uint8_t> packet) {

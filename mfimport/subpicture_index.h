@@ -15,6 +15,10 @@ namespace mfimport {
 // 300 743 7.2.2).
 bool beginsSubpictures(const AVCodecParameters& stream, std::span<const uint8_t> packet);
 
+// True when `packet` is a further piece of what the packet before it began, and is due with that one: a
+// segment of HDMV presentation graphics behind its composition.
+bool continuesSubpicture(const AVCodecParameters& stream, std::span<const uint8_t> packet);
+
 // Pixels of the display that DVB regions are placed on.
 struct SubpictureCanvas {
   int width, height;
