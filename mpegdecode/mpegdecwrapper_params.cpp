@@ -96,7 +96,7 @@ int MpegDecWrapper::streamInfo(int kind, int index, AnyDict& info) const {
 int MpegDecWrapper::setStreamParam(int kind, int index, char const* key, Any const& value) {
   // What holds for one of several joined streams cannot be set, and the others keep what they have.
   if (joining() && kind == kKindAudio) return 0;
-  return inner_->setStreamParam(kind, index, key, value);
+  return withInnerError(inner_->setStreamParam(kind, index, key, value));
 }
 
 AnyVector MpegDecWrapper::overrideKeys(int kind) const { return inner_->overrideKeys(kind); }
