@@ -133,6 +133,7 @@ bool SubpictureReader::begin(size_t group) {
   }
   group_ = SIZE_MAX;
   events_.clear();
+  shownUnit_ = SIZE_MAX;
   canvas_ = {};
   std::string error;
   if (!reader_) reader_ = openPacketReader(index_, stream_, access_, error);
@@ -158,7 +159,8 @@ bool SubpictureReader::openDecoder(std::string& error) {
   lav::quieten(*codec_);
   codec_->max_pixels = kMostPixels;
   int result = avcodec_parameters_to_context(codec_.get(), stream_.parameters.get());
-  codec_->pkt_timebase = AV_TIME_BASE_Q;  // of durations; stamps are those of the index
+  codec_->err_recognition |= AV_EF_EXPLODE;  // report damage in place of drawing what is left
+  codec_->pkt_timebase = AV_TIME_BASE_Q;     // of durations; stamps are those of the index
   if (result >= 0 && !dvdPalette_.empty() && stream_.codec() == AV_CODEC_ID_DVD_SUBTITLE &&
       !namesPalette(*stream_.parameters))
     result = av_opt_set(codec_.get(), "palette", dvdPalette_.c_str(), AV_OPT_SEARCH_CHILDREN);
@@ -190,10 +192,16 @@ void SubpictureReader::decode(AVPacket& packet) {
   int complete = 0;
   const int result = avcodec_decode_subtitle2(codec_.get(), &decoded.subtitle, &complete, &packet);
   ++packets_;
-  if (result < 0) warn(lav::errorText(result));
-  // A DVD subpicture without a visible pixel is not handed out, but it takes the place of the one before.
-  const bool cleared = result < 0 || stream_.codec() == AV_CODEC_ID_DVD_SUBTITLE;
-  if (!cleared && !complete) return;
+  const uint32_t unit = stream_.packets[fed_].unit;
+  if (complete) shownUnit_ = unit;
+  if (result < 0) {
+    warn(lav::errorText(result));
+  } else if (!complete) {
+    const bool last = fed_ + 1 == stream_.packets.size() || stream_.packets[fed_ + 1].unit != unit;
+    if (stream_.codec() == AV_CODEC_ID_DVB_SUBTITLE || !last || shownUnit_ == unit) return;
+    // Damage, or a DVD subpicture without a visible pixel: it takes the place of the one before all the same.
+    warn("a packet holds nothing that can be drawn");
+  }
 
   const int64_t stamp = stampOf(fed_);
   Subpicture event{stamp, kForever, {}, {}};

@@ -67,8 +67,9 @@ class SubpictureReader {
   lav::Packet packet_;
   SubpictureCanvas canvas_{};  // of the group as far as it has been read
 
-  size_t group_ = SIZE_MAX;  // first packet of the group in events_
-  size_t fed_ = 0;           // packets of it that were decoded end here
+  size_t group_ = SIZE_MAX;      // first packet of the group in events_
+  size_t fed_ = 0;               // packets of it that were decoded end here
+  size_t shownUnit_ = SIZE_MAX;  // the last one that was complete
   std::vector<Event> events_;
   size_t beforeGroup_ = SIZE_MAX;  // the group that before_ precedes
   Event before_;

@@ -2,9 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <random>
+#include <span>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -52,14 +56,16 @@ int overlay(KyDecodePipe const& pipe) {
   return value.asInt32();
 }
 
-// Counters of the import library's instance behind the video stream.
-MpegDecodeStats stats(KyDecodePipe const& pipe) {
+// The import library's instance behind the video stream.
+MpegIn* instanceOf(KyDecodePipe const& pipe) {
   Any answer = 0;
   pipe.getParam("srParams", answer);
-  auto* const instance =
-      static_cast<MpegIn*>(const_cast<void*>(answer.asDict()["decoder_struct"].asGeneric()));
+  return static_cast<MpegIn*>(const_cast<void*>(answer.asDict()["decoder_struct"].asGeneric()));
+}
+
+MpegDecodeStats stats(KyDecodePipe const& pipe) {
   MpegDecodeStats out{};
-  EXPECT_EQ(mpegInVideoAuxinfo(instance, 0, kAuxStats, &out, sizeof out), 0);
+  EXPECT_EQ(mpegInVideoAuxinfo(instanceOf(pipe), 0, kAuxStats, &out, sizeof out), 0);
   return out;
 }
 
@@ -384,45 +390,133 @@ TEST(OverlayCost, IsNothingWhileOffAndOnePacketForEachSubtitle) {
   EXPECT_EQ(stats(*pipe).subpictures, begun + 1);
 }
 
+// Streams that lack a palette of their own take the one of the title.
+TEST(OverlayPalette, OfTheTitle_ColoursSubpicturesWithoutOne) {
+  constexpr uint8_t kTeal[] = {0, 120, 80, 100};  // 0, Y, Cr, Cb of ITU-R BT.601
+  auto const tealSamples = [&](fs::path const& file, bool withPalette) {
+    PipePtr const pipe = selected(file);
+    if (!pipe) return 0;
+    MpegSettings& set = instanceOf(*pipe)->set;
+    set.dvdPalette = withPalette ? 1 : 0;
+    for (size_t i = 0; i < sizeof set.palette; ++i) set.palette[i] = kTeal[i % 4];
+    EXPECT_EQ(overlay(*pipe, 0), 0);
+    EXPECT_EQ(pipe->seekToFrame(20, 0), 0);
+    test::Picture const picture = test::pictureOf(*pipe->videoFrame(0), false);
+    int count = 0;
+    for (size_t i = 0; i < picture.planes[1].size(); ++i)
+      if (std::abs(picture.planes[1][i] - 100) <= 2 && std::abs(picture.planes[2][i] - 80) <= 2) ++count;
+    return count;
+  };
+  fs::path const bare = test::subtitledFile("dvd.mpg", {0}, "dvdsub", "-f vob");
+  EXPECT_LT(tealSamples(bare, false), 20);
+  EXPECT_GT(tealSamples(bare, true), 60);
+  EXPECT_LT(tealSamples(dvd(), true), 20) << "the stream's own palette comes first";
+}
+
+// --- Other entries of the list
+// ------------------------------------------------------------------------------
+
+TEST(OverlayList, EntriesInFrontOfTheFilesOwn_AreNeverDrawn) {
+  auto const clean = test::frameHashes(twoStreams());
+  auto const first = hashesWith(twoStreams(), 0);
+  PipePtr const pipe = selected(twoStreams());
+  ASSERT_TRUE(pipe);
+  instanceOf(*pipe)->set.captionEntries = 1;
+  ASSERT_EQ(overlay(*pipe, 0), 0);
+  EXPECT_EQ(hashAt(*pipe, 20), clean[20]);
+  ASSERT_EQ(overlay(*pipe, 1), 0);
+  EXPECT_EQ(hashAt(*pipe, 20), first[20]);
+}
+
+TEST(OverlayList, OfAFileWhoseSubtitlesAreExtracted_HasNothingToDraw) {
+  fs::path const text = test::scratchDir() / "text.srt";
+  std::ofstream(text) << "1\n00:00:00,000 --> 00:00:03,000\nText\n";
+  fs::path const file =
+      test::made("mixed.mkv", "-f lavfi -i testsrc2=s=160x120:r=25:d=4 -itsoffset 0.4 -fix_sub_duration -i " +
+                                  test::quoted(test::subtitleFile(0)) + " -i " + test::quoted(text) +
+                                  " -map 0 -map 1 -map 2 -c:v mpeg4 -c:s:0 copy -c:s:1 srt ");
+  auto const clean = test::frameHashes(file);
+  PipePtr const pipe = selected(file);
+  ASSERT_TRUE(pipe);
+  ASSERT_EQ(instanceOf(*pipe)->containerType, kContainerDmf);
+  ASSERT_EQ(instanceOf(*pipe)->nSubpictures, 1);
+  for (int i = 0; i < pipe->countStreams(kKindSubpic); ++i) {
+    EXPECT_NE(test::info(*pipe, kKindSubpic, i)["type"], Any(2)) << i;
+    ASSERT_EQ(overlay(*pipe, i), 0);
+    EXPECT_EQ(hashAt(*pipe, 20), clean[20]) << i;
+  }
+  // Not even when the list says otherwise.
+  MpegSettings& set = instanceOf(*pipe)->set;
+  set.displaySubpictures = set.overlay = 1;
+  EXPECT_EQ(hashAt(*pipe, 20), clean[20]);
+}
+
 // --- Damage
 // -------------------------------------------------------------------------------------------------
 
-TEST(DamagedSubtitles, AreNotDrawnAndWarnOnce) {
-  for (char const* codec : {"copy", "dvdsub"}) {
-    fs::path const whole = test::subtitledFile(std::string("whole-") + codec + ".mkv", {0}, codec);
-    fs::path const file = test::scratchDir() / (std::string("damaged-") + codec + ".mkv");
-    // Everything behind the first bytes of each subtitle packet, found by the tag of its track.
-    std::string const positions =
-        test::run("ffprobe -v error -select_streams s -show_entries packet=pos,size -of csv=p=0 " +
-                  test::quoted(whole));
-    std::vector<uint8_t> bytes;
-    {
-      std::ifstream in(whole, std::ios::binary);
-      bytes.assign(std::istreambuf_iterator<char>(in), {});
-    }
-    std::istringstream lines(positions);
-    std::mt19937 random(11);
-    int packets = 0;
-    for (std::string line; std::getline(lines, line); ++packets) {
-      size_t comma = 0;
-      size_t const size = std::stoul(line, &comma), position = std::stoul(line.substr(comma + 1));
-      ASSERT_LE(position + size, bytes.size());
-      for (size_t i = position + 24; i < position + size; ++i) bytes[i] = static_cast<uint8_t>(random());
-    }
-    ASSERT_GE(packets, 2);
-    std::ofstream(file, std::ios::binary)
-        .write(reinterpret_cast<char const*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+// A copy of a Matroska file with `damage` done to the payload of each subtitle packet.
+fs::path damaged(fs::path const& whole, std::function<void(std::span<uint8_t> payload)> const& damage) {
+  constexpr size_t kBlockHead =
+      4;  // track, time, flags: in front of the payload, where ffprobe's position points
+  std::ifstream in(whole, std::ios::binary);
+  std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(in), {}};
+  std::istringstream lines(
+      test::run("ffprobe -v error -select_streams s:0 -show_entries packet=pos,size -of csv=p=0 " +
+                test::quoted(whole)));
+  int packets = 0;
+  for (std::string line; std::getline(lines, line); ++packets) {
+    size_t comma = 0;
+    size_t const size = std::stoul(line, &comma), begin = std::stoul(line.substr(comma + 1)) + kBlockHead;
+    if (begin + size <= bytes.size()) damage(std::span(bytes).subspan(begin, size));
+  }
+  EXPECT_GE(packets, 2);
+  static int count = 0;
+  fs::path const file = test::scratchDir() / ("damaged" + std::to_string(count++) + ".mkv");
+  std::ofstream(file, std::ios::binary)
+      .write(reinterpret_cast<char const*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  return file;
+}
 
+TEST(DamagedSubtitles, AreNotDrawnAndWarnOnce) {
+  struct Case {
+    fs::path whole;
+    size_t from;  // where damage begins
+    uint8_t byte;
+  };
+  // The offset of the control sequence of DVD; everything behind the composition of presentation graphics.
+  for (Case const& change : {Case{dvd(), 2, 0xFF}, Case{twoStreams(), 22, 0x15}}) {
+    fs::path const file = damaged(change.whole, [&](std::span<uint8_t> payload) {
+      std::fill(payload.begin() + static_cast<std::ptrdiff_t>(std::min(payload.size(), change.from)),
+                payload.end(), change.byte);
+    });
+    auto const clean = test::frameHashes(file);
     PipePtr const pipe = selected(file);
     ASSERT_TRUE(pipe);
-    ASSERT_EQ(pipe->countStreams(kKindSubpic), 1);
-    test::LogLines lines2;
+    test::LogLines log;
     ASSERT_EQ(overlay(*pipe, 0), 0);
-    EXPECT_EQ(test::readAllFrames(*pipe, 0).size(), static_cast<size_t>(kFrames)) << codec;
-    auto const warnings = std::count_if(lines2.lines.begin(), lines2.lines.end(), [](auto const& line) {
-      return line.text.find("what is damaged is not drawn") != std::string::npos;
+    EXPECT_EQ(test::readAllFrames(*pipe, 0), clean);
+    EXPECT_EQ(std::count_if(log.lines.begin(), log.lines.end(),
+                            [](auto const& line) {
+                              return line.text.find("what is damaged is not drawn") != std::string::npos;
+                            }),
+              1)
+        << change.whole;
+  }
+}
+
+TEST(DamagedSubtitles, AnyBytes_LeaveEveryFrameReadable) {
+  for (unsigned seed = 0; seed < 8; ++seed) {
+    std::mt19937 random(seed);
+    size_t const gap = seed < 4 ? 4 : 64;
+    fs::path const file = damaged(seed % 2 == 0 ? dvd() : twoStreams(), [&](std::span<uint8_t> payload) {
+      for (size_t i = random() % 32; i < payload.size(); i += 1 + random() % gap)
+        payload[i] = static_cast<uint8_t>(random());
     });
-    EXPECT_LE(warnings, 1) << codec;
+    PipePtr const pipe = selected(file);
+    ASSERT_TRUE(pipe);
+    if (pipe->countStreams(kKindSubpic) == 0) continue;
+    ASSERT_EQ(overlay(*pipe, 0), 0);
+    EXPECT_EQ(test::readAllFrames(*pipe, 0).size(), static_cast<size_t>(kFrames)) << seed;
   }
 }
 
