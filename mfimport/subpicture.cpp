@@ -83,7 +83,10 @@ const std::shared_ptr<const Subpicture>& SubpictureReader::at(int64_t time) {
   if (!event && group > 0) {
     event = eventBefore(group);
     if (!decodeThrough(group, packet)) return shown_;
-    if (event && event->start > time) event.reset();
+    if (event && event->start > time) {
+      until_ = std::min(until_, event->start);
+      event.reset();
+    }
   }
   for (const Event& other : events_)
     if (other->start > time) until_ = std::min(until_, other->start);

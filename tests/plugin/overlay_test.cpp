@@ -83,9 +83,6 @@ std::vector<std::string> hashesWith(fs::path const& file, int overlayed) {
   return test::readAllFrames(*pipe, 0);
 }
 
-// --- What is drawn
-// ------------------------------------------------------------------------------------------
-
 struct Material {
   char const* name;
   std::function<fs::path()> file;
@@ -186,9 +183,6 @@ TEST_P(OutputFormats, AreDrawnFromTheFirstFrameOfABitmapToTheLast) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, OutputFormats, testing::Values("I420", "YUYV", "BGR4", "Y216", "W016"));
-
-// --- Switching
-// ----------------------------------------------------------------------------------------------
 
 TEST(OverlayList, HoldsEveryBitmapSubtitleStreamWithItsIdentity) {
   PipePtr const pipe = test::opened(twoStreams());
@@ -413,9 +407,6 @@ TEST(OverlayPalette, OfTheTitle_ColoursSubpicturesWithoutOne) {
   EXPECT_LT(tealSamples(dvd(), true), 20) << "the stream's own palette comes first";
 }
 
-// --- Other entries of the list
-// ------------------------------------------------------------------------------
-
 TEST(OverlayList, EntriesInFrontOfTheFilesOwn_AreNeverDrawn) {
   auto const clean = test::frameHashes(twoStreams());
   auto const first = hashesWith(twoStreams(), 0);
@@ -451,9 +442,6 @@ TEST(OverlayList, OfAFileWhoseSubtitlesAreExtracted_HasNothingToDraw) {
   EXPECT_EQ(hashAt(*pipe, 20), clean[20]);
 }
 
-// --- Damage
-// -------------------------------------------------------------------------------------------------
-
 // A copy of a Matroska file with `damage` done to the payload of each subtitle packet.
 fs::path damaged(fs::path const& whole, std::function<void(std::span<uint8_t> payload)> const& damage) {
   constexpr size_t kBlockHead =
@@ -475,6 +463,39 @@ fs::path damaged(fs::path const& whole, std::function<void(std::span<uint8_t> pa
   std::ofstream(file, std::ios::binary)
       .write(reinterpret_cast<char const*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   return file;
+}
+
+// A DVD subpicture may begin long after its packet is due; the one before stays for so long if it does not
+// end.
+TEST(DelayedSubtitles, LeaveTheOneBeforeUntilTheyBegin) {
+  constexpr uint8_t kTick = 88;  // 1024 / 90000 s each: one second
+  int packet = 0;
+  fs::path const file = damaged(dvd(), [&](std::span<uint8_t> payload) {
+    auto const word = [&](size_t at) { return static_cast<size_t>(payload[at]) << 8 | payload[at + 1]; };
+    size_t const show = word(2), hide = word(show + 2);  // control sequences: date, place of the next one
+    if (packet++ == 0)
+      payload[hide + 1] = 2 * kTick;
+    else
+      payload[show + 1] = kTick / 2;
+  });
+  auto const subtitles = test::referenceSubtitles(file, 0, 160, 120);
+  std::vector<double> const times = test::frameTimes(file);
+  PipePtr const clean = selected(file), pipe = selected(file);
+  ASSERT_TRUE(clean && pipe);
+  ASSERT_EQ(overlay(*pipe, 0), 0);
+  std::vector<std::string> hashes;
+  for (size_t n = 0; n < kFrames; ++n) {
+    ASSERT_EQ(clean->readFrame(0), 0);
+    ASSERT_EQ(pipe->readFrame(0), 0);
+    hashes.push_back(hashOf(*pipe));
+    auto const* const shown = test::referenceAt(subtitles, times[n]);
+    ASSERT_EQ(shown != nullptr, n >= kFirst && n <= kSecondLast) << n;
+    test::Picture expected = test::pictureOf(*clean->videoFrame(0), false);
+    if (shown) expected = test::drawn(expected, *shown);
+    ASSERT_LE(test::difference(test::pictureOf(*pipe->videoFrame(0), false), expected), 2) << "frame " << n;
+  }
+  for (int frame : {45, 55, 41, 20, 51, 52, 44})
+    ASSERT_EQ(hashAt(*pipe, frame), hashes[static_cast<size_t>(frame)]) << frame;
 }
 
 TEST(DamagedSubtitles, AreNotDrawnAndWarnOnce) {
