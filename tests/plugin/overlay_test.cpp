@@ -1,4 +1,4 @@
-// Bitmap subtitles over decoded pictures, through the plug-in.
+// What is drawn: bitmap subtitles over decoded pictures, against an independent decode.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,76 +12,15 @@
 #include <string>
 #include <vector>
 
-#include "host/log.h"
-#include "mfimport/mfimport.h"
+#include "tests/plugin/overlay_pipe.h"
 #include "tests/plugin/subtitle_reference.h"
-#include "tests/support/media.h"
-#include "tests/support/plugin_host.h"
 #include "tests/support/recording.h"
-#include "tests/support/sequence.h"
-#include "tests/support/subtitle_file.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using test::PipePtr;
+using namespace overlaying;
 
-// 0 to 399 ms nothing, to 1399 a bitmap, to 1599 nothing, to 2799 another one; 25 frames per second.
-constexpr int kBefore = 9, kFirst = 10, kFirstLast = 34, kGap = 37, kSecond = 40, kSecondLast = 69,
-              kAfter = 70;
-constexpr int kFrames = 100;
-
-fs::path twoStreams() { return test::subtitledFile("two.mkv", {0, 1}, "copy"); }
-fs::path dvd() { return test::subtitledFile("dvd.mkv", {0}, "dvdsub"); }
-fs::path without() {
-  return test::made("without.mkv", "-f lavfi -i testsrc2=s=160x120:r=25:d=1 -c:v mpeg2video ");
-}
 fs::path media(char const* name) { return fs::path(KY_MEDIA_DIR) / name; }
-
-PipePtr selected(fs::path const& file, AnyDict const& parameters = {}) {
-  PipePtr pipe = test::opened(file, parameters);
-  if (pipe) {
-    EXPECT_EQ(pipe->selectStream(kKindVideo, 0), 0) << pipe->errorDesc();
-  }
-  return pipe;
-}
-
-int overlay(KyDecodePipe& pipe, Any const& value) {
-  return pipe.setStreamParam(kKindVideo, 0, "subpicOverlay", value);
-}
-
-int overlay(KyDecodePipe const& pipe) {
-  Any value;
-  pipe.getStreamParam(kKindVideo, 0, "subpicOverlay", value);
-  return value.asInt32();
-}
-
-// The import library's instance behind the video stream.
-MpegIn* instanceOf(KyDecodePipe const& pipe) {
-  Any answer = 0;
-  pipe.getParam("srParams", answer);
-  return static_cast<MpegIn*>(const_cast<void*>(answer.asDict()["decoder_struct"].asGeneric()));
-}
-
-MpegDecodeStats stats(KyDecodePipe const& pipe) {
-  MpegDecodeStats out{};
-  EXPECT_EQ(mpegInVideoAuxinfo(instanceOf(pipe), 0, kAuxStats, &out, sizeof out), 0);
-  return out;
-}
-
-std::string hashOf(KyDecodePipe& pipe) { return test::md5(*pipe.videoFrame(0)); }
-
-std::string hashAt(KyDecodePipe& pipe, int frame) {
-  EXPECT_EQ(pipe.seekToFrame(frame, 0), 0) << pipe.errorDesc();
-  return hashOf(pipe);
-}
-
-std::vector<std::string> hashesWith(fs::path const& file, int overlayed) {
-  PipePtr const pipe = selected(file);
-  if (!pipe) return {};
-  EXPECT_EQ(overlay(*pipe, overlayed), 0);
-  return test::readAllFrames(*pipe, 0);
-}
 
 struct Material {
   char const* name;
@@ -184,206 +123,6 @@ TEST_P(OutputFormats, AreDrawnFromTheFirstFrameOfABitmapToTheLast) {
 
 INSTANTIATE_TEST_SUITE_P(All, OutputFormats, testing::Values("I420", "YUYV", "BGR4", "Y216", "W016"));
 
-TEST(OverlayList, HoldsEveryBitmapSubtitleStreamWithItsIdentity) {
-  PipePtr const pipe = test::opened(twoStreams());
-  ASSERT_TRUE(pipe);
-  ASSERT_EQ(pipe->countStreams(kKindSubpic), 2);
-  for (int i = 0; i < 2; ++i) {
-    AnyDict const info = test::info(*pipe, kKindSubpic, i);
-    EXPECT_EQ(info["type"], Any(2));
-    EXPECT_EQ(info.get("codecParams").asDict()["pid"], Any(1 + i));
-  }
-  PipePtr const ps = test::opened(test::subtitledFile("dvd.mpg", {0}, "dvdsub", "-f vob"));
-  ASSERT_TRUE(ps);
-  ASSERT_EQ(ps->countStreams(kKindSubpic), 1);
-  EXPECT_EQ(test::info(*ps, kKindSubpic, 0).get("codecParams").asDict()["sub_id"], Any(0x20));
-}
-
-TEST(OverlayList, OfAFileWithoutSubtitlesIsEmptyAndOnlyOffIsAccepted) {
-  PipePtr const pipe = selected(without());
-  ASSERT_TRUE(pipe);
-  EXPECT_EQ(pipe->countStreams(kKindSubpic), 0);
-  EXPECT_EQ(overlay(*pipe, -1), 0);
-  test::Failures failures;
-  EXPECT_EQ(overlay(*pipe, 0), -12);
-  EXPECT_EQ(failures.seen.size(), 1U);
-}
-
-TEST(OverlayValue, TheNumberOfEntries_IsRefusedWithItsText) {
-  PipePtr const pipe = selected(twoStreams());
-  ASSERT_TRUE(pipe);
-  for (int value : {2, -2, INT32_MAX, INT32_MIN}) {
-    test::Failures failures;
-    EXPECT_EQ(overlay(*pipe, value), -12) << value;
-    EXPECT_EQ(pipe->errorCode(), -12);
-    EXPECT_EQ(pipe->errorDesc(), "Invalid value for " + std::to_string(value) + " 'subpicOverlay'");
-    ASSERT_EQ(failures.seen.size(), 1U);
-    EXPECT_EQ(failures.seen[0].kind, KyFailureKind::Exception);
-    EXPECT_EQ(overlay(*pipe), -1);
-  }
-  EXPECT_EQ(overlay(*pipe, 1), 0);
-}
-
-TEST(OverlayValue, MinusOneIsAlwaysAccepted) {
-  PipePtr const pipe = test::opened(twoStreams());
-  ASSERT_TRUE(pipe);
-  test::Failures failures;
-  EXPECT_EQ(overlay(*pipe, -1), 0);
-  EXPECT_EQ(overlay(*pipe, 0), 0);
-  EXPECT_EQ(overlay(*pipe, -1), 0);
-  EXPECT_EQ(overlay(*pipe, -1), 0);
-  EXPECT_TRUE(failures.seen.empty());
-}
-
-TEST(OverlayValue, WhatIsNoInteger_SwitchesOff) {
-  PipePtr const pipe = selected(twoStreams());
-  ASSERT_TRUE(pipe);
-  ASSERT_EQ(overlay(*pipe, 0), 0);
-  EXPECT_EQ(overlay(*pipe, Any("1")), 0);
-  EXPECT_EQ(overlay(*pipe), -1);
-}
-
-TEST(OverlayValue, TheCurrentOne_DoesNothing) {
-  PipePtr const pipe = selected(twoStreams());
-  ASSERT_TRUE(pipe);
-  ASSERT_EQ(pipe->readFrame(0), 0);
-  for (int value : {-1, 1}) {
-    ASSERT_EQ(overlay(*pipe, value), 0);
-    MpegDecodeStats const before = stats(*pipe);
-    test::LogLines lines;
-    EXPECT_EQ(overlay(*pipe, value), 0);
-    MpegDecodeStats const after = stats(*pipe);
-    EXPECT_EQ(after.conversions, before.conversions) << value;
-    EXPECT_EQ(after.cacheHits, before.cacheHits);
-    EXPECT_EQ(after.subpictures, before.subpictures);
-    EXPECT_TRUE(lines.lines.empty());
-  }
-}
-
-TEST(OverlaySwitch, IsLoggedWithStreamAndTime) {
-  PipePtr const pipe = selected(twoStreams());
-  ASSERT_TRUE(pipe);
-  test::LogLines lines;
-  ASSERT_EQ(overlay(*pipe, 1), 0);
-  EXPECT_TRUE(lines.contains("Switched video #0 to subpic #1 in "));
-}
-
-TEST(OverlaySwitch, IsReportedByTheDescription) {
-  PipePtr const pipe = selected(twoStreams());
-  ASSERT_TRUE(pipe);
-  auto const description = [&](char const* key) { return test::info(*pipe, kKindVideo, 0)[key]; };
-  EXPECT_EQ(description("subpicOverlay"), Any(-1));
-  ASSERT_EQ(overlay(*pipe, 1), 0);
-  EXPECT_EQ(description("subpicOverlay"), Any(1));
-  EXPECT_EQ(description("_displaySubpics"), Any(1));
-  ASSERT_EQ(overlay(*pipe, -1), 0);
-  EXPECT_EQ(description("subpicOverlay"), Any(-1));
-  EXPECT_EQ(description("_subpicOverlay"), Any(1));
-  EXPECT_EQ(description("_displaySubpics"), Any(0));
-}
-
-TEST(OverlaySwitch, Off_GivesTheCleanFramesBitForBit) {
-  auto const clean = test::frameHashes(twoStreams());
-  PipePtr const pipe = selected(twoStreams());
-  ASSERT_TRUE(pipe);
-  ASSERT_EQ(overlay(*pipe, 0), 0);
-  EXPECT_NE(hashAt(*pipe, 20), clean[20]);
-  EXPECT_NE(hashAt(*pipe, 19), clean[19]);
-  ASSERT_EQ(overlay(*pipe, -1), 0);
-  EXPECT_EQ(hashOf(*pipe), clean[19]);
-  EXPECT_EQ(test::readAllFrames(*pipe, 0), clean);
-}
-
-// Pictures that refer to drawn ones are decoded from the clean ones, and so are those kept for backward
-// steps.
-TEST(OverlaySwitch, DrawnFrames_LeaveNoTraceInThoseDecodedFromThem) {
-  auto const clean = test::frameHashes(twoStreams());
-  PipePtr const pipe = selected(twoStreams());
-  ASSERT_TRUE(pipe);
-  ASSERT_EQ(overlay(*pipe, 0), 0);
-  for (int frame = 38; frame >= 28; --frame) {
-    bool const shown = frame <= kFirstLast;
-    ASSERT_EQ(hashAt(*pipe, frame) == clean[static_cast<size_t>(frame)], !shown) << frame;
-  }
-  ASSERT_NE(hashAt(*pipe, kFirstLast), clean[kFirstLast]);
-  ASSERT_EQ(pipe->readFrame(0), 0);  // the frame of the seek
-  for (size_t frame = kFirstLast + 1; frame < kSecond; ++frame) {
-    ASSERT_EQ(pipe->readFrame(0), 0);
-    ASSERT_EQ(hashOf(*pipe), clean[frame]) << frame;
-  }
-}
-
-TEST(OverlaySwitch, WhileReading_DecodesTheCurrentFrameAgainAndLeavesItPending) {
-  auto const clean = test::frameHashes(twoStreams());
-  auto const drawn = hashesWith(twoStreams(), 0);
-  PipePtr const pipe = selected(twoStreams());
-  ASSERT_TRUE(pipe);
-  ASSERT_EQ(pipe->seekToFrame(20, 0), 0);
-  ASSERT_EQ(pipe->readFrame(0), 0);
-  ASSERT_EQ(pipe->readFrame(0), 0);
-  ASSERT_EQ(hashOf(*pipe), clean[21]);
-  MpegDecodeStats const before = stats(*pipe);
-
-  ASSERT_EQ(overlay(*pipe, 0), 0);
-  EXPECT_EQ(pipe->videoFrame(0)->frameNumber(), 21);
-  EXPECT_EQ(hashOf(*pipe), drawn[21]);
-  EXPECT_EQ(stats(*pipe).packets, before.packets) << "the decoded picture is still there";
-  EXPECT_EQ(stats(*pipe).conversions, before.conversions + 1);
-
-  ASSERT_EQ(pipe->readFrame(0), 0);
-  EXPECT_EQ(pipe->videoFrame(0)->frameNumber(), 21);
-  ASSERT_EQ(pipe->readFrame(0), 0);
-  EXPECT_EQ(pipe->videoFrame(0)->frameNumber(), 22);
-  EXPECT_EQ(hashOf(*pipe), drawn[22]);
-
-  ASSERT_EQ(overlay(*pipe, -1), 0);
-  EXPECT_EQ(pipe->videoFrame(0)->frameNumber(), 22);
-  EXPECT_EQ(hashOf(*pipe), clean[22]);
-  ASSERT_EQ(overlay(*pipe, 0), 0);
-  EXPECT_EQ(hashOf(*pipe), drawn[22]) << "shown before, then off";
-}
-
-TEST(OverlaySwitch, FromOneStreamToTheOther_DrawsTheOther) {
-  auto const first = hashesWith(twoStreams(), 0), second = hashesWith(twoStreams(), 1);
-  ASSERT_NE(first[20], second[20]);
-  PipePtr const pipe = selected(twoStreams());
-  ASSERT_TRUE(pipe);
-  ASSERT_EQ(pipe->seekToFrame(20, 0), 0);
-  for (int value : {0, 1, 0, 1}) {
-    ASSERT_EQ(overlay(*pipe, value), 0);
-    EXPECT_EQ(overlay(*pipe), value);
-    EXPECT_EQ(hashOf(*pipe), (value == 0 ? first : second)[20]) << value;
-  }
-}
-
-TEST(OverlaySwitch, WhileTheStreamIsNotSelected_HoldsFromItsSelection) {
-  auto const clean = test::frameHashes(dvd());
-  auto const drawn = hashesWith(dvd(), 0);
-  PipePtr const pipe = test::opened(dvd());
-  ASSERT_TRUE(pipe);
-  ASSERT_EQ(overlay(*pipe, 0), 0);
-  ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
-  EXPECT_EQ(hashAt(*pipe, 20), drawn[20]);
-  ASSERT_EQ(pipe->deselectStream(kKindVideo, 0), 0);
-  ASSERT_EQ(overlay(*pipe, -1), 0);
-  ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
-  EXPECT_EQ(hashAt(*pipe, 20), clean[20]);
-}
-
-TEST(OverlayCost, IsNothingWhileOffAndOnePacketForEachSubtitle) {
-  PipePtr const pipe = selected(dvd());
-  ASSERT_TRUE(pipe);
-  for (int frame = 0; frame < kFrames; ++frame) ASSERT_EQ(pipe->readFrame(0), 0);
-  EXPECT_EQ(stats(*pipe).subpictures, 0);
-  ASSERT_EQ(overlay(*pipe, 0), 0);
-  ASSERT_EQ(pipe->seekToFrame(kFirst, 0), 0);
-  int64_t const begun = stats(*pipe).subpictures;
-  for (int frame = kFirst; frame < kSecond; ++frame) ASSERT_EQ(pipe->readFrame(0), 0);
-  EXPECT_EQ(stats(*pipe).subpictures, begun) << "while the first one stands and behind it";
-  for (int frame = kSecond; frame < kAfter; ++frame) ASSERT_EQ(pipe->readFrame(0), 0);
-  EXPECT_EQ(stats(*pipe).subpictures, begun + 1);
-}
-
 // Streams that lack a palette of their own take the one of the title.
 TEST(OverlayPalette, OfTheTitle_ColoursSubpicturesWithoutOne) {
   constexpr uint8_t kTeal[] = {0, 120, 80, 100};  // 0, Y, Cr, Cb of ITU-R BT.601
@@ -405,41 +144,6 @@ TEST(OverlayPalette, OfTheTitle_ColoursSubpicturesWithoutOne) {
   EXPECT_LT(tealSamples(bare, false), 20);
   EXPECT_GT(tealSamples(bare, true), 60);
   EXPECT_LT(tealSamples(dvd(), true), 20) << "the stream's own palette comes first";
-}
-
-TEST(OverlayList, EntriesInFrontOfTheFilesOwn_AreNeverDrawn) {
-  auto const clean = test::frameHashes(twoStreams());
-  auto const first = hashesWith(twoStreams(), 0);
-  PipePtr const pipe = selected(twoStreams());
-  ASSERT_TRUE(pipe);
-  instanceOf(*pipe)->set.captionEntries = 1;
-  ASSERT_EQ(overlay(*pipe, 0), 0);
-  EXPECT_EQ(hashAt(*pipe, 20), clean[20]);
-  ASSERT_EQ(overlay(*pipe, 1), 0);
-  EXPECT_EQ(hashAt(*pipe, 20), first[20]);
-}
-
-TEST(OverlayList, OfAFileWhoseSubtitlesAreExtracted_HasNothingToDraw) {
-  fs::path const text = test::scratchDir() / "text.srt";
-  std::ofstream(text) << "1\n00:00:00,000 --> 00:00:03,000\nText\n";
-  fs::path const file =
-      test::made("mixed.mkv", "-f lavfi -i testsrc2=s=160x120:r=25:d=4 -itsoffset 0.4 -fix_sub_duration -i " +
-                                  test::quoted(test::subtitleFile(0)) + " -i " + test::quoted(text) +
-                                  " -map 0 -map 1 -map 2 -c:v mpeg4 -c:s:0 copy -c:s:1 srt ");
-  auto const clean = test::frameHashes(file);
-  PipePtr const pipe = selected(file);
-  ASSERT_TRUE(pipe);
-  ASSERT_EQ(instanceOf(*pipe)->containerType, kContainerDmf);
-  ASSERT_EQ(instanceOf(*pipe)->nSubpictures, 1);
-  for (int i = 0; i < pipe->countStreams(kKindSubpic); ++i) {
-    EXPECT_NE(test::info(*pipe, kKindSubpic, i)["type"], Any(2)) << i;
-    ASSERT_EQ(overlay(*pipe, i), 0);
-    EXPECT_EQ(hashAt(*pipe, 20), clean[20]) << i;
-  }
-  // Not even when the list says otherwise.
-  MpegSettings& set = instanceOf(*pipe)->set;
-  set.displaySubpictures = set.overlay = 1;
-  EXPECT_EQ(hashAt(*pipe, 20), clean[20]);
 }
 
 // A copy of a Matroska file with `damage` done to the payload of each subtitle packet.
