@@ -179,14 +179,13 @@ int MpegInDec::setOverlay(int videoIndex, int overlay) {
   MpegInVideoStream& stream = *video(videoIndex);
   AnyDict& info = stream.info;
   MpegSettings* const set = stream.decoder ? &stream.decoder->set : nullptr;
-  // The picture in the frame is decoded again, with or without the overlay. A stream that is not selected has
-  // none; selecting it decodes one by the switch as it then is.
+  // The picture in the frame is decoded again, with or without the overlay.
   auto const refresh = [&] {
     if (stream.selected) seekToFrame(stream.frame->frameNumber(), videoIndex);
   };
   if (overlay == -1) {
     info.set("_displaySubpics", 0);
-    if (set && set->displaySubpictures) {
+    if (stream.selected && set && set->displaySubpictures) {
       set->displaySubpictures = 0;
       refresh();
     }
@@ -207,7 +206,7 @@ int MpegInDec::setOverlay(int videoIndex, int overlay) {
     return 0;
   }
   info.set("_displaySubpics", 1);
-  if (set && !set->displaySubpictures) {
+  if (stream.selected && set && !set->displaySubpictures) {
     set->displaySubpictures = 1;
     refresh();
   }

@@ -187,7 +187,8 @@ TEST(OverlaySwitch, FromOneStreamToTheOther_DrawsTheOther) {
   }
 }
 
-TEST(OverlaySwitch, WhileTheStreamIsNotSelected_HoldsFromItsSelection) {
+// The decoder's own switch goes off with a selected stream alone.
+TEST(OverlaySwitch, OnWhileTheStreamIsNotSelected_HoldsFromItsSelection_OffDoesNot) {
   auto const clean = test::frameHashes(dvd());
   auto const drawn = hashesWith(dvd(), 0);
   PipePtr const pipe = test::opened(dvd());
@@ -197,7 +198,11 @@ TEST(OverlaySwitch, WhileTheStreamIsNotSelected_HoldsFromItsSelection) {
   EXPECT_EQ(hashAt(*pipe, 20), drawn[20]);
   ASSERT_EQ(pipe->deselectStream(kKindVideo, 0), 0);
   ASSERT_EQ(overlay(*pipe, -1), 0);
+  EXPECT_EQ(overlay(*pipe), -1);
   ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
+  EXPECT_EQ(hashAt(*pipe, 20), drawn[20]);
+  ASSERT_EQ(overlay(*pipe, 0), 0);
+  ASSERT_EQ(overlay(*pipe, -1), 0);
   EXPECT_EQ(hashAt(*pipe, 20), clean[20]);
 }
 
