@@ -1,0 +1,72 @@
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <deque>
+#include <limits>
+#include <span>
+#include <string_view>
+
+#include "dmfdemux/packets.h"
+#include "dmfdemux/script.h"
+#include "mfimport/subpicture_index.h"
+
+namespace {
+
+using dmfdemux::Piece;
+using dmfdemux::Times;
+
+// Packets cut out of the input: a byte of length, two of times, the text.
+void addPackets(dmfdemux::ScriptWriter& writer, std::span<const std::uint8_t> bytes) {
+  std::deque<Piece> out;
+  writer.begin(out);
+  while (bytes.size() > 3) {
+    const std::size_t length = std::min<std::size_t>(bytes[0], bytes.size() - 3);
+    Times times{static_cast<std::int8_t>(bytes[1]) * std::int64_t{3600000000},
+                bytes[2] * std::int64_t{999999}};
+    if (bytes[1] == 0x7F) times.begin = std::numeric_limits<std::int64_t>::min();
+    if (bytes[2] == 0xFF) times.end = std::numeric_limits<std::int64_t>::max();
+    writer.add({reinterpret_cast<const char*>(bytes.data() + 3), length}, times, out);
+    bytes = bytes.subspan(3 + length);
+  }
+  writer.end(out);
+  for (const Piece& piece : out)
+    if (piece.isEvent && (piece.text.empty() || piece.times.end < piece.times.begin)) std::abort();
+}
+
+void readBitmapPacket(std::span<const std::uint8_t> packet) {
+  AVCodecParameters* stream = avcodec_parameters_alloc();
+  if (!stream) return;
+  for (const AVCodecID codec :
+       {AV_CODEC_ID_DVD_SUBTITLE, AV_CODEC_ID_HDMV_PGS_SUBTITLE, AV_CODEC_ID_DVB_SUBTITLE}) {
+    stream->codec_id = codec;
+    mfimport::beginsSubpictures(*stream, packet);
+    mfimport::continuesSubpicture(*stream, packet);
+  }
+  avcodec_parameters_free(&stream);
+  const auto canvas = mfimport::dvbDisplay(packet);
+  if (canvas && (canvas->width < 1 || canvas->height < 1)) std::abort();
+}
+
+}  // namespace
+
+/// Subtitle packets of any content become pieces of a script whose times do not run backwards; bitmap packets
+/// are read without being decoded. The first byte chooses.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  const std::span<const std::uint8_t> bytes(data + 1, size - 1);
+  switch (data[0] % 4) {
+    case 0:
+      addPackets(*dmfdemux::makeSubRipWriter(), bytes);
+      break;
+    case 1:
+      addPackets(*dmfdemux::makeSubStationWriter("[Script Info]\n[V4+ Styles]\n[Events]\n"), bytes);
+      break;
+    case 2:
+      if (const auto times = dmfdemux::xsubTimes(bytes); times && times->begin < 0) std::abort();
+      break;
+    default:
+      readBitmapPacket(bytes);
+  }
+  return 0;
+}
