@@ -3,8 +3,24 @@
 #include <algorithm>
 #include <cstring>
 
+#if defined(__SANITIZE_THREAD__)
+#include <sanitizer/tsan_interface.h>
+#endif
+
 namespace mfimport {
 namespace {
+
+void handOver([[maybe_unused]] void* block) {
+#if defined(__SANITIZE_THREAD__)
+  __tsan_release(block);
+#endif
+}
+
+void takeOver([[maybe_unused]] void* block) {
+#if defined(__SANITIZE_THREAD__)
+  __tsan_acquire(block);
+#endif
+}
 
 // The widest vector registers that decoders use, in bytes; and what they may read behind a plane.
 constexpr size_t kAlignment = 64;
@@ -19,6 +35,7 @@ AVBufferRef* newBlock(void* opaque, size_t bytes) {
   void* const start = memory.allocate(bytes + kAlignment);
   if (!start) return nullptr;
   std::memset(start, 0, bytes + kAlignment);
+  handOver(start);
   const auto release = [](void* where, uint8_t* block) { reinterpret_cast<void (*)(void*)>(where)(block); };
   AVBufferRef* const reference = av_buffer_create(static_cast<uint8_t*>(start), bytes + kAlignment, release,
                                                   reinterpret_cast<void*>(memory.release), 0);
@@ -37,6 +54,10 @@ void PictureMemory::serve(AVCodecContext& decoder) {
   decoder.thread_safe_callbacks = 1;
 #pragma GCC diagnostic pop
 #endif
+}
+
+void PictureMemory::received(const AVFrame& frame) {
+  if (frame.buf[0]) takeOver(frame.buf[0]->data);
 }
 
 int PictureMemory::onGetBuffer(AVCodecContext* decoder, AVFrame* frame, int flags) {

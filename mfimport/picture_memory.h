@@ -21,6 +21,10 @@ class PictureMemory {
   // Before the decoder is opened. Codecs that bring their own memory keep it.
   void serve(AVCodecContext& decoder);
 
+  // To be called for every picture that comes out of the decoder. Tells the thread sanitizer what
+  // libavcodec's own waiting, which it does not see, has brought about: the block is this thread's now.
+  static void received(const AVFrame& frame);
+
  private:
   static constexpr int kPlanes = 4;
 

@@ -59,6 +59,7 @@ std::optional<DecodedPicture> PictureSource::next() {
     const int result = avcodec_receive_frame(codec_.get(), frame.get());
     if (result >= 0) {
       ++stats_.pictures;
+      PictureMemory::received(*frame);
       const int64_t display = frame->pts;
       if (display >= passed_ && display < static_cast<int64_t>(stream_.video.frames())) {
         passed_ = display + 1;
