@@ -75,7 +75,7 @@ bool PictureMemory::layoutFor(AVCodecContext& decoder, const AVFrame& frame, Lay
   for (bool even = false; !even; width += width & ~(width - 1)) {
     if (av_image_fill_linesizes(layout.strides.data(), format, width) < 0) return false;
     even = true;
-    for (int plane = 0; plane < kPlanes; ++plane)
+    for (size_t plane = 0; plane < kPlanes; ++plane)
       even = even && layout.strides[plane] % std::max(alignment[plane], 1) == 0;
   }
   ptrdiff_t strides[kPlanes];
@@ -83,7 +83,7 @@ bool PictureMemory::layoutFor(AVCodecContext& decoder, const AVFrame& frame, Lay
   size_t sizes[kPlanes] = {};
   if (av_image_fill_plane_sizes(sizes, format, height, strides) < 0) return false;
   layout.bytes = 0;
-  for (int plane = 0; plane < kPlanes; ++plane) {
+  for (size_t plane = 0; plane < kPlanes; ++plane) {
     layout.offsets[plane] = layout.bytes;
     if (sizes[plane] == 0) layout.strides[plane] = 0;
     if (sizes[plane] > 0) layout.bytes += aligned(sizes[plane] + kReadBehind);
@@ -98,7 +98,7 @@ int PictureMemory::fill(AVCodecContext& decoder, AVFrame& frame, int flags) {
   frame.buf[0] = block(layout.bytes);
   if (!frame.buf[0]) return AVERROR(ENOMEM);
   uint8_t* const start = reinterpret_cast<uint8_t*>(aligned(reinterpret_cast<uintptr_t>(frame.buf[0]->data)));
-  for (int plane = 0; plane < kPlanes; ++plane) {
+  for (size_t plane = 0; plane < kPlanes; ++plane) {
     frame.linesize[plane] = layout.strides[plane];
     frame.data[plane] = layout.strides[plane] ? start + layout.offsets[plane] : nullptr;
   }

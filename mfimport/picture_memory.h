@@ -26,7 +26,7 @@ class PictureMemory {
   static void received(const AVFrame& frame);
 
  private:
-  static constexpr int kPlanes = 4;
+  static constexpr size_t kPlanes = 4;
 
   // Where the planes of a picture lie within its block.
   struct Layout {

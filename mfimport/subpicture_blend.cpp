@@ -9,8 +9,8 @@
 namespace mfimport {
 namespace {
 
-constexpr uint32_t kI420 = mpegFourcc("I420"), kYuyv = mpegFourcc("YUYV"), kBgr4 = mpegFourcc("BGR4"),
-                   kY216 = mpegFourcc("Y216"), kW016 = mpegFourcc("W016");
+constexpr uint32_t kI420 = mpegFourcc("I420"), kBgr4 = mpegFourcc("BGR4"), kY216 = mpegFourcc("Y216"),
+                   kW016 = mpegFourcc("W016");
 
 constexpr uint32_t kSteps = 16;  // finer than the alpha of a colour, for means
 constexpr uint32_t kOpaque = 255 * kSteps;
