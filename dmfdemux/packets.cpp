@@ -19,7 +19,7 @@ std::optional<int64_t> xsubTime(std::span<const uint8_t> text) {
   int64_t time = 0;
   for (size_t i = 0; i < kForm.size(); ++i) {
     const bool digit = text[i] >= '0' && text[i] <= '9';
-    if (kForm[i] == '0' ? !digit : text[i] != kForm[i]) return std::nullopt;
+    if (kForm[i] == '0' ? !digit : text[i] != static_cast<uint8_t>(kForm[i])) return std::nullopt;
     if (digit) time += (text[i] - '0') * kWeight[i];
   }
   return time;

@@ -132,7 +132,7 @@ std::string headline(KyStreamKind kind, AnyDict const& info) {
   }
   if (kind == kKindAudio) {
     int const joined = info["_joined"].asVector().size();
-    Any const mode = info.descendant("bitstream", "codingMode", nullptr);
+    Any const& mode = info.descendant("bitstream", "codingMode", nullptr);
     return fmt::format("{} {} Hz, {} channels{}{}, {} bits, {} samples, {}{}", toLine(info["codec"]),
                        info["samplerate"].asInt32(), info["channels"].asInt32(),
                        mode.valid() ? " (" + toLine(mode) + ")" : "",

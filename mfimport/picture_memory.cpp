@@ -97,7 +97,9 @@ int PictureMemory::fill(AVCodecContext& decoder, AVFrame& frame, int flags) {
     return avcodec_default_get_buffer2(&decoder, &frame, flags);
   frame.buf[0] = block(layout.bytes);
   if (!frame.buf[0]) return AVERROR(ENOMEM);
-  uint8_t* const start = reinterpret_cast<uint8_t*>(aligned(reinterpret_cast<uintptr_t>(frame.buf[0]->data)));
+  uint8_t* const data = frame.buf[0]->data;
+  uint8_t* const start =
+      data + (aligned(reinterpret_cast<uintptr_t>(data)) - reinterpret_cast<uintptr_t>(data));
   for (size_t plane = 0; plane < kPlanes; ++plane) {
     frame.linesize[plane] = layout.strides[plane];
     frame.data[plane] = layout.strides[plane] ? start + layout.offsets[plane] : nullptr;
