@@ -37,11 +37,6 @@ MemoryIo::MemoryIo() {
 
 MemoryIo::~MemoryIo() { ky_registry()->setExternalDecoderIO(nullptr); }
 
-int64_t MemoryIo::bytesRead() const {
-  std::lock_guard const guard(lock_);
-  return bytesRead_;
-}
-
 std::shared_ptr<MemoryIo::Bytes const> MemoryIo::load(std::string const& name) {
   std::lock_guard const guard(lock_);
   if (auto loaded = files_[name].lock()) return loaded;
@@ -79,16 +74,13 @@ int64_t MemoryIo::seek(void*, void* handle, int64_t position, int whence) {
   return file.position = base + position;
 }
 
-int MemoryIo::read(void* self, void* handle, void* buffer, int bytes) {
+int MemoryIo::read(void*, void* handle, void* buffer, int bytes) {
   auto& file = *static_cast<Handle*>(handle);
   int64_t const left = static_cast<int64_t>(file.bytes->size()) - file.position;
   auto const count = static_cast<int>(std::clamp<int64_t>(left, 0, std::max(bytes, 0)));
   if (count == 0) return 0;
   std::memcpy(buffer, file.bytes->data() + file.position, static_cast<size_t>(count));
   file.position += count;
-  auto& io = *static_cast<MemoryIo*>(self);
-  std::lock_guard const guard(io.lock_);
-  io.bytesRead_ += count;
   return count;
 }
 

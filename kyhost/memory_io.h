@@ -21,8 +21,6 @@ class MemoryIo {
   MemoryIo(MemoryIo const&) = delete;
   MemoryIo& operator=(MemoryIo const&) = delete;
 
-  int64_t bytesRead() const;
-
  private:
   using Bytes = std::vector<unsigned char>;
   struct Handle {
@@ -41,9 +39,8 @@ class MemoryIo {
   // Null when the file cannot be read.
   std::shared_ptr<Bytes const> load(std::string const& name);
 
-  mutable std::mutex lock_;
+  std::mutex lock_;
   std::map<std::string, std::weak_ptr<Bytes const>> files_;
-  int64_t bytesRead_ = 0;
 };
 
 }  // namespace kyhost

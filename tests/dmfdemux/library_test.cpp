@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "dmfdemux/dmfdemux.h"
+#include "tests/support/dmf_files.h"
 #include "tests/support/media.h"
-#include "tests/support/subtitle_files.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <fstream>
 
 #include "tests/kyhost/program.h"
+#include "tests/support/bitmap_subtitles.h"
 #include "tests/support/media.h"
-#include "tests/support/subtitle_file.h"
 
 namespace {
 

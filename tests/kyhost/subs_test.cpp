@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "tests/kyhost/program.h"
+#include "tests/support/dmf_files.h"
 #include "tests/support/media.h"
-#include "tests/support/subtitle_files.h"
 
 namespace {
 

@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "host/registry.h"
+#include "tests/support/dmf_files.h"
 #include "tests/support/media.h"
 #include "tests/support/plugin_host.h"
 #include "tests/support/recording.h"
-#include "tests/support/subtitle_files.h"
 #include "tests/support/tempfolder.h"
 
 namespace {

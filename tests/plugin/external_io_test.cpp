@@ -275,8 +275,9 @@ INSTANTIATE_TEST_SUITE_P(Files, PublicFile, testing::ValuesIn(mediaFiles()), [](
   return name;
 });
 
-TEST(PublicFiles, AreThere) {
+TEST(PublicFiles, AreAllRead) {
   if (mediaFiles().empty()) GTEST_SKIP() << "the public media files are not at " << mediaDir();
+  EXPECT_EQ(mediaFiles().size(), 52U);
 }
 
 }  // namespace

@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "mfimport/mfimport.h"
+#include "tests/support/bitmap_subtitles.h"
 #include "tests/support/media.h"
 #include "tests/support/plugin_host.h"
 #include "tests/support/sequence.h"
-#include "tests/support/subtitle_file.h"
 
 namespace overlaying {
 

@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "tests/scripted_dmf/scripted_dmf.h"
+#include "tests/support/dmf_files.h"
 #include "tests/support/media.h"
 #include "tests/support/plugin_host.h"
 #include "tests/support/recording.h"
-#include "tests/support/subtitle_files.h"
 #include "tests/support/tempfolder.h"
 
 namespace {

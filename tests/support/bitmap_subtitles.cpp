@@ -1,4 +1,4 @@
-#include "tests/support/subtitle_file.h"
+#include "tests/support/bitmap_subtitles.h"
 
 #include <fstream>
 
