@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "parser_xdcam_ex/source/cardcatalogue.h"
 #include "parser_xdcam_ex/source/xdcamexparser.h"
 #include "parser_xdcam_ex/source/xmltext.h"
 
@@ -20,6 +21,20 @@ void require(bool condition) {
   if (!condition) std::abort();
 }
 
+/// The reading by elements, as far as it goes without files.
+void readByElements(std::string_view description, std::string_view texts, bool smi) {
+  const auto umid = findDescribedUmid(description, smi);
+  const CardCatalogue catalogue(texts);
+  const auto* entry = catalogue.entryOf(umid ? umid->value : "1");
+  if (!entry) return;
+  const auto clips = catalogue.clipsOf(*entry);
+  require(!clips || clips->size() <= entry->components.size());
+  if (const auto* take = catalogue.takeWith(*entry)) {
+    require(take != entry);
+    catalogue.clipsOf(*take);
+  }
+}
+
 }  // namespace
 
 /// First byte: bit 0 says whether the description is an SMI. Then the description and, after the first byte
@@ -28,6 +43,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size == 0) return 0;
   const std::string_view input(reinterpret_cast<const char*>(data) + 1, size - 1);
   const std::size_t border = input.find('\1');
+
+  readByElements(input.substr(0, border), input, (data[0] & 1) != 0);
 
   OpenParser parser;
   parser.is_smi = data[0] & 1;

@@ -4,9 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 
 struct FileCloser {
@@ -33,5 +36,23 @@ inline bool lengthBySeeking(std::FILE* file, std::uint32_t& length) {
   const off_t end = ::ftello(file);
   if (end < 0 || ::fseeko(file, 0, SEEK_SET) != 0) return false;
   length = static_cast<std::uint32_t>(end);
+  return true;
+}
+
+/// Reads `length` bytes, as far as the first NUL. Memory grows with what really arrives: the length is what
+/// the file system claims.
+inline bool readText(std::FILE* file, std::uint32_t length, std::string& text) {
+  constexpr std::size_t kPiece = std::size_t{1} << 20;
+  try {
+    while (text.size() < length) {
+      const std::size_t have = text.size();
+      const std::size_t want = std::min<std::size_t>(kPiece, length - have);
+      text.resize(have + want);
+      if (std::fread(text.data() + have, 1, want, file) != want) return false;
+    }
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  text.resize(std::strlen(text.c_str()));
   return true;
 }

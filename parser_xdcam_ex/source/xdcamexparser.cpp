@@ -1,9 +1,6 @@
 #include "parser_xdcam_ex/source/xdcamexparser.h"
 
-#include <algorithm>
 #include <cstdlib>
-#include <cstring>
-#include <new>
 #include <utility>
 
 #include "parser_xdcam_ex/source/cardfile.h"
@@ -23,23 +20,6 @@ void printDashes() {
   std::fflush(stdout);
   std::fprintf(stderr, "%s: %s: Assertion `%s' failed.\n", source, function, expression);
   std::abort();
-}
-
-/// Reads `length` bytes. Memory grows with what really arrives: the length is what the file system claims.
-bool readText(std::FILE* file, std::uint32_t length, std::string& text) {
-  constexpr std::size_t kPiece = std::size_t{1} << 20;
-  try {
-    while (text.size() < length) {
-      const std::size_t have = text.size();
-      const std::size_t want = std::min<std::size_t>(kPiece, length - have);
-      text.resize(have + want);
-      if (std::fread(text.data() + have, 1, want, file) != want) return false;
-    }
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  text.resize(std::strlen(text.c_str()));
-  return true;
 }
 
 }  // namespace

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+/// The UMID that a description names.
+struct DescribedUmid {
+  std::string value;
+  /// Whether attributes follow it in its tag.
+  bool followed = false;
+};
+
+/// The first attribute `umid` of an SMI, the first `umidRef` of a sidecar.
+std::optional<DescribedUmid> findDescribedUmid(std::string_view description, bool smi);
+
+/// Whether a catalogue's name is that of a file about a clip rather than of the clip: by its extension, in
+/// capitals or not.
+bool isAboutAClip(std::string_view name);
+
+/// The entries (`Material`) of a card's catalogue and the essence files that they stand for. Immutable.
+class CardCatalogue {
+ public:
+  struct Component {
+    std::string umid, uri;
+  };
+  struct Entry {
+    std::string umid;
+    std::vector<Component> components;
+    /// Its tag, or an element before its first component, names "./CLPR/".
+    bool namesClipFirst = false;
+  };
+
+  explicit CardCatalogue(std::string_view text);
+
+  /// The entry whose own UMID this is, or else the first that has a component of it. Null when there is none.
+  const Entry* entryOf(const std::string& umid) const;
+  /// Another entry that has this one, or what it consists of, as a component: the take of a clip. Null when
+  /// there is none.
+  const Entry* takeWith(const Entry& entry) const;
+  /// Essence files of an entry, relative to the folder of the catalogue, in order, each once in a row.
+  /// Nothing when a component cannot be resolved.
+  std::optional<std::vector<std::string>> clipsOf(const Entry& entry) const;
+
+ private:
+  void index();
+  std::optional<std::string> essenceOf(const Component& component) const;
+
+  std::vector<Entry> entries_;
+  /// Entries by their own UMID and by those of their components, and essence files by the latter.
+  std::unordered_map<std::string, std::size_t> own_;
+  std::unordered_map<std::string, std::vector<std::size_t>> holders_;
+  std::unordered_map<std::string, std::string> essence_;
+};

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "parser_xdcam_ex/source/cardcatalogue.h"
+#include "parser_xdcam_ex/source/xdcamexparser.h"
+
+/// The card parser for cards that the text scan cannot read. The scan goes first; where it fails, lists a
+/// clip twice in a row, or lists a description in a clip's place, the card is read again by its elements.
+/// Then a byte-order mark is passed over, a UMID ends at its closing quote, an entry counts by its components
+/// whatever else names "./CLPR/", and a clip named twice in a row is listed once. Line breaks may stand
+/// between all attributes.
+///
+/// A description that names a part's own UMID opens the take that the part belongs to.
+class ForgivingCardParser : public XDCamExParser {
+ public:
+  /// As `ProcessData`. Where the second reading fails too, result, list and `error_text` are those of the
+  /// first. Only the first prints progress.
+  bool ProcessForgiving(const std::string& in_file_name, const std::string& out_file_name, int verbose_level);
+
+  /// What the second reading forgave, for people; empty when the list is the first one's.
+  const std::vector<std::string>& forgiven() const { return forgiven_; }
+
+ private:
+  bool listIsUsable() const;
+  /// Fills `root_dir` and `clip_list`.
+  bool readAgain(const std::string& in_file_name);
+  std::optional<std::vector<std::string>> clipsFor(const DescribedUmid& umid, const CardCatalogue& catalogue);
+  std::optional<std::string> readDocument(const std::string& path, std::string_view what);
+
+  std::vector<std::string> forgiven_;
+};

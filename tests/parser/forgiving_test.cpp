@@ -1,0 +1,242 @@
+#include "parser_xdcam_ex/source/forgivingparser.h"
+
+#include <gmock/gmock.h>
+
+#include "tests/parser/cardfixture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+struct OpenForgiving : ForgivingCardParser {
+  using XDCamExParser::clip_list;
+};
+
+const std::string kMark = "\xEF\xBB\xBF";
+
+std::string entry(const std::string& name, const std::string& inner = "") {
+  return "<Material uri=\"./CLPR/" + name + "/" + name + ".SMI\" umid=\"U" + name + "x\">\n" +
+         (inner.empty() ? "<Component uri=\"./CLPR/" + name + "/" + name + ".MP4\" umid=\"U" + name + "x\"/>"
+                        : inner) +
+         "\n</Material>\n";
+}
+
+/// Clips 1 to 3, of which 1 and 2 are the take 0; texts are the tests' own.
+class Forgiving : public CardTest {
+ protected:
+  void SetUp() override {
+    CardTest::SetUp();
+    for (const char* name : {"1", "2", "3"})
+      write(std::string("card/BPAV/CLPR/") + name + "/" + name + ".MP4", "12345");
+    catalogue(entry("1") + entry("2") + entry("3") + take_);
+  }
+  void catalogue(const std::string& text) { write("card/BPAV/MEDIAPRO.XML", "<MediaProfile>" + text); }
+
+  /// Clips that opening a description lists, read from the take list.
+  std::vector<std::string> opened(const std::string& name, const std::string& text) {
+    parser_ = {};
+    const std::string description = write("card/BPAV/" + name, text);
+    if (!parser_.ProcessForgiving(description, at("t.mzl"), 0)) return {"error: " + parser_.error_text};
+    std::vector<std::string> clips;
+    const std::string list = read(at("t.mzl"));
+    EXPECT_TRUE(list.starts_with("XMP4\r\n"));
+    for (std::size_t begin = 6, end; (end = list.find(";  5\r\n", begin)) != std::string::npos;
+         begin = end + 6)
+      clips.push_back(list.substr(begin + card().size(), end - begin - card().size()));
+    return clips;
+  }
+  std::vector<std::string> clip(const std::string& umid) {
+    return opened("CLPR/1/1M01.XML", "<a umidRef=\"" + umid + "\"/>");
+  }
+
+  const std::string first_ = "CLPR/1/1.MP4", second_ = "CLPR/2/2.MP4", third_ = "CLPR/3/3.MP4";
+  const std::string take_ =
+      "<Material umid=\"U0x\"><Component uri=\"./CLPR/1/1.SMI\" umid=\"U1x\"/>\n"
+      "<Component uri=\"./CLPR/2/2.SMI\" umid=\"U2x\"/>\n</Material>";
+  OpenForgiving parser_;
+};
+
+TEST_F(Forgiving, ACardThatTheScanFollowsIsReadByIt) {
+  EXPECT_THAT(clip("U0x"), ElementsAre(first_, second_));
+  EXPECT_THAT(parser_.forgiven(), IsEmpty());
+}
+
+TEST_F(Forgiving, AnOwnEntryThatNamesItsClipFirst) {
+  EXPECT_THAT(clip("U3x"), ElementsAre(third_));
+  EXPECT_THAT(parser_.forgiven(), ElementsAre("an entry that names \"./CLPR/\" before its first component"));
+}
+
+TEST_F(Forgiving, AnElementBeforeTheComponentsThatNamesTheClip) {
+  catalogue(
+      "<Material umid=\"U3x\"><RelevantInfo uri=\"./CLPR/3/3M01.XML\"/>"
+      "<Component uri=\"./CLPR/3/3.MP4\" umid=\"U3x\"/></Material>");
+  EXPECT_THAT(clip("U3x"), ElementsAre(third_));
+}
+
+TEST_F(Forgiving, ByteOrderMarks) {
+  EXPECT_THAT(opened("CLPR/1/1.SMI", kMark + "<a umid=\"U0x\"/>"), ElementsAre(first_, second_));
+  EXPECT_THAT(parser_.forgiven(), ElementsAre("a byte-order mark before the description"));
+  write("card/BPAV/MEDIAPRO.XML", kMark + "<x/>" + entry("1") + entry("2") + take_);
+  EXPECT_THAT(clip("U0x"), ElementsAre(first_, second_));
+  EXPECT_THAT(parser_.forgiven(), ElementsAre("a byte-order mark before the catalogue"));
+}
+
+TEST_F(Forgiving, OtherTextBeforeADocumentIsNotPassedOver) {
+  EXPECT_THAT(opened("CLPR/1/1.SMI", "\n<a umid=\"U0x\"/>"), ElementsAre("error: "));
+  EXPECT_THAT(opened("CLPR/1/1.SMI", kMark + kMark + "<a umid=\"U0x\"/>"), ElementsAre("error: "));
+  EXPECT_THAT(opened("CLPR/1/1.SMI", kMark), ElementsAre("error: "));
+}
+
+TEST_F(Forgiving, AUmidWithSomethingBehindIt) {
+  for (const char* text :
+       {"<a umidRef=\"U0x\" status=\"OK\"/>", "<a umidRef=\"U0x\"\r\n\t\tstatus=\"OK\"\r\n/>",
+        "<a umidRef='U0x' status='OK'/>", "<a umidRef=\"U0x\" />", "<a umidRef = \"U0x\"/>"})
+    EXPECT_THAT(opened("CLPR/1/1M01.XML", text), ElementsAre(first_, second_)) << text;
+  EXPECT_THAT(opened("CLPR/1/1.SMI", "<smil umid=\"U0x\" xmlns=\"urn:x\">"), ElementsAre(first_, second_));
+  EXPECT_THAT(parser_.forgiven(), ElementsAre("attributes behind the UMID"));
+}
+
+TEST_F(Forgiving, DescriptionsOfTheTakeBelowTakr) {
+  EXPECT_THAT(opened("TAKR/0/0.SMI", kMark + "<a umid=\"U0x\"/>"), ElementsAre(first_, second_));
+  EXPECT_THAT(opened("TAKR/0/0M01.XML", "<a umidRef=\"U0x\" status=\"OK\"/>"), ElementsAre(first_, second_));
+}
+
+TEST_F(Forgiving, ASidecarBelowAFolderWhosePathSaysSmi) {
+  parser_ = {};
+  write("SMITH/BPAV/MEDIAPRO.XML", "<x/>" + entry("1") + entry("2") + take_);
+  write("SMITH/BPAV/CLPR/1/1.MP4", "12345");
+  const std::string sidecar = write("SMITH/BPAV/CLPR/1/1M01.XML", "<a umidRef=\"U0x\"/>");
+  EXPECT_TRUE(parser_.ProcessForgiving(sidecar, at("t.mzl"), 0)) << parser_.error_text;
+  EXPECT_THAT(parser_.clip_list, ElementsAre(first_, second_));
+}
+
+TEST_F(Forgiving, ClipsNamedTwiceAreListedOnce) {
+  const auto twins = [](const std::string& name) {
+    return "<Component uri=\"./CLPR/" + name + "/" + name + ".SMI\" umid=\"U" + name + "x\"/>" +
+           "<Component uri=\"./CLPR/" + name + "/" + name + ".MP4\" umid=\"U" + name + "x\"/>" +
+           "<RelevantInfo uri=\"./CLPR/" + name + "/" + name + "M01.XML\"/>";
+  };
+  catalogue(entry("1") + entry("2") + "<Material umid=\"U0x\">" + twins("1") + twins("2") + "</Material>");
+  EXPECT_THAT(clip("U0x"), ElementsAre(first_, second_));
+  EXPECT_THAT(parser_.forgiven(), ElementsAre("a clip named more than once"));
+}
+
+TEST_F(Forgiving, AClipNamedTwiceWithAnotherBetween_IsPlayedTwice) {
+  catalogue(entry("1") + entry("2") +
+            "<Material umid=\"U0x\"><Component uri=\"./CLPR/1/1.SMI\" umid=\"U1x\"/>"
+            "<Component uri=\"./CLPR/1/1.MP4\" umid=\"U1x\"/><Component uri=\"./CLPR/2/2.SMI\" umid=\"U2x\"/>"
+            "<Component uri=\"./CLPR/1/1.SMI\" umid=\"U1x\"/></Material>");
+  EXPECT_THAT(clip("U0x"), ElementsAre(first_, second_, first_));
+}
+
+TEST_F(Forgiving, AnEntryWhoseDescriptionStandsBeforeItsEssence) {
+  const auto described = [](const std::string& name, const std::string& kind) {
+    return "<Material umid=\"U" + name + "x\"><Component uri=\"./CLPR/" + name + "/" + name + kind +
+           "\" umid=\"U" + name + "x\"/><Component uri=\"./CLPR/" + name + "/" + name + ".MP4\" umid=\"U" +
+           name + "x\"/></Material>";
+  };
+  for (const char* name : {"1", "2"})
+    write(std::string("card/BPAV/CLPR/") + name + "/" + name + ".SMI", "<a/>");
+  catalogue(described("1", ".SMI") + described("2", ".SMI") + take_);
+  EXPECT_THAT(clip("U0x"), ElementsAre(first_, second_));
+  catalogue(described("1", ".smi") + described("2", ".smi") + take_);
+  EXPECT_THAT(clip("U0x"), ElementsAre(first_, second_));
+}
+
+TEST_F(Forgiving, AttributesOnLinesOfTheirOwn) {
+  for (const char* line : {"\n\t", "\r\n\t"}) {
+    std::string text = entry("1") + entry("2") + take_;
+    for (std::size_t at = text.find(" u"); at != std::string::npos; at = text.find(" u", at))
+      text.replace(at, 1, line);
+    catalogue(text);
+    EXPECT_THAT(clip("U0x"), ElementsAre(first_, second_));
+    EXPECT_THAT(parser_.forgiven(), ElementsAre("the layout of its tags"));
+  }
+}
+
+TEST_F(Forgiving, ATakeThatStandsBeforeTheEntriesOfItsParts) {
+  catalogue(take_ + entry("1") + entry("2"));
+  write("card/BPAV/CLPR/1/1.SMI", "<a/>");
+  EXPECT_THAT(clip("U0x"), ElementsAre(first_, second_));
+}
+
+TEST_F(Forgiving, APartThatNamesItself_OpensItsTake) {
+  EXPECT_THAT(clip("U2x"), ElementsAre(first_, second_));
+  EXPECT_THAT(parser_.forgiven(), testing::Contains("a description that names its part, not its take"));
+}
+
+TEST_F(Forgiving, EssenceWithAUmidOfItsOwn) {
+  const std::string one =
+      "<Material uri=\"./CLPR/1/1.SMI\" umid=\"M1x\"><Component uri=\"./CLPR/1/1.MP4\" "
+      "umid=\"U1x\"/></Material>";
+  catalogue(one);
+  EXPECT_THAT(clip("M1x"), ElementsAre(first_));
+  catalogue(
+      "<Material umid=\"U0x\" a=\"./CLPR/\"><Component uri=\"./CLPR/1/1.SMI\" umid=\"M1x\"/></Material>" +
+      one);
+  EXPECT_THAT(clip("U0x"), ElementsAre(first_));
+}
+
+TEST_F(Forgiving, EntriesInAComment_AreNone) {
+  catalogue("<!-- " + entry("3") + "-->" +
+            "<Material umid=\"U3x\"><Component uri=\"./CLPR/2/2.MP4\" umid=\"U3x\"/></Material>");
+  EXPECT_THAT(clip("U3x"), ElementsAre(second_));
+}
+
+TEST_F(Forgiving, WhatCannotBeForgiven_HasTheTextOfTheScan) {
+  EXPECT_THAT(clip("U9x"), ElementsAre("error: take umid not found!"));
+  EXPECT_THAT(opened("CLPR/1/1.SMI", "<a/>"), ElementsAre("error: No UMID available !"));
+  EXPECT_THAT(opened("CLPR/1/1.txt", "<a/>"), ElementsAre("error: Invalid input file !! Must be SMI or XML"));
+  catalogue("<Material umid=\"U0x\"><Component uri=\"./CLPR/1/1.SMI\"/></Material>");
+  EXPECT_THAT(clip("U0x"), ElementsAre("error: clip umid not found!"));
+  catalogue("<Material umid=\"U0x\"><Component uri=\"./CLPR/1/1.SMI\" umid=\"U1x\"/></Material>");
+  EXPECT_THAT(clip("U0x"), ElementsAre("error: No mp4 file found"));
+  catalogue(entry("4"));
+  EXPECT_THAT(clip("U4x"), ElementsAre("error: No mp4 file found"));
+  std::filesystem::remove(at("card/BPAV/MEDIAPRO.XML"));
+  EXPECT_THAT(clip("U0x"), ElementsAre("error: Unable to open " + card() + "MEDIAPRO.XML"));
+  EXPECT_THAT(parser_.forgiven(), IsEmpty());
+}
+
+TEST_F(Forgiving, AListThatCannotBeBettered_StaysAsItWas) {
+  // The component names its clip twice, and there is no such file for the second reading.
+  write("card/BPAV/CLPR/1/1.SMI", "<a/>");
+  catalogue(
+      "<Material umid=\"U0x\"><Component uri=\"./CLPR/1/1.SMI\" a=\"./CLPR/\" umid=\"U0x\"/></Material>");
+  parser_ = {};
+  const std::string sidecar = write("card/BPAV/CLPR/1/1M01.XML", "<a umidRef=\"U0x\"/>");
+  EXPECT_TRUE(parser_.ProcessForgiving(sidecar, at("t.mzl"), 0));
+  EXPECT_EQ(read(at("t.mzl")),
+            "XMP4\r\n" + card() + "CLPR/1/1.SMI;  4\r\n" + card() + "CLPR/1/1.SMI;  4\r\n");
+  EXPECT_THAT(parser_.forgiven(), IsEmpty());
+}
+
+TEST_F(Forgiving, ARewrittenListThatNamesNoFile_GivesWayToTheScansOwn) {
+  write("card/BPAV/CLPR/1/1.SMI", "<a/>");
+  catalogue(
+      "<Material umid=\"U0x\"><Component uri=\"./CLPR/1/1.SMI\" umid=\"U0x\"/>"
+      "<Component uri=\"./CLPR/1/gone.MP4\" umid=\"U0x\"/></Material>");
+  EXPECT_THAT(clip("U0x"), IsEmpty());
+  EXPECT_EQ(read(at("t.mzl")),
+            "XMP4\r\n" + card() + "CLPR/1/1.SMI;  4\r\n" + card() + "CLPR/1/1.SMI;  4\r\n");
+}
+
+TEST_F(Forgiving, OnlyTheScanPrintsItsProgress) {
+  const std::string plain = write("card/BPAV/CLPR/3/3M01.XML", "<a umidRef=\"U3x\"/>");
+  const auto printed = [&](bool forgiving) {
+    parser_ = {};
+    testing::internal::CaptureStdout();
+    if (forgiving)
+      parser_.ProcessForgiving(plain, at("t.mzl"), 2);
+    else
+      parser_.ProcessData(plain, at("t.mzl"), 2);
+    std::fflush(stdout);
+    return testing::internal::GetCapturedStdout();
+  };
+  const std::string once = printed(false);
+  EXPECT_FALSE(once.empty());
+  EXPECT_EQ(printed(true), once);
+}
+
+}  // namespace
