@@ -14,9 +14,23 @@ namespace {
 constexpr PictureFormat k1080i25{1920, 1080, true, 2500, 100, 12, 35'000'000, false};
 constexpr PictureFormat k1080i30{1920, 1080, true, 30000, 1001, 15, 35'000'000, true};
 constexpr PictureFormat k720p50{1280, 720, false, 5000, 100, 24, 35'000'000, false};
+constexpr PictureFormat k1080p24{1920, 1080, false, 24000, 1001, 12, 35'000'000, false};
+
+PictureFormat formatOf(CardRate rate) {
+  switch (rate) {
+    case CardRate::p23976:
+      return k1080p24;
+    case CardRate::i50:
+      return k1080i25;
+    case CardRate::i5994:
+      return k1080i30;
+    default:
+      return k720p50;
+  }
+}
 
 PictureFormat shrunk(PictureFormat format) {
-  if (!format.interlaced) {
+  if (format.height == 720) {
     format.width = 320;
     format.height = 192;
   } else {
@@ -62,7 +76,8 @@ Take makeTake(int number, const TakeOutline& outline, const CardOptions& options
   take.name = fmt::format("632_{:04}", number);
   take.number = number;
   take.audioTracks = outline.audioTracks;
-  take.format = options.small ? shrunk(outline.format) : outline.format;
+  take.format = options.rate ? formatOf(*options.rate) : outline.format;
+  if (options.small) take.format = shrunk(take.format);
   take.startTimecode = outline.startTimecode;
   take.form = options.oneForm ? options.form : outline.form;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -53,16 +54,38 @@ struct Take {
   int frames() const { return clips.back().firstFrame + clips.back().frames; }
 };
 
+/// Liberties that texts of cards take. README.md in this folder says what each means to the card parser.
+struct CardLayout {
+  /// A UTF-8 byte-order mark before the catalogue and every description.
+  bool byteOrderMarks = false;
+  /// Lines ending in CR LF.
+  bool carriageReturns = false;
+  /// Further attributes behind `umid` and `umidRef`.
+  bool followedUmids = false;
+  /// Every clip named by a `Component` for its SMI and one for its MP4.
+  bool twinComponents = false;
+  /// A `RelevantInfo` with "./CLPR/" behind every clip's components, in the take's entry too.
+  bool relevantInfo = false;
+  /// Every attribute on a line of its own, and so the end of the tag.
+  bool brokenTags = false;
+  /// No folder TAKR, and no name in it.
+  bool withoutTakr = false;
+};
+
+/// Format of all takes, by the names that catalogues use.
+enum class CardRate { p23976, i50, i5994, p50 };
+
 struct CardOptions {
   /// Length of every take in seconds; 0 is a few dozen frames.
   double seconds = 0;
-  /// Pictures of 352x288 (25 Hz), 352x240 (30 Hz) and 320x192 (50 Hz) instead of the camera's sizes.
+  /// One format for all takes; without it each has its own.
+  std::optional<CardRate> rate;
+  /// Pictures of 352x288, 352x240 (30 Hz) and 320x192 (50 Hz) instead of the camera's sizes.
   bool small = false;
   /// Form of all single clips; without it takes 2 and 3 use `child` and take 4 `attribute`.
   bool oneForm = false;
   CatalogueForm form = CatalogueForm::child;
-  /// Catalogue and descriptions with lines ending in CR LF.
-  bool carriageReturns = false;
+  CardLayout layout;
 };
 
 /// Takes of a sample card: 1 spans three clip files with four audio tracks, 2 is one clip of the same format

@@ -89,12 +89,13 @@ class StagedFolder {
 
 class TextWriter {
  public:
-  explicit TextWriter(bool carriageReturns) : carriageReturns_(carriageReturns) {}
+  explicit TextWriter(const CardLayout& layout) : layout_(layout) {}
 
   void operator()(const fs::path& path, const std::string& text) const {
     std::ofstream file(path, std::ios::binary);
+    if (layout_.byteOrderMarks) file << "\xEF\xBB\xBF";
     for (const char character : text) {
-      if (character == '\n' && carriageReturns_) file.put('\r');
+      if (character == '\n' && layout_.carriageReturns) file.put('\r');
       file.put(character);
     }
     file.close();
@@ -102,33 +103,33 @@ class TextWriter {
   }
 
  private:
-  bool carriageReturns_;
+  CardLayout layout_;
 };
 
 }  // namespace
 
-void writeCard(const fs::path& folder, const std::vector<Take>& takes, bool carriageReturns,
+void writeCard(const fs::path& folder, const std::vector<Take>& takes, const CardLayout& layout,
                const ClipDone& done) {
   StagedFolder stage(folder / "BPAV");
-  const TextWriter write(carriageReturns);
+  const TextWriter write(layout);
 
   for (const Take& take : takes) {
     for (const Clip& clip : take.clips) {
       const fs::path clipFolder = stage.path() / "CLPR" / clip.name;
       createFolder(clipFolder);
       writeClip(clipFolder / (clip.name + ".MP4"), take, clip);
-      write(clipFolder / (clip.name + ".SMI"), clipSmi(take, clip));
-      write(clipFolder / (clip.name + "M01.XML"), sidecarXml(take, clip.firstFrame, clip.frames));
+      write(clipFolder / (clip.name + ".SMI"), clipSmi(take, clip, layout));
+      write(clipFolder / (clip.name + "M01.XML"), sidecarXml(take, clip.firstFrame, clip.frames, layout));
       if (done) done(take, clip);
     }
-    if (take.spanned()) {
+    if (take.spanned() && !layout.withoutTakr) {
       const fs::path takeFolder = stage.path() / "TAKR" / take.name;
       createFolder(takeFolder);
-      write(takeFolder / (take.name + ".SMI"), takeSmi(take));
-      write(takeFolder / (take.name + "M01.XML"), sidecarXml(take, 0, take.frames()));
+      write(takeFolder / (take.name + ".SMI"), takeSmi(take, layout));
+      write(takeFolder / (take.name + "M01.XML"), sidecarXml(take, 0, take.frames(), layout));
     }
   }
-  write(stage.path() / "MEDIAPRO.XML", catalogueXml(takes));
+  write(stage.path() / "MEDIAPRO.XML", catalogueXml(takes, layout));
   stage.becomeCard();
 }
 

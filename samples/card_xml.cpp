@@ -11,7 +11,30 @@ constexpr const char* kCreated = "2014-05-06T10:00:00Z";
 std::string rateName(const PictureFormat& format) {
   const bool whole = format.timeScale % format.frameDuration == 0;
   if (format.interlaced) return whole ? "50i" : "59.94i";
-  return "50p";
+  return whole ? "50p" : "23.98p";
+}
+
+/// Every attribute on a line of its own, the end of the tag too.
+std::string broken(const std::string& text) {
+  std::string out;
+  bool inTag = false, inValue = false;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const char character = text[at];
+    if (character == '<') inTag = text[at + 1] != '?' && text[at + 1] != '/';
+    if (character == '"' && inTag) inValue = !inValue;
+    const bool ends = character == '>' || text.compare(at, 2, "/>") == 0;
+    if (inTag && !inValue && ends && text[at - 1] == '"') out += "\n\t";
+    if (character == '>') inTag = false;
+    if (character == ' ' && inTag && !inValue)
+      out += "\n\t\t";
+    else
+      out += character;
+  }
+  return out;
+}
+
+std::string laidOut(const std::string& text, const CardLayout& layout) {
+  return layout.brokenTags ? broken(text) : text;
 }
 
 std::string videoType(const PictureFormat& format) {
@@ -29,45 +52,69 @@ std::string essenceTag(const Take& take, const Clip& clip) {
       inClipFolder(clip, ".MP4"), videoType(take.format), clip.umid);
 }
 
+std::string descriptionTag(const Clip& clip) {
+  return fmt::format("\t\t\t<Component uri=\"./{}\" type=\"PD-EDL\" umid=\"{}\"/>\n",
+                     inClipFolder(clip, ".SMI"), clip.umid);
+}
+
+std::string sidecarTag(const Clip& clip) {
+  return fmt::format("\t\t\t<RelevantInfo uri=\"./{}\" type=\"XML\"/>\n", inClipFolder(clip, "M01.XML"));
+}
+
+/// Components of a clip's own entry.
+std::string ownComponents(const Take& take, const Clip& clip, const CardLayout& layout) {
+  return essenceTag(take, clip) + (layout.twinComponents ? descriptionTag(clip) : "");
+}
+
 /// Entry whose tag names "./CLPR/" itself.
-std::string attributeEntry(const Take& take, const Clip& clip) {
+std::string attributeEntry(const Take& take, const Clip& clip, const CardLayout& layout) {
   return fmt::format(
-      "\t\t<Material uri=\"./{}\" type=\"PD-EDL\" dur=\"{}\" fps=\"{}\" ch=\"{}\" aspectRatio=\"16:9\" "
-      "umid=\"{}\">\n{}\t\t\t<RelevantInfo uri=\"./{}\" type=\"XML\"/>\n\t\t</Material>\n",
-      inClipFolder(clip, ".SMI"), clip.frames, rateName(take.format), take.audioTracks, clip.umid,
-      essenceTag(take, clip), inClipFolder(clip, "M01.XML"));
+             "\t\t<Material uri=\"./{}\" type=\"PD-EDL\" dur=\"{}\" fps=\"{}\" ch=\"{}\" "
+             "aspectRatio=\"16:9\" "
+             "umid=\"{}\">\n",
+             inClipFolder(clip, ".SMI"), clip.frames, rateName(take.format), take.audioTracks, clip.umid) +
+         ownComponents(take, clip, layout) + sidecarTag(clip) + "\t\t</Material>\n";
 }
 
 /// Entry in which only the essence's `Component` names "./CLPR/"; attributes over several lines.
-std::string childEntry(const Take& take, const Clip& clip) {
+std::string childEntry(const Take& take, const Clip& clip, const CardLayout& layout) {
+  const std::string sidecar =
+      layout.relevantInfo
+          ? sidecarTag(clip)
+          : fmt::format("\t\t\t<RelevantInfo type=\"XML\" uri=\"{}\"/>\n", inClipFolder(clip, "M01.XML"));
   return fmt::format(
-      "\t\t<Material type=\"PD-EDL\" umid=\"{}\"\n\t\t\tdur=\"{}\" fps=\"{}\" ch=\"{}\" "
-      "aspectRatio=\"16:9\"\n"
-      "\t\t\turi=\"CLPR/{}/{}.SMI\">\n{}\t\t\t<RelevantInfo type=\"XML\" uri=\"{}\"/>\n\t\t</Material>\n",
-      clip.umid, clip.frames, rateName(take.format), take.audioTracks, clip.name, clip.name,
-      essenceTag(take, clip), inClipFolder(clip, "M01.XML"));
+             "\t\t<Material type=\"PD-EDL\" umid=\"{}\"\n\t\t\tdur=\"{}\" fps=\"{}\" ch=\"{}\" "
+             "aspectRatio=\"16:9\"\n"
+             "\t\t\turi=\"CLPR/{}/{}.SMI\">\n",
+             clip.umid, clip.frames, rateName(take.format), take.audioTracks, clip.name, clip.name) +
+         ownComponents(take, clip, layout) + sidecar + "\t\t</Material>\n";
 }
 
-std::string takeEntry(const Take& take) {
-  std::string text = fmt::format(
-      "\t\t<Material uri=\"./TAKR/{0}/{0}.SMI\" type=\"PD-EDL\" dur=\"{1}\" fps=\"{2}\" ch=\"{3}\" "
-      "aspectRatio=\"16:9\" umid=\"{4}\">\n",
-      take.name, take.frames(), rateName(take.format), take.audioTracks, take.umid);
-  for (const Clip& clip : take.clips)
-    text += fmt::format("\t\t\t<Component uri=\"./{}\" type=\"PD-EDL\" umid=\"{}\"/>\n",
-                        inClipFolder(clip, ".SMI"), clip.umid);
-  return text +
-         fmt::format("\t\t\t<RelevantInfo uri=\"./TAKR/{0}/{0}M01.XML\" type=\"XML\"/>\n\t\t</Material>\n",
-                     take.name);
+std::string takeEntry(const Take& take, const CardLayout& layout) {
+  std::string text = "\t\t<Material ";
+  if (!layout.withoutTakr) text += fmt::format("uri=\"./TAKR/{0}/{0}.SMI\" ", take.name);
+  text += fmt::format("type=\"PD-EDL\" dur=\"{}\" fps=\"{}\" ch=\"{}\" aspectRatio=\"16:9\" umid=\"{}\">\n",
+                      take.frames(), rateName(take.format), take.audioTracks, take.umid);
+  for (const Clip& clip : take.clips) {
+    text += descriptionTag(clip);
+    if (layout.twinComponents) text += essenceTag(take, clip);
+    if (layout.relevantInfo) text += sidecarTag(clip);
+  }
+  if (!layout.withoutTakr)
+    text += fmt::format("\t\t\t<RelevantInfo uri=\"./TAKR/{0}/{0}M01.XML\" type=\"XML\"/>\n", take.name);
+  return text + "\t\t</Material>\n";
 }
 
-std::string smi(const Take& take, const std::string& name, const std::string& body) {
+std::string smi(const Take& take, const std::string& name, const std::string& body,
+                const CardLayout& layout) {
+  const std::string kind = "xmlns=\"urn:schemas-professionalDisc:edl:ver.1.30:clipInfo\"";
+  const std::string umid = fmt::format("umid=\"{}\"", take.umid);
   return fmt::format(
-      "{}<smil xmlns=\"urn:schemas-professionalDisc:edl:ver.1.30:clipInfo\" umid=\"{}\">\n"
+      "{}<smil {}>\n"
       "\t<head>\n\t\t<metadata>\n\t\t\t<ref src=\"{}M01.XML\" "
       "type=\"NonRealTimeMeta\"/>\n\t\t</metadata>\n\t</head>\n"
       "\t<body>\n{}\t</body>\n</smil>\n",
-      kDeclaration, take.umid, name, body);
+      kDeclaration, layout.followedUmids ? umid + " " + kind : kind + " " + umid, name, body);
 }
 
 /// "frames seconds minutes hours" in BCD; bit 6 of the frames byte marks drop frame.
@@ -87,7 +134,7 @@ std::string audioPorts(const Take& take) {
 
 }  // namespace
 
-std::string catalogueXml(const std::vector<Take>& takes) {
+std::string catalogueXml(const std::vector<Take>& takes, const CardLayout& layout) {
   std::string text = fmt::format(
       "{}<MediaProfile xmlns=\"http://xmlns.sony.net/pro/metadata/mediaprofile\" createdAt=\"{}\" "
       "version=\"2.00\">\n"
@@ -98,14 +145,14 @@ std::string catalogueXml(const std::vector<Take>& takes) {
       kDeclaration, kCreated);
   for (const Take& take : takes) {
     for (const Clip& clip : take.clips)
-      text += !take.spanned() && take.form == CatalogueForm::child ? childEntry(take, clip)
-                                                                   : attributeEntry(take, clip);
-    if (take.spanned()) text += takeEntry(take);
+      text += !take.spanned() && take.form == CatalogueForm::child ? childEntry(take, clip, layout)
+                                                                   : attributeEntry(take, clip, layout);
+    if (take.spanned()) text += takeEntry(take, layout);
   }
-  return text + "\t</Contents>\n</MediaProfile>\n";
+  return laidOut(text + "\t</Contents>\n</MediaProfile>\n", layout);
 }
 
-std::string clipSmi(const Take& take, const Clip& clip) {
+std::string clipSmi(const Take& take, const Clip& clip, const CardLayout& layout) {
   std::string body =
       fmt::format("\t\t<par>\n\t\t\t<video src=\"{}.MP4\" type=\"MP4\" clipBegin=\"0\" clipEnd=\"{}\"/>\n",
                   clip.name, clip.frames);
@@ -113,42 +160,44 @@ std::string clipSmi(const Take& take, const Clip& clip) {
     body += fmt::format(
         "\t\t\t<audio src=\"{}.MP4\" type=\"MP4\" clipBegin=\"0\" clipEnd=\"{}\" trackDst=\"CH{}\"/>\n",
         clip.name, clip.frames, track);
-  return smi(take, clip.name, body + "\t\t</par>\n");
+  return laidOut(smi(take, clip.name, body + "\t\t</par>\n", layout), layout);
 }
 
-std::string takeSmi(const Take& take) {
+std::string takeSmi(const Take& take, const CardLayout& layout) {
   std::string body;
   for (const Clip& clip : take.clips)
     body += fmt::format(
         "\t\t<par>\n\t\t\t<video src=\"../../CLPR/{0}/{0}.SMI\" type=\"PD-EDL\" clipBegin=\"0\" "
         "clipEnd=\"{1}\"/>\n\t\t</par>\n",
         clip.name, clip.frames);
-  return smi(take, take.name, body);
+  return laidOut(smi(take, take.name, body, layout), layout);
 }
 
-std::string sidecarXml(const Take& take, int firstFrame, int frames) {
+std::string sidecarXml(const Take& take, int firstFrame, int frames, const CardLayout& layout) {
   const PictureFormat& format = take.format;
   const int rate = (format.timeScale + format.frameDuration - 1) / format.frameDuration;
-  return fmt::format(
-             "{}<NonRealTimeMeta xmlns=\"urn:schemas-professionalDisc:nonRealTimeMeta:ver.1.30\" "
-             "lastUpdate=\"{}\">\n"
-             "\t<TargetMaterial umidRef=\"{}\"/>\n\t<Duration value=\"{}\"/>\n"
-             "\t<LtcChangeTable tcFps=\"{}\" halfStep=\"{}\">\n"
-             "\t\t<LtcChange frameCount=\"0\" value=\"{}\" status=\"increment\"/>\n"
-             "\t\t<LtcChange frameCount=\"{}\" value=\"{}\" status=\"end\"/>\n\t</LtcChangeTable>\n"
-             "\t<CreationDate value=\"{}\"/>\n"
-             "\t<VideoFormat>\n\t\t<VideoFrame videoCodec=\"{}\" captureFps=\"{}\" formatFps=\"{}\"/>\n"
-             "\t\t<VideoLayout pixel=\"{}\" numOfVerticalLine=\"{}\" "
-             "aspectRatio=\"16:9\"/>\n\t</VideoFormat>\n"
-             "\t<AudioFormat numOfChannel=\"{}\">\n",
-             kDeclaration, kCreated, take.umid, frames, rate > 30 ? rate / 2 : rate,
-             rate > 30 ? "true" : "false", ltcValue(take, firstFrame), frames - 1,
-             ltcValue(take, firstFrame + frames - 1), kCreated, videoType(format), rateName(format),
-             rateName(format), format.width, format.height, take.audioTracks) +
-         audioPorts(take) +
-         "\t</AudioFormat>\n\t<Device manufacturer=\"Sample\" modelName=\"Sample card\" "
-         "serialNo=\"0000001\"/>\n"
-         "</NonRealTimeMeta>\n";
+  const std::string text =
+      fmt::format(
+          "{}<NonRealTimeMeta xmlns=\"urn:schemas-professionalDisc:nonRealTimeMeta:ver.1.30\" "
+          "lastUpdate=\"{}\">\n"
+          "\t<TargetMaterial umidRef=\"{}\"{}/>\n\t<Duration value=\"{}\"/>\n"
+          "\t<LtcChangeTable tcFps=\"{}\" halfStep=\"{}\">\n"
+          "\t\t<LtcChange frameCount=\"0\" value=\"{}\" status=\"increment\"/>\n"
+          "\t\t<LtcChange frameCount=\"{}\" value=\"{}\" status=\"end\"/>\n\t</LtcChangeTable>\n"
+          "\t<CreationDate value=\"{}\"/>\n"
+          "\t<VideoFormat>\n\t\t<VideoFrame videoCodec=\"{}\" captureFps=\"{}\" formatFps=\"{}\"/>\n"
+          "\t\t<VideoLayout pixel=\"{}\" numOfVerticalLine=\"{}\" "
+          "aspectRatio=\"16:9\"/>\n\t</VideoFormat>\n"
+          "\t<AudioFormat numOfChannel=\"{}\">\n",
+          kDeclaration, kCreated, take.umid, layout.followedUmids ? " status=\"OK\"" : "", frames,
+          rate > 30 ? rate / 2 : rate, rate > 30 ? "true" : "false", ltcValue(take, firstFrame), frames - 1,
+          ltcValue(take, firstFrame + frames - 1), kCreated, videoType(format), rateName(format),
+          rateName(format), format.width, format.height, take.audioTracks) +
+      audioPorts(take) +
+      "\t</AudioFormat>\n\t<Device manufacturer=\"Sample\" modelName=\"Sample card\" "
+      "serialNo=\"0000001\"/>\n"
+      "</NonRealTimeMeta>\n";
+  return laidOut(text, layout);
 }
 
 }  // namespace samples

@@ -42,14 +42,33 @@ int main(int argc, char** argv) {
       ->check(CLI::IsMember({"mixed", "child", "attribute"}))
       ->capture_default_str();
   app.add_flag("--small", options.small, "Tiny pictures: the same card, made and read in a moment");
-  app.add_flag("--crlf", options.carriageReturns, "Catalogue and descriptions with CR LF line ends");
+  samples::CardLayout& layout = options.layout;
+  bool allLayouts = false;
+  app.add_option("--rate", options.rate, "All takes in one format: 23.976, 50i, 59.94i or 720p50")
+      ->transform(CLI::CheckedTransformer(
+          std::map<std::string, samples::CardRate>{{"23.976", samples::CardRate::p23976},
+                                                   {"50i", samples::CardRate::i50},
+                                                   {"59.94i", samples::CardRate::i5994},
+                                                   {"720p50", samples::CardRate::p50}}));
+  app.add_flag("--bom", layout.byteOrderMarks, "Byte-order marks before catalogue and descriptions");
+  app.add_flag("--crlf", layout.carriageReturns, "Catalogue and descriptions with CR LF line ends");
+  app.add_flag("--followed-umid", layout.followedUmids, "Descriptions with attributes behind their UMID");
+  app.add_flag("--twin-components", layout.twinComponents, "Clips named by an SMI and an MP4 component each");
+  app.add_flag("--relevant-info", layout.relevantInfo, "Clips named once more by RelevantInfo");
+  app.add_flag("--broken-tags", layout.brokenTags, "Every attribute on a line of its own");
+  app.add_flag("--without-takr", layout.withoutTakr, "No folder TAKR and no name in it");
+  app.add_flag("--all-layouts", allLayouts, "All of these, and --form attribute");
   app.add_flag("-q,--quiet", quiet, "Print errors only");
   CLI11_PARSE(app, argc, argv);
 
+  if (allLayouts) {
+    layout = {true, true, true, true, true, true, true};
+    form = "attribute";
+  }
   options.oneForm = form != "mixed";
   options.form = form == "attribute" ? samples::CatalogueForm::attribute : samples::CatalogueForm::child;
   try {
-    samples::writeCard(folder, samples::planCard(options), options.carriageReturns,
+    samples::writeCard(folder, samples::planCard(options), options.layout,
                        quiet ? samples::ClipDone{} : samples::ClipDone{report});
   } catch (const std::exception& error) {
     fmt::print(stderr, "make_card: {}\n", error.what());

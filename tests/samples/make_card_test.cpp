@@ -70,6 +70,84 @@ TEST_F(MakeCard, CarriageReturnsOpenJustAsWell) {
     EXPECT_TRUE(opens(at("card"), clip)) << clip;
 }
 
+TEST_F(MakeCard, ByteOrderMarksStandBeforeEveryText) {
+  EXPECT_EQ(make(at("card"), "--bom").code, 0);
+  int texts = 0;
+  for (const auto& entry : fs::recursive_directory_iterator(at("card"))) {
+    const std::string extension = entry.path().extension().string();
+    if (extension != ".SMI" && extension != ".XML") continue;
+    EXPECT_EQ(readFile(entry.path()).substr(0, 5), "\xEF\xBB\xBF<?") << entry.path();
+    ++texts;
+  }
+  EXPECT_EQ(texts, 15);
+}
+
+TEST_F(MakeCard, AttributesFollowTheUmid) {
+  EXPECT_EQ(make(at("card"), "--followed-umid").code, 0);
+  const std::string sidecar = readFile(at("card/BPAV/CLPR/632_0002_01/632_0002_01M01.XML"));
+  EXPECT_NE(sidecar.find("\" status=\"OK\"/>"), std::string::npos) << sidecar;
+  const std::string smi = readFile(at("card/BPAV/CLPR/632_0002_01/632_0002_01.SMI"));
+  EXPECT_NE(smi.find("<smil umid="), std::string::npos) << smi;
+}
+
+TEST_F(MakeCard, TwinComponentsAndRelevantInfoNameClipsAgain) {
+  const auto places = [this](const char* options) {
+    EXPECT_EQ(make(at("card"), std::string("--form child ") + options).code, 0);
+    const std::string catalogue = readFile(at("card/BPAV/MEDIAPRO.XML"));
+    fs::remove_all(at("card"));
+    const std::string take = catalogue.substr(catalogue.find("./TAKR/"));
+    int count = 0;
+    for (std::size_t hit = 0; (hit = take.find("\"./CLPR/632_0001_02/", hit)) != std::string::npos; ++hit)
+      ++count;
+    return count;
+  };
+  EXPECT_EQ(places("--crlf"), 1);
+  EXPECT_EQ(places("--twin-components"), 2);
+  EXPECT_EQ(places("--relevant-info"), 2);
+  EXPECT_EQ(places("--twin-components --relevant-info"), 3);
+}
+
+TEST_F(MakeCard, BrokenTagsHaveNoBlankOutsideTheirValues) {
+  EXPECT_EQ(make(at("card"), "--broken-tags").code, 0);
+  std::string catalogue = readFile(at("card/BPAV/MEDIAPRO.XML"));
+  catalogue.erase(0, catalogue.find("<MediaProfile"));
+  bool inValue = false;
+  for (const char c : catalogue) {
+    if (c == '"') inValue = !inValue;
+    ASSERT_FALSE(c == ' ' && !inValue);
+  }
+  EXPECT_NE(catalogue.find("<Material\n"), std::string::npos);
+  EXPECT_NE(catalogue.find("\"\n\t/>"), std::string::npos);
+}
+
+TEST_F(MakeCard, WithoutTakr_NothingNamesIt) {
+  EXPECT_EQ(make(at("card"), "--without-takr").code, 0);
+  EXPECT_FALSE(fs::exists(at("card/BPAV/TAKR")));
+  EXPECT_EQ(readFile(at("card/BPAV/MEDIAPRO.XML")).find("TAKR"), std::string::npos);
+  EXPECT_TRUE(opens(at("card"), "632_0001_02"));
+}
+
+TEST_F(MakeCard, OneRateForAllTakes) {
+  struct Row {
+    const char *rate, *told, *probed;
+  };
+  for (const Row& row :
+       {Row{"23.976", "352x288p 23.98 Hz", "24000/1001"}, Row{"50i", "352x288i 25 Hz", "25/1"},
+        Row{"59.94i", "352x240i 29.97 Hz", "30000/1001"}, Row{"720p50", "320x192p 50 Hz", "50/1"}}) {
+    const Outcome made = make(at(row.rate), fmt::format("--seconds 0.6 --rate {}", row.rate));
+    EXPECT_EQ(made.code, 0) << made.errors;
+    for (const char* clip : {"632_0001_01", "632_0001_03", "632_0004_01"}) {
+      EXPECT_NE(made.output.find(fmt::format("{}  {}", clip, row.told)), std::string::npos) << made.output;
+      const Outcome probed = run(fmt::format(
+          "ffprobe -v error -select_streams v -show_entries stream=r_frame_rate -of default=nw=1:nk=1 "
+          "{}/BPAV/CLPR/{}/{}.MP4",
+          at(row.rate).string(), clip, clip));
+      EXPECT_EQ(probed.output.substr(0, probed.output.find('\n')), row.probed);
+    }
+  }
+  EXPECT_NE(make(at("none"), "--rate 25").code, 0);
+}
+
 TEST_F(MakeCard, AnExistingCardIsNotTouched) {
   fs::create_directories(at("card/BPAV"));
   std::ofstream(at("card/BPAV/mine")) << "mine";
@@ -100,7 +178,9 @@ TEST_F(MakeCard, AFullDiskLeavesNothingBehind) {
 TEST_F(MakeCard, ItsHelpNamesEveryOption) {
   const Outcome help = run(fmt::format("{} --help", KY_MAKE_CARD));
   EXPECT_EQ(help.code, 0);
-  for (const char* option : {"OUTDIR", "--seconds", "--form", "--small", "--crlf", "--quiet"})
+  for (const char* option : {"OUTDIR", "--seconds", "--form", "--rate", "--small", "--bom", "--crlf",
+                             "--followed-umid", "--twin-components", "--relevant-info", "--broken-tags",
+                             "--without-takr", "--all-layouts", "--quiet"})
     EXPECT_NE(help.output.find(option), std::string::npos) << option;
 }
 
