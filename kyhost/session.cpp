@@ -87,6 +87,8 @@ Plugin::Plugin(Settings const& settings) {
     KyModule& module = *object_->module(i);
     // With a tracker a Dolby stream hands out metadata only; people want to hear it.
     module.setAttr("dolbyMetadataTracker", Any(0));
+    // A card is to open, whatever liberties its maker took.
+    module.setAttr("forgivingCards", Any(1));
     for (int j = 0; j < settings.module.size(); ++j) {
       AnyDict::Entry const& attribute = settings.module.getEntry(j);
       module.setAttr(attribute.key.c_str(), attribute.value);

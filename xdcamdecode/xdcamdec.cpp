@@ -81,10 +81,7 @@ bool XdcamDec::createTakeList() {
   std::string const list = narrow(workingName);
   ky_dbg()->log(kLogTrace, "[xdcamparser] creating temporary .mzl file: %s", list.c_str());
 
-  // A parser serves one call: it keeps what it found.
-  parser_ = XDCamExParser{};
-  parser_.verbose = 1;
-  if (!parser_.ProcessData(narrow(fileName_), list, 1)) {
+  if (!searchCard(list)) {
     reportInvalidDescription(parser_.error_text);
     rejectedList_ = workingName;
     if (isEmptyFile(rejectedList_)) removeFile(rejectedList_);
@@ -94,6 +91,22 @@ bool XdcamDec::createTakeList() {
   ky_dbg()->log(kLogTrace, "[xdcamparser] Created multiple take file '%s'", list.c_str());
   LogTakeList(workingName, false);
   takeListCreated = true;
+  return true;
+}
+
+bool XdcamDec::searchCard(std::string const& list) {
+  // A parser serves one call: it keeps what it found.
+  parser_ = ForgivingCardParser{};
+  parser_.verbose = 1;
+  std::string const name = narrow(fileName_);
+  Any const forgiving = getAttr("forgivingCards");
+  if (!forgiving.isInt32() || forgiving.asInt32() == 0) return parser_.ProcessData(name, list, 1);
+
+  if (!parser_.ProcessForgiving(name, list, 1)) return false;
+  std::string forgiven;
+  for (std::string const& what : parser_.forgiven()) forgiven += (forgiven.empty() ? "" : ", ") + what;
+  if (!forgiven.empty())
+    ky_log()->warning("XDCAM card of %s read with allowance for %s", name.c_str(), forgiven.c_str());
   return true;
 }
 

@@ -5,12 +5,15 @@
 
 #include "host/any.h"
 #include "mpegdecode/mpegdecwrapper.h"
-#include "parser_xdcam_ex/source/xdcamexparser.h"
+#include "parser_xdcam_ex/source/forgivingparser.h"
 
 // Given the SMI or XML description of a clip, writes a temporary take list that names the essence files of
 // the take in playing order, and opens that; every other file (a take list among them) is opened as it is.
 // The list exists from open to close. One thread at a time; progress of the card search goes to standard
 // output.
+//
+// Module attribute "forgivingCards" (int, absent counts as 0): other than 0, a card whose texts the card
+// search cannot follow is read once more by their elements; what was forgiven is one warning in the user log.
 class XdcamDec : public MpegDecWrapper {
  public:
   explicit XdcamDec(KyModule const* module);
@@ -27,6 +30,8 @@ class XdcamDec : public MpegDecWrapper {
  private:
   // Builds the take list of the description named by the file name; true when it can be opened.
   bool createTakeList();
+  // Writes the list; false with the parser's error text.
+  bool searchCard(std::string const& list);
   void reportInvalidDescription(std::string const& reason);
   void removeTakeList();
 
@@ -38,7 +43,7 @@ class XdcamDec : public MpegDecWrapper {
   // Echoes a take list into the debug log, read as narrow or as wide characters.
   void LogTakeList(Any const& name, bool wide) const;
 
-  XDCamExParser parser_;
+  ForgivingCardParser parser_;
   bool takeListCreated = false;
   Any fileName_;
   Any workingName;    // what is really open: the take list or the file itself

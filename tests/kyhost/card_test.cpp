@@ -1,6 +1,7 @@
 // The program with the real plug-in, on the sample card and on files made by ffmpeg.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -144,12 +145,15 @@ TEST(CardDescription, LeavesNoTakeListBehind) {
       "TMPDIR=" + temporary.path().string() + " KY_TEMP_DIR=" + temporary.path().string() + " ";
   std::string const take = quoted(test::spannedTake(true).description);
   ASSERT_EQ(shell(environment + kyhostCommand("hash -q " + take)).code, 0);
-  ASSERT_EQ(shell(environment + kyhostCommand("info " + quoted(clipFile("632_0004_01", ".SMI")))).code, 3);
+  ASSERT_EQ(shell(environment + kyhostCommand("info --set module.forgivingCards=0 " +
+                                              quoted(clipFile("632_0004_01", ".SMI"))))
+                .code,
+            3);
   EXPECT_EQ(temporary.entries(), std::vector<std::string>{});
 }
 
 TEST(CardDescription, ThatTheCatalogueListsNoClipsFor_NamesTheEssenceFile) {
-  Outcome const run = kyhost("info " + quoted(clipFile("632_0004_01", ".SMI")));
+  Outcome const run = kyhost("info --set module.forgivingCards=0 " + quoted(clipFile("632_0004_01", ".SMI")));
   EXPECT_EQ(run.code, 3);
   EXPECT_EQ(run.output, "");
   fs::path const essence = clipFile("632_0004_01", ".MP4");
@@ -158,6 +162,79 @@ TEST(CardDescription, ThatTheCatalogueListsNoClipsFor_NamesTheEssenceFile) {
       << run.errors;
   EXPECT_EQ(kyhost("info " + quoted(essence)).code, 0);
 }
+
+// Layouts of the sample card and how many of their descriptions the card search follows without allowance.
+struct Layout {
+  char const* options;
+  size_t descriptions, followed;
+};
+
+class CardLayout : public testing::TestWithParam<Layout> {
+ protected:
+  std::vector<fs::path> descriptions() const {
+    std::string name = GetParam().options;
+    std::replace(name.begin(), name.end(), ' ', '_');
+    fs::path const card =
+        test::sampleCard("card" + name, "--small --seconds 0.5 " + std::string(GetParam().options));
+    std::vector<fs::path> found;
+    for (auto const& entry : fs::recursive_directory_iterator(card / "BPAV")) {
+      std::string const extension = entry.path().extension().string();
+      if ((extension == ".SMI" || extension == ".XML") && entry.path().filename() != "MEDIAPRO.XML")
+        found.push_back(entry.path());
+    }
+    EXPECT_EQ(found.size(), GetParam().descriptions);
+    return found;
+  }
+  // Whether a run told of the whole take, of half a second.
+  static bool opensWhole(Outcome const& run) {
+    if (run.code != 0) return false;
+    json const video = json::parse(run.output)["video"][0];
+    return std::abs(video["duration"].get<double>() - 0.5) < 0.05;
+  }
+};
+
+TEST_P(CardLayout, InfoOpensEveryDescriptionAndSaysWhatItForgave) {
+  size_t warned = 0;
+  for (fs::path const& description : descriptions()) {
+    Outcome const run = kyhost("info --json " + quoted(description));
+    EXPECT_TRUE(opensWhole(run)) << description << run.errors;
+    warned += run.output.find("read with allowance for") != std::string::npos ? 1 : 0;
+  }
+  EXPECT_EQ(warned, GetParam().descriptions - GetParam().followed);
+}
+
+TEST_P(CardLayout, WithTheAttributeOff_TheCardSearchDecides) {
+  size_t followed = 0;
+  for (fs::path const& description : descriptions()) {
+    Outcome const run = kyhost("info --json --set module.forgivingCards=0 " + quoted(description));
+    followed += opensWhole(run) ? 1 : 0;
+    EXPECT_EQ((run.output + run.errors).find("allowance"), std::string::npos) << run.errors;
+  }
+  EXPECT_EQ(followed, GetParam().followed);
+}
+
+TEST(CardWarning, GoesToStandardErrorUnlessQuiet) {
+  std::string const card = quoted(clipFile("632_0004_01", ".SMI"));
+  Outcome const run = kyhost("info " + card);
+  EXPECT_EQ(run.code, 0);
+  EXPECT_NE(run.errors.find("kyhost: XDCAM card of "), std::string::npos) << run.errors;
+  EXPECT_EQ(kyhost("info -q " + card).errors, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Card, CardLayout,
+                         testing::Values(Layout{"--form attribute", 14, 8}, Layout{"--bom", 14, 0},
+                                         Layout{"--form child --followed-umid", 14, 0},
+                                         Layout{"--form child --twin-components", 14, 0},
+                                         Layout{"--form child --relevant-info", 14, 0},
+                                         Layout{"--broken-tags", 14, 0},
+                                         Layout{"--form child --without-takr --crlf", 12, 12},
+                                         Layout{"--all-layouts", 12, 0}),
+                         [](auto const& parameter) {
+                           std::string name;
+                           for (char c : std::string(parameter.param.options))
+                             if (c != ' ' && c != '-') name += c;
+                           return name;
+                         });
 
 TEST(CardDescription, AwayFromItsCard_SaysWhatIsMissing) {
   Folder const folder;

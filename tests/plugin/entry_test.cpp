@@ -84,6 +84,8 @@ TEST(Module, HoldsTheAttributesThatHostAndDecodersRead) {
   Any const exts = module->getAttr("exts");
   ASSERT_EQ(exts.kind(), Any::kVector);
   EXPECT_EQ(exts.asVector(), (AnyVector{"mzl", "xml", "smi"}));
+  EXPECT_EQ(module->getAttr("forgivingCards").asInt32(), 0)
+      << "cards are read to the letter unless a host asks";
   EXPECT_FALSE(module->getAttr("nothing").valid());
 }
 

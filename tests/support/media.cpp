@@ -108,9 +108,13 @@ fs::path made(std::string const& name, std::string const& arguments) {
 }
 
 fs::path sampleCard(bool small) {
-  fs::path const card = scratchDir() / (small ? "card-small" : "card");
+  return small ? sampleCard("card-small", "--small") : sampleCard("card", "");
+}
+
+fs::path sampleCard(std::string const& name, std::string const& options) {
+  fs::path const card = scratchDir() / name;
   if (!fs::exists(card))
-    run(std::string(KY_BIN_DIR) + "/make_card " + quoted(card) + (small ? " --small" : ""));
+    run(std::string(KY_BIN_DIR) + "/make_card --quiet " + quoted(card) + " " + options);
   return card;
 }
 

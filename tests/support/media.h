@@ -23,6 +23,8 @@ std::filesystem::path made(std::string const& name, std::string const& arguments
 
 // The sample card of `make_card`, made once per process. `small` cards have tiny pictures.
 std::filesystem::path sampleCard(bool small);
+// One with options of its own.
+std::filesystem::path sampleCard(std::string const& name, std::string const& options);
 // Its spanned take: the description that opens it, and its clips in playing order.
 struct SampleTake {
   std::filesystem::path description;
