@@ -47,6 +47,7 @@ TEST(MeasuredRate, OfRoundedStamps_IsTheUsualRate) {
 TEST(MeasuredRate, CountsPicturesWithoutAStamp) {
   EXPECT_DOUBLE_EQ(measuredRate({0, 1, kNone, 3, 4, kNone, kNone, 7}, {1, 25}), 25);
   EXPECT_DOUBLE_EQ(measuredRate({kNone, 0, kNone, 2, kNone}, {1, 25}), 25);
+  EXPECT_DOUBLE_EQ(measuredRate({0, 3600, kNone, kNone, 14400, 18000, kNone, 25200}, {1, 90000}), 25);
   EXPECT_EQ(measuredRate({kNone, 5, kNone}, {1, 25}), 0);
 }
 
@@ -81,11 +82,6 @@ TEST(MeasuredRate, LeavesGapsOut) {
   EXPECT_DOUBLE_EQ(measuredRate({0, 1, 2, 3, 1000, 1001, 1002}, {1, 25}), 25);
   EXPECT_EQ(measuredRate({5}, {1, 25}), 0);
   EXPECT_EQ(measuredRate({5, 5, 5}, {1, 25}), 0);
-}
-
-TEST(MeasuredRate, CountsPicturesWithoutStamps) {
-  EXPECT_DOUBLE_EQ(measuredRate({0, 3600, kNone, kNone, 14400, 18000, kNone, 25200}, {1, 90000}), 25);
-  EXPECT_EQ(measuredRate({kNone, kNone, 5}, {1, 90000}), 0);
 }
 
 TEST(MeasuredRate, IsThatOfRegularStampsAlthoughPicturesAreMissing) {

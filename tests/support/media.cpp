@@ -6,7 +6,6 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <iterator>
 #include <memory>
 #include <mutex>
@@ -113,8 +112,7 @@ fs::path sampleCard(bool small) {
 
 fs::path sampleCard(std::string const& name, std::string const& options) {
   fs::path const card = scratchDir() / name;
-  if (!fs::exists(card))
-    run(std::string(KY_BIN_DIR) + "/make_card --quiet " + quoted(card) + " " + options);
+  if (!fs::exists(card)) run(std::string(KY_BIN_DIR) + "/make_card --quiet " + quoted(card) + " " + options);
   return card;
 }
 
@@ -165,15 +163,8 @@ std::string md5(KyFrame const& frame) {
   return hash.finish();
 }
 
-ProcessUse processUse() {
-  ProcessUse use{};
-  std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.starts_with("VmRSS:")) use.residentKb = std::stol(line.substr(6));
-    if (line.starts_with("Threads:")) use.threads = std::stol(line.substr(8));
-  }
-  use.descriptors = std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
-  return use;
+long openDescriptors() {
+  return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
 }
 
 }  // namespace test

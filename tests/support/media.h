@@ -45,12 +45,7 @@ std::string md5(std::span<uint8_t const> bytes);
 // MD5 of the rows of all planes without padding, as the `ffmpeg` program hashes raw pictures.
 std::string md5(KyFrame const& frame);
 
-// Kilobytes resident, threads and open descriptors of this process.
-struct ProcessUse {
-  long residentKb;
-  long threads;
-  long descriptors;
-};
-ProcessUse processUse();
+// File descriptors that this process has open.
+long openDescriptors();
 
 }  // namespace test
