@@ -7,10 +7,10 @@
 #include <cstring>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "tests/plugin/media_driver.h"
 #include "tests/support/media.h"
 #include "tests/support/plugin_host.h"
 #include "tests/support/sequence.h"
@@ -42,52 +42,7 @@ json const& expectations() {
   return loaded;
 }
 
-template <class Word>
-void appendWords(std::vector<uint8_t>& out, uint8_t const* row, int first, int step, int count, int shift) {
-  Word const* words = reinterpret_cast<Word const*>(row) + first;
-  for (int i = 0; i < count; ++i, words += step) {
-    auto const value = static_cast<Word>(*words >> shift);
-    auto const* const bytes = reinterpret_cast<uint8_t const*>(&value);
-    out.insert(out.end(), bytes, bytes + sizeof value);
-  }
-}
-
-// MD5 of a picture in planes with right-aligned values, as decoders of `depth` bits give them.
-std::string planarHash(KyFrame const& frame, int depth) {
-  if (frame.is420() && depth == 8) return test::md5(frame);
-  std::vector<uint8_t> bytes;
-  if (frame.is420()) {
-    for (int plane = 0; plane < 3; ++plane)
-      for (int y = 0; y < frame.height(plane); ++y)
-        appendWords<uint16_t>(bytes, frame.pixelPtr(plane, 0, y), 0, 1, frame.width(plane), 16 - depth);
-    return test::md5(bytes);
-  }
-  int const chroma = (frame.width() + 1) / 2;
-  struct {
-    int first, step, count;
-  } const planes[] = {{0, 2, frame.width()}, {1, 4, chroma}, {3, 4, chroma}};
-  for (auto const& plane : planes)
-    for (int y = 0; y < frame.height(); ++y) {
-      uint8_t const* const row = frame.pixelPtr(0, 0, y);
-      if (depth == 8)
-        appendWords<uint8_t>(bytes, row, plane.first, plane.step, plane.count, 0);
-      else
-        appendWords<uint16_t>(bytes, row, plane.first, plane.step, plane.count, 16 - depth);
-    }
-  return test::md5(bytes);
-}
-
 int depthOf(std::string const& pixelFormat) { return pixelFormat.find("10") != std::string::npos ? 10 : 8; }
-
-std::vector<std::string> linearHashes(KyDecodePipe& pipe, int stream, int depth) {
-  std::vector<std::string> hashes;
-  EXPECT_EQ(pipe.selectStream(kKindVideo, stream), 0) << pipe.errorDesc();
-  int result = pipe.seekToFrame(0, stream);
-  while (result == 0 && (result = pipe.readFrame(stream)) == 0)
-    hashes.push_back(planarHash(*pipe.videoFrame(stream), depth));
-  EXPECT_EQ(result, kResultEndOfStream) << pipe.errorDesc();
-  return hashes;
-}
 
 std::string joined(std::vector<std::string> const& lines) {
   std::string text;
@@ -97,22 +52,6 @@ std::string joined(std::vector<std::string> const& lines) {
 
 std::string md5Text(std::string const& text) {
   return test::md5(std::span(reinterpret_cast<uint8_t const*>(text.data()), text.size()));
-}
-
-// 16-bit samples; words of more bits are rounded to nearest, as a converter without dither does.
-std::vector<int16_t> samples16(KyDecodePipe& pipe, int stream) {
-  int const bytes = test::info(pipe, kKindAudio, stream)["bytesPerSample"].asInt32();
-  if (bytes == 2) return test::readAllSamples<int16_t>(pipe, stream, 4096);
-  auto const raw = test::readAllSamples<uint8_t>(pipe, stream, 4096);
-  std::vector<int16_t> words;
-  words.reserve(raw.size() / static_cast<size_t>(bytes));
-  for (size_t i = 0; i + static_cast<size_t>(bytes) <= raw.size(); i += static_cast<size_t>(bytes)) {
-    // Both 3-byte samples and 32-bit words hold 24-bit values.
-    int32_t value = raw[i] | raw[i + 1] << 8 | static_cast<int32_t>(static_cast<int8_t>(raw[i + 2])) * 65536;
-    if (bytes == 4) std::copy_n(&raw[i], 4, reinterpret_cast<uint8_t*>(&value));
-    words.push_back(static_cast<int16_t>(std::clamp(value >> 8, -32768, 32767)));
-  }
-  return words;
 }
 
 class MediaFile : public testing::TestWithParam<Row> {
@@ -185,7 +124,7 @@ TEST_P(OpenedFile, EveryFrameEqualsTheIndependentDecodeAlsoWithThreads) {
     ASSERT_EQ(pipe->countStreams(kKindVideo), static_cast<int>(expected.size()));
     for (size_t i = 0; i < expected.size(); ++i) {
       json const& stream = expected[i];
-      auto const hashes = linearHashes(*pipe, static_cast<int>(i), depthOf(stream["pix_fmt"]));
+      auto const hashes = test::linearHashes(*pipe, static_cast<int>(i), depthOf(stream["pix_fmt"]));
       ASSERT_EQ(hashes.size(), stream["frames"].get<size_t>());
       for (json const& row : stream["md5_every_25"])
         EXPECT_EQ(hashes[row[0].get<size_t>()], row[2]) << row[0];
@@ -197,16 +136,8 @@ TEST_P(OpenedFile, EveryFrameEqualsTheIndependentDecodeAlsoWithThreads) {
 TEST_P(OpenedFile, HundredRandomFrameSeeksEqualTheLinearReading) {
   PipePtr const pipe = open();
   ASSERT_TRUE(pipe);
-  std::mt19937 random(41);
-  for (int stream = 0; stream < pipe->countStreams(kKindVideo); ++stream) {
-    auto const linear = linearHashes(*pipe, stream, 8);
-    ASSERT_FALSE(linear.empty());
-    for (int i = 0; i < 100; ++i) {
-      size_t const n = random() % linear.size();
-      ASSERT_EQ(pipe->seekToFrame(static_cast<int64_t>(n), stream), 0) << n << ": " << pipe->errorDesc();
-      ASSERT_EQ(planarHash(*pipe->videoFrame(stream), 8), linear[n]) << n;
-    }
-  }
+  for (int stream = 0; stream < pipe->countStreams(kKindVideo); ++stream)
+    test::expectFrameSeeks(*pipe, stream, 8, test::linearHashes(*pipe, stream, 8), 100, 41);
 }
 
 // Its packets hold 50 frames of AMR each, of which the independent decode reads the first.
@@ -219,7 +150,7 @@ TEST_P(OpenedFile, SamplesEqualTheIndependentDecode) {
   PipePtr const pipe = open();
   ASSERT_TRUE(pipe);
   for (int stream = 0; stream < pipe->countStreams(kKindAudio); ++stream) {
-    auto const words = samples16(*pipe, stream);
+    auto const words = test::samples16(*pipe, stream);
     size_t const channels = static_cast<size_t>(test::info(*pipe, kKindAudio, stream)["channels"].asInt32());
     std::string const hash =
         test::md5(std::span(reinterpret_cast<uint8_t const*>(words.data()), words.size() * sizeof(int16_t)));
@@ -266,31 +197,8 @@ TEST(ManyAmrFrames, InOnePacketAreAllHeard) {
 TEST_P(OpenedFile, FiftyRandomSampleSeeksEqualTheLinearReading) {
   PipePtr const pipe = open();
   ASSERT_TRUE(pipe);
-  std::mt19937 random(42);
-  for (int stream = 0; stream < pipe->countStreams(kKindAudio); ++stream) {
-    AnyDict const info = test::info(*pipe, kKindAudio, stream);
-    std::string const codec = info["codec"].asString();
-    auto const linear = samples16(*pipe, stream);
-    int const channels = info["channels"].asInt32();
-    int const bytes = info["bytesPerSample"].asInt32();
-    int64_t const total = static_cast<int64_t>(linear.size()) / channels;
-    for (int i = 0; i < 50 && total > 0; ++i) {
-      int64_t const at = static_cast<int64_t>(random()) % total;
-      int const want = static_cast<int>(std::min<int64_t>(2000, total - at));
-      ASSERT_EQ(pipe->seekToSample(at, stream), 0) << at;
-      ASSERT_EQ(pipe->readSamples(want, stream), want) << at;
-      KyPcm const& pcm = *pipe->audioPcm(stream);
-      for (int k = 0; k < want * channels; ++k) {
-        unsigned char const* const sample = pcm.ptr() + k * bytes;
-        int value = 0;
-        if (bytes == 2) value = reinterpret_cast<int16_t const*>(sample)[0];
-        if (bytes == 3) value = static_cast<int16_t>(sample[1] | sample[2] << 8);
-        if (bytes == 4) value = std::clamp(reinterpret_cast<int32_t const*>(sample)[0] >> 8, -32768, 32767);
-        ASSERT_EQ(value, linear[static_cast<size_t>(at * channels + k)])
-            << codec << " stream " << stream << ", sample " << k / channels << " after a seek to " << at;
-      }
-    }
-  }
+  for (int stream = 0; stream < pipe->countStreams(kKindAudio); ++stream)
+    test::expectSampleSeeks(*pipe, stream, test::samples16(*pipe, stream), 50, 42);
 }
 
 std::string rowName(testing::TestParamInfo<Row> const& info) {
