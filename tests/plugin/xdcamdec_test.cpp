@@ -87,6 +87,55 @@ TEST_F(CardDecoder, TheTakeListIsNamedAfterTheDescriptionAndReadableByItsOwnerOn
   EXPECT_EQ(status.st_mode & 07777, 0600U);
 }
 
+// A clip whose own entry names "./CLPR/" before its first component.
+fs::path unlistedClip() {
+  return test::sampleCard(true) / "BPAV" / "CLPR" / "632_0004_01" / "632_0004_01.SMI";
+}
+
+TEST_F(CardDecoder, AForgivenCardHasATakeListLikeAnyOther) {
+  test::ScopedAttribute const forgiving("forgivingCards", Any(1));
+  test::LogLines const log;
+  PipePtr const pipe = test::opened(unlistedClip());
+  ASSERT_TRUE(pipe);
+  fs::path const list = onlyFile();
+  fs::path const clip = fs::path(unlistedClip()).replace_extension(".MP4");
+  EXPECT_THAT(list.filename().string(), testing::MatchesRegex("632_0004_01\\.SMI_[0-9]+_[0-9]+\\.mzl"));
+  EXPECT_EQ(contentOf(list),
+            "XMP4\r\n" + clip.string() + ";  " + std::to_string(fs::file_size(clip)) + "\r\n");
+  struct stat status {};
+  ASSERT_EQ(::stat(list.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600U);
+  EXPECT_TRUE(log.hasAt(kLogTrace, "[xdcamparser] Created multiple take file '" + list.string() + "'"));
+  EXPECT_TRUE(log.hasAt(kLogTrace, "Order of clips in take:"));
+  EXPECT_EQ(pipe->close(), 0);
+  EXPECT_TRUE(temp.files().empty());
+}
+
+TEST_F(CardDecoder, CardsAreForgivenWhereAHostAsksWithANumberOtherThanZero) {
+  for (Any const& value : {Any(), Any(0), Any("1"), Any(1.0)}) {
+    test::ScopedAttribute const forgiving("forgivingCards", value);
+    EXPECT_EQ(test::pipeFor(unlistedClip())->open(), -1);
+    EXPECT_EQ(userMessages(), std::vector<std::string>{"Invalid XDCAM xml file " + unlistedClip().string() +
+                                                       ": No mp4 file found"});
+  }
+  for (Any const& value : {Any(1), Any(-2)}) {
+    test::ScopedAttribute const forgiving("forgivingCards", value);
+    EXPECT_EQ(test::pipeFor(unlistedClip())->open(), 0);
+    EXPECT_TRUE(userMessages().empty());
+  }
+}
+
+TEST_F(CardDecoder, ADescriptionThatIsNotForgivenEither_HasTheTextOfTheSearch) {
+  test::ScopedAttribute const forgiving("forgivingCards", Any(1));
+  fs::path const stranger =
+      written(ownCard("strange") / "632_0004_01" / "632_0004_01.SMI", "<smil umid=\"060A\"/>");
+  fs::remove(ownCard("strange").parent_path() / "MEDIAPRO.XML");
+  written(ownCard("strange").parent_path() / "MEDIAPRO.XML", "<MediaProfile/>");
+  EXPECT_EQ(test::pipeFor(stranger)->open(), -1);
+  EXPECT_EQ(userMessages(), std::vector<std::string>{"Invalid XDCAM xml file " + stranger.string() +
+                                                     ": take umid not found!"});
+}
+
 TEST_F(CardDecoder, TheTakeListExistsFromOpenToClose) {
   PipePtr const pipe = test::pipeFor(take.description);
   EXPECT_TRUE(temp.files().empty());
