@@ -8,14 +8,18 @@
 
 namespace {
 
-constexpr std::string_view kClipFolder = "CLPR/";
+constexpr std::string_view kClipFolder = "clpr/";
+
+std::string lowered(std::string_view text) {
+  std::string lower(text);
+  for (char& character : lower)
+    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+  return lower;
+}
 
 std::string extensionOf(std::string_view name) {
   const std::size_t dot = name.rfind('.');
-  std::string extension(dot == std::string_view::npos ? std::string_view() : name.substr(dot + 1));
-  for (char& character : extension)
-    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-  return extension;
+  return lowered(dot == std::string_view::npos ? std::string_view() : name.substr(dot + 1));
 }
 
 /// A uri relative to the catalogue, without its "./".
@@ -29,6 +33,9 @@ std::string valueOf(const CardTag& tag, std::string_view name) {
   return attribute ? std::move(attribute->value) : std::string();
 }
 
+/// UMIDs are hexadecimal (SMPTE 330M); their letters count in either case.
+std::string umidOf(const CardTag& tag) { return lowered(valueOf(tag, "umid")); }
+
 bool hasVisible(std::string_view text) { return text.find_first_not_of(" \t\r\n") != std::string_view::npos; }
 
 }  // namespace
@@ -37,7 +44,7 @@ std::optional<DescribedUmid> findDescribedUmid(std::string_view description, boo
   CardTags tags(description);
   while (const auto tag = tags.next())
     if (auto umid = findAttribute(*tag, smi ? "umid" : "umidRef"))
-      return DescribedUmid{std::move(umid->value), hasVisible(umid->rest)};
+      return DescribedUmid{lowered(umid->value), hasVisible(umid->rest)};
   return std::nullopt;
 }
 
@@ -54,13 +61,17 @@ CardCatalogue::CardCatalogue(std::string_view text) {
     if (tag->name == "Material") {
       open = nullptr;
       if (tag->closing) continue;
-      entries_.push_back({valueOf(*tag, "umid"), {}, names});
+      entries_.push_back({umidOf(*tag), {}, {lowered(relative(valueOf(*tag, "uri")))}, names});
       if (!tag->empty) open = &entries_.back();
-    } else if (open && tag->name == "Component" && !tag->closing) {
-      open->components.push_back({valueOf(*tag, "umid"), valueOf(*tag, "uri")});
-    } else if (open && open->components.empty() && names) {
-      open->namesClipFirst = true;
+      continue;
     }
+    if (!open || tag->closing) continue;
+    const std::string uri = valueOf(*tag, "uri");
+    open->files.push_back(lowered(relative(uri)));
+    if (tag->name == "Component")
+      open->components.push_back({umidOf(*tag), uri});
+    else if (open->components.empty() && names)
+      open->namesClipFirst = true;
   }
   index();
 }
@@ -83,6 +94,16 @@ const CardCatalogue::Entry* CardCatalogue::entryOf(const std::string& umid) cons
   return holders == holders_.end() ? nullptr : &entries_[holders->second.front()];
 }
 
+const CardCatalogue::Entry* CardCatalogue::entryNaming(std::string_view file) const {
+  const std::string wanted = lowered(file);
+  const Entry* naming = nullptr;
+  for (const Entry& entry : entries_) {
+    if (entry.files.front() == wanted) return &entry;
+    if (!naming && std::count(entry.files.begin(), entry.files.end(), wanted) > 0) naming = &entry;
+  }
+  return naming;
+}
+
 const CardCatalogue::Entry* CardCatalogue::takeWith(const Entry& entry) const {
   const auto another = [&](const std::string& umid) -> const Entry* {
     const auto holders = holders_.find(umid);
@@ -100,7 +121,7 @@ const CardCatalogue::Entry* CardCatalogue::takeWith(const Entry& entry) const {
 std::optional<std::vector<std::string>> CardCatalogue::clipsOf(const Entry& entry) const {
   std::vector<std::string> clips;
   for (const Component& component : entry.components) {
-    if (!relative(component.uri).starts_with(kClipFolder)) continue;
+    if (!lowered(relative(component.uri)).starts_with(kClipFolder)) continue;
     auto clip = essenceOf(component);
     if (!clip) return std::nullopt;
     if (clips.empty() || clips.back() != *clip) clips.push_back(std::move(*clip));
@@ -109,12 +130,16 @@ std::optional<std::vector<std::string>> CardCatalogue::clipsOf(const Entry& entr
 }
 
 std::optional<std::string> CardCatalogue::essenceOf(const Component& component) const {
-  if (component.umid.empty()) return std::nullopt;
   if (!isAboutAClip(component.uri)) return std::string(relative(component.uri));
-  if (const auto essence = essence_.find(component.umid); essence != essence_.end()) return essence->second;
-  const auto own = own_.find(component.umid);
-  if (own == own_.end()) return std::nullopt;
-  const std::vector<Component>& parts = entries_[own->second].components;
+  const Entry* own = nullptr;
+  if (!component.umid.empty()) {
+    if (const auto essence = essence_.find(component.umid); essence != essence_.end()) return essence->second;
+    if (const auto found = own_.find(component.umid); found != own_.end()) own = &entries_[found->second];
+  } else {
+    own = entryNaming(relative(component.uri));
+  }
+  if (!own) return std::nullopt;
+  const std::vector<Component>& parts = own->components;
   const auto essence =
       std::find_if(parts.begin(), parts.end(), [](const Component& part) { return !isAboutAClip(part.uri); });
   if (essence == parts.end()) return std::nullopt;

@@ -30,6 +30,9 @@ class CardCatalogue {
   struct Entry {
     std::string umid;
     std::vector<Component> components;
+    /// Every file that its tags name, relative to the folder of the catalogue, in lower case; the first is
+    /// the one that its own tag names, empty where it names none.
+    std::vector<std::string> files;
     /// Its tag, or an element before its first component, names "./CLPR/".
     bool namesClipFirst = false;
   };
@@ -38,6 +41,9 @@ class CardCatalogue {
 
   /// The entry whose own UMID this is, or else the first that has a component of it. Null when there is none.
   const Entry* entryOf(const std::string& umid) const;
+  /// The entry whose own tag names this file, or else the first that names it at all, letters in either case.
+  /// Null when there is none.
+  const Entry* entryNaming(std::string_view file) const;
   /// Another entry that has this one, or what it consists of, as a component: the take of a clip. Null when
   /// there is none.
   const Entry* takeWith(const Entry& entry) const;

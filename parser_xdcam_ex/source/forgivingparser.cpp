@@ -4,11 +4,14 @@
 #include <utility>
 
 #include "parser_xdcam_ex/source/cardfile.h"
+#include "parser_xdcam_ex/source/cardpath.h"
 
 namespace {
 
 // UTF-8 form of U+FEFF.
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+constexpr std::string_view kCatalogue = "MEDIAPRO.XML";
 
 bool hasExtension(std::string_view name, std::string_view extension) {
   return name.size() >= extension.size() &&
@@ -44,30 +47,42 @@ bool ForgivingCardParser::listIsUsable() const {
 }
 
 bool ForgivingCardParser::readAgain(const std::string& in_file_name) {
-  const std::size_t root = in_file_name.rfind("BPAV");
-  if (root == std::string::npos) return false;
-  root_dir = in_file_name.substr(0, root) + "BPAV/";
+  auto path = splitCardPath(in_file_name);
+  if (!path) return false;
+  root_dir = std::move(path->root);
 
   const auto description = readDocument(in_file_name, "the description");
   if (!description) return false;
-  const auto umid = findDescribedUmid(*description, hasExtension(in_file_name, ".smi"));
-  if (!umid) return false;
-  if (umid->followed) forgiven_.emplace_back("attributes behind the UMID");
-
-  const auto catalogue = readDocument(root_dir + "MEDIAPRO.XML", "the catalogue");
+  const std::string catalogueName = spelledAsThere(root_dir, kCatalogue);
+  const auto catalogue = readDocument(root_dir + catalogueName, "the catalogue");
   if (!catalogue) return false;
-  auto clips = clipsFor(*umid, CardCatalogue(*catalogue));
+
+  const auto umid = findDescribedUmid(*description, hasExtension(in_file_name, ".smi"));
+  if (umid && umid->followed) forgiven_.emplace_back("attributes behind the UMID");
+  auto clips = clipsFor(umid, path->file, CardCatalogue(*catalogue));
   if (!clips || clips->empty()) return false;
   if (!listIsUsable()) forgiven_.emplace_back("a clip named more than once");
+
+  bool respelled = catalogueName != kCatalogue || !root_dir.ends_with("BPAV/");
+  for (std::string& clip : *clips) {
+    std::string spelled = spelledAsThere(root_dir, clip);
+    respelled |= spelled != clip;
+    clip = std::move(spelled);
+  }
+  if (respelled) forgiven_.emplace_back("the case of file names");
   clip_list = std::move(*clips);
   if (forgiven_.empty()) forgiven_.emplace_back("the layout of its tags");
   return true;
 }
 
-std::optional<std::vector<std::string>> ForgivingCardParser::clipsFor(const DescribedUmid& umid,
-                                                                      const CardCatalogue& catalogue) {
-  const CardCatalogue::Entry* entry = catalogue.entryOf(umid.value);
-  if (!entry) return std::nullopt;
+std::optional<std::vector<std::string>> ForgivingCardParser::clipsFor(
+    const std::optional<DescribedUmid>& umid, const std::string& file, const CardCatalogue& catalogue) {
+  const CardCatalogue::Entry* entry = umid ? catalogue.entryOf(umid->value) : nullptr;
+  if (!entry) {
+    entry = catalogue.entryNaming(file);
+    if (!entry) return std::nullopt;
+    forgiven_.emplace_back("a description without the UMID of its entry");
+  }
   auto clips = catalogue.clipsOf(*entry);
   if (!clips || clips->size() == 1) {
     const CardCatalogue::Entry* take = catalogue.takeWith(*entry);

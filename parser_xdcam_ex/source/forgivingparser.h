@@ -14,7 +14,9 @@
 /// whatever else names "./CLPR/", and a clip named twice in a row is listed once. Line breaks may stand
 /// between all attributes.
 ///
-/// A description that names a part's own UMID opens the take that the part belongs to.
+/// A description that names a part's own UMID opens the take that the part belongs to; one that names no UMID
+/// of the catalogue opens what the entry holds that names the description itself. Names of files and folders
+/// may be spelled in another case than the catalogue spells them.
 class ForgivingCardParser : public XDCamExParser {
  public:
   /// As `ProcessData`. Where the second reading fails too, result, list and `error_text` are those of the
@@ -28,7 +30,10 @@ class ForgivingCardParser : public XDCamExParser {
   bool listIsUsable() const;
   /// Fills `root_dir` and `clip_list`.
   bool readAgain(const std::string& in_file_name);
-  std::optional<std::vector<std::string>> clipsFor(const DescribedUmid& umid, const CardCatalogue& catalogue);
+  /// Of the entry with that UMID, or else of the one that names the description's file, as it lies on the
+  /// card.
+  std::optional<std::vector<std::string>> clipsFor(const std::optional<DescribedUmid>& umid,
+                                                   const std::string& file, const CardCatalogue& catalogue);
   std::optional<std::string> readDocument(const std::string& path, std::string_view what);
 
   std::vector<std::string> forgiven_;

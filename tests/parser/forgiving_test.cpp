@@ -11,6 +11,7 @@ using testing::IsEmpty;
 
 struct OpenForgiving : ForgivingCardParser {
   using XDCamExParser::clip_list;
+  using XDCamExParser::root_dir;
 };
 
 const std::string kMark = "\xEF\xBB\xBF";
@@ -184,9 +185,59 @@ TEST_F(Forgiving, EntriesInAComment_AreNone) {
   EXPECT_THAT(clip("U3x"), ElementsAre(second_));
 }
 
+TEST_F(Forgiving, AUmidInLettersOfTheOtherCase) { EXPECT_THAT(clip("u0X"), ElementsAre(first_, second_)); }
+
+TEST_F(Forgiving, ADescriptionWithoutAUmidOfTheCatalogue_OpensTheEntryThatNamesIt) {
+  const auto named = [](const std::string& name) {
+    return entry(name, "<Component uri=\"./CLPR/" + name + "/" + name + ".MP4\" umid=\"U" + name +
+                           "x\"/><RelevantInfo uri=\"./CLPR/" + name + "/" + name + "M01.XML\"/>");
+  };
+  catalogue(take_ + named("1") + named("2") + named("3"));
+  for (const char* text : {"<a/>", "<a umidRef=\"U9x\"/>"}) {
+    EXPECT_THAT(opened("CLPR/3/3M01.XML", text), ElementsAre(third_)) << text;
+    EXPECT_THAT(opened("CLPR/2/2M01.XML", text), ElementsAre(first_, second_)) << text;
+    EXPECT_THAT(parser_.forgiven(), testing::Contains("a description without the UMID of its entry"));
+    EXPECT_THAT(opened("CLPR/1/1.SMI", text), ElementsAre(first_, second_)) << text;
+  }
+}
+
+TEST_F(Forgiving, ComponentsWithoutUmids) {
+  const auto bare = [](const std::string& name) {
+    return entry(name, "<Component uri=\"./CLPR/" + name + "/" + name + ".MP4\"/>");
+  };
+  catalogue(bare("1") + bare("2") +
+            "<Material umid=\"U0x\"><Component uri=\"./CLPR/1/1.SMI\"/><Component "
+            "uri=\"./CLPR/2/2.MP4\"/></Material>");
+  EXPECT_THAT(clip("U0x"), ElementsAre(first_, second_));
+  EXPECT_THAT(clip("U2x"), ElementsAre(second_));
+}
+
+TEST_F(Forgiving, NamesInAnotherCaseThanTheCatalogueSpells) {
+  std::filesystem::rename(at("card/BPAV"), at("card/bpav"));
+  std::filesystem::rename(at("card/bpav/CLPR"), at("card/bpav/clpr"));
+  std::filesystem::rename(at("card/bpav/MEDIAPRO.XML"), at("card/bpav/mediapro.xml"));
+  for (const char* name : {"1", "2"})
+    std::filesystem::rename(at(std::string("card/bpav/clpr/") + name + "/" + name + ".MP4"),
+                            at(std::string("card/bpav/clpr/") + name + "/" + name + ".mp4"));
+  parser_ = {};
+  const std::string sidecar = write("card/bpav/clpr/1/1m01.xml", "<a umidRef=\"U0x\"/>");
+  EXPECT_TRUE(parser_.ProcessForgiving(sidecar, at("t.mzl"), 0)) << parser_.error_text;
+  EXPECT_EQ(parser_.root_dir, at("card/bpav/"));
+  EXPECT_THAT(parser_.clip_list, ElementsAre("clpr/1/1.mp4", "clpr/2/2.mp4"));
+  EXPECT_THAT(parser_.forgiven(), ElementsAre("the case of file names"));
+}
+
+TEST_F(Forgiving, OfNamesThatDifferInCaseAlone_TheSpelledOneCounts) {
+  write("card/BPAV/CLPR/3/3.mp4", "123");
+  EXPECT_THAT(clip("U3x"), ElementsAre(third_));
+  std::filesystem::remove(at("card/BPAV/CLPR/3/3.MP4"));
+  write("card/BPAV/CLPR/3/3.Mp4", "12345");
+  EXPECT_THAT(clip("U3x"), ElementsAre("CLPR/3/3.Mp4"));
+}
+
 TEST_F(Forgiving, WhatCannotBeForgiven_HasTheTextOfTheScan) {
   EXPECT_THAT(clip("U9x"), ElementsAre("error: take umid not found!"));
-  EXPECT_THAT(opened("CLPR/1/1.SMI", "<a/>"), ElementsAre("error: No UMID available !"));
+  EXPECT_THAT(opened("CLPR/9/9.SMI", "<a/>"), ElementsAre("error: No UMID available !"));
   EXPECT_THAT(opened("CLPR/1/1.txt", "<a/>"), ElementsAre("error: Invalid input file !! Must be SMI or XML"));
   catalogue("<Material umid=\"U0x\"><Component uri=\"./CLPR/1/1.SMI\"/></Material>");
   EXPECT_THAT(clip("U0x"), ElementsAre("error: clip umid not found!"));
