@@ -115,6 +115,14 @@ TEST(SyncDelay, StartsOneTickBeyondTheTruncatedFrame) {
   EXPECT_TRUE(syncDelay(0, 450001, 60.0, 48000));
 }
 
+TEST(SyncDelay, CutsTheFrameOffToWholeTicks) {
+  EXPECT_FALSE(syncDelay(0, 3857142, 7.0, 48000));  // 3857142.857 ticks
+  EXPECT_TRUE(syncDelay(0, 3857143, 7.0, 48000));
+  double const rate = 48000.0 / 1001.0;  // 563062.5 ticks
+  EXPECT_FALSE(syncDelay(0, 563062, rate, 48000));
+  EXPECT_TRUE(syncDelay(0, 563063, rate, 48000));
+}
+
 TEST(SyncDelay, TakesFortyMillisecondsForAnUnknownRate) {
   EXPECT_FALSE(syncDelay(0, 1080000, 0.0, 48000));
   EXPECT_TRUE(syncDelay(0, 1080001, 0.0, 48000));

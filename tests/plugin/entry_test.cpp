@@ -89,6 +89,20 @@ TEST(Module, HoldsTheAttributesThatHostAndDecodersRead) {
   EXPECT_FALSE(module->getAttr("nothing").valid());
 }
 
+TEST(Module, AttributesAreOfTheKindsThatHostsAskFor) {
+  KyModule const* const module = test::module();
+  EXPECT_EQ(module->getAttr("joinMonoStreams").kind(), Any::kInt32);
+  EXPECT_EQ(module->getAttr("priority").kind(), Any::kInt32);
+  Any const exts = module->getAttr("exts");
+  ASSERT_EQ(exts.kind(), Any::kVector);
+  ASSERT_EQ(exts.asVector().size(), 3);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(exts.asVector().at(i).kind(), Any::kString) << i;
+  AnyDict const& attributes = test::plugin()->attrs();
+  EXPECT_EQ(attributes["version"].kind(), Any::kString);
+  EXPECT_EQ(attributes["versionDate"].kind(), Any::kString);
+  EXPECT_EQ(attributes["debug"].kind(), Any::kInt32);
+}
+
 TEST(Module, CreatesADecoderPerCallOwnedByTheCaller) {
   test::PipePtr const first(test::module()->createInstance());
   test::PipePtr const second(test::module()->createInstance());
@@ -108,17 +122,27 @@ struct Answers {
   char const* version = "";
 };
 
+// Queries of the component that was asked last, and whether every buffer came cleared.
+std::vector<int> queries;
+bool buffersCleared = true;
+
 template <int N>
 struct Component {
   static inline Answers answers;
   static int query(int query, void* out) {
+    queries.push_back(query);
     if (query == 3) {
       auto& record = *static_cast<MpegModuleVersion*>(out);
       EXPECT_EQ(record.type, -1);
       record.type = answers.type;
       return answers.versionResult;
     }
-    std::strncpy(static_cast<char*>(out), query == 1 ? answers.name : answers.version, 127);
+    constexpr size_t kBuffer = 128;
+    char* const text = static_cast<char*>(out);
+    buffersCleared = buffersCleared && std::count(text, text + kBuffer, '\0') == kBuffer;
+    // What stands behind the text is what the next buffers would hold if nobody cleared them.
+    std::memset(text, 'x', kBuffer);
+    std::strcpy(text, query == 1 ? answers.name : answers.version);
     return 0;
   }
   static void* entry(int code) { return code == 1 ? reinterpret_cast<void*>(&query) : nullptr; }
@@ -133,6 +157,8 @@ class ComponentCheck : public testing::Test {
   ComponentCheck() {
     Component<1>::answers = {0, 1, "first", "1.2"};
     Component<2>::answers = {0, 1, "second", "3.4.5"};
+    queries.clear();
+    buffersCleared = true;
   }
   int check(std::vector<LowLevelComponentEntry> entries) {
     entries.push_back(nullptr);
@@ -145,6 +171,17 @@ TEST_F(ComponentCheck, GoodComponentsAreListed) {
   EXPECT_EQ(check({kFirst, kSecond}), 0);
   ASSERT_EQ(log.lines.size(), 1U);
   EXPECT_TRUE(log.hasAt(kLogInfo, "Low level components: first (1.2), second (3.4.5)"));
+}
+
+TEST_F(ComponentCheck, AsksForTheVersionRecordThenForTheNameThenForTheText) {
+  check({kFirst});
+  EXPECT_EQ(queries, (std::vector<int>{3, 1, 4}));
+}
+
+TEST_F(ComponentCheck, HandsOutClearedBuffersOf128Bytes) {
+  check({kFirst, kSecond, kFirst});
+  EXPECT_EQ(queries.size(), 9U);
+  EXPECT_TRUE(buffersCleared);
 }
 
 TEST_F(ComponentCheck, AComponentWithoutQueryFunctionDoesNotFail) {

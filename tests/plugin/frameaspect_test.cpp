@@ -207,6 +207,17 @@ TEST(FrameAspect, Mpeg2WithADisplayExtensionScalesTheDisplayAspect) {
   }
 }
 
+TEST(FrameAspect, Mpeg2WithADisplayWidthUnlikeItsOwnScalesByIt) {
+  MpegVideoInfo video = videoOf(kMpeg2, 720, 576);
+  video.displayExtension = 1;
+  video.displayWidth = 540;
+  video.displayHeight = 576;
+  for (auto [code, aspect] : {std::pair{2, 16.0 / 9.0}, std::pair{3, 64.0 / 27.0}}) {
+    video.aspectCode = code;
+    EXPECT_DOUBLE_EQ(frameAspect(video), aspect) << code;
+  }
+}
+
 TEST(FrameAspect, TheWholePictureAsDisplayAreaGivesTheCodedAspect) {
   MpegVideoInfo video = videoOf(kMpeg2, 1920, 1080);
   video.displayExtension = 1;

@@ -105,6 +105,21 @@ TEST(FrameTimes, EqualKeysKeepTheirOrderAfterSorting) {
   EXPECT_EQ(order, (std::vector<int64_t>{0, 10, 11, 30, 31}));
 }
 
+// Sorts that are not stable keep short lists in order all the same.
+TEST(FrameTimes, EqualKeysOfALongListKeepTheirOrderAfterSorting) {
+  constexpr int kKeys = 7;
+  std::vector<FrameTime> times(2000);
+  for (size_t i = 0; i < times.size(); ++i)
+    times[i] = {static_cast<int64_t>(i * 5 % kKeys), static_cast<int64_t>(i)};
+  sortFrameTimes(times);
+  for (size_t i = 1; i < times.size(); ++i) {
+    ASSERT_LE(times[i - 1].sortKey, times[i].sortKey) << i;
+    if (times[i - 1].sortKey == times[i].sortKey) {
+      ASSERT_LT(times[i - 1].time, times[i].time) << i;
+    }
+  }
+}
+
 TEST(AudioBlockBuffer, ConstructionAllocatesBytesPerSampleFrameTimes1536TimesBlocks) {
   AudioBlockBuffer const buffer(nullptr, 6, 3);
   EXPECT_EQ(buffer.data().size(), 6u * 1536 * 3);
