@@ -50,6 +50,18 @@ struct Inner {
 };
 template struct Member<Inner, &MpegDecWrapper::inner_>;
 
+struct OpenAudio {
+  using Type = int (MpegInDec::*)(MpegInAudioStream&, MpegIn const&);
+  friend Type memberOf(OpenAudio);
+};
+template struct Member<OpenAudio, &MpegInDec::openAudio>;
+
+struct ListName {
+  using Type = Any (XdcamDec::*)(Any const&) const;
+  friend Type memberOf(ListName);
+};
+template struct Member<ListName, &XdcamDec::MakeTakeListName>;
+
 struct LogList {
   using Type = void (XdcamDec::*)(Any const&, bool) const;
   friend Type memberOf(LogList);

@@ -86,6 +86,13 @@ int show(MpegIn& instance, State& state, int frame) {
   return kMpegOk;
 }
 
+size_t numberOf(Instance const* record) {
+  auto const& all = current->instances;
+  auto const found =
+      std::find_if(all.begin(), all.end(), [record](auto const& one) { return one.get() == record; });
+  return static_cast<size_t>(found - all.begin());
+}
+
 int bytesOf(MpegAudioInfo const& info) { return info.bits == 20 ? 3 : info.bits / 8; }
 
 void writeSample(uint8_t* to, MpegAudioInfo const& info, int64_t number) {
@@ -365,6 +372,7 @@ void mpegInFree(MpegIn* instance) {
   if (!instance) return;
   State* const state = stateOf(instance);
   if (!state) return;
+  if (current->onFree) current->onFree(scripted::numberOf(state->record));
   if (state->block) reinterpret_cast<void (*)(void*)>(state->getter("free"))(state->block);
   state->record->alive = false;
   scripted::states.erase(instance);

@@ -113,6 +113,8 @@ class Library {
   std::function<void(MpegIn&)> onOpen;
   // Before a function does anything.
   std::function<void(Function)> onCall;
+  // Before the instance of this number is released.
+  std::function<void(size_t)> onFree;
 
   // Outcomes in place of the function's own: of the `call`-th call from now on (1: the next), or of all.
   void give(Function function, int result, int call = 1);
