@@ -77,9 +77,10 @@ void KyPcm::addSilence(int samples) {
 }
 
 void KyPcm::combineWrite(int samples, AnyVector const& channelBuffers) {
+  if (samples < 1) return;
   int const start = std::clamp(nSamples, 0, capacity);
   addSilence(samples);
-  if (nSamples != start + samples || samples < 1) return;
+  if (nSamples - start != samples) return;
   auto const width = static_cast<size_t>(bytesPerSample_);
   size_t const step = width * static_cast<size_t>(channels_);
   for (int channel = 0; channel < channels_; ++channel) {

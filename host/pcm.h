@@ -14,7 +14,7 @@ class KY_API KyPcm {
  public:
   int nSamples = 0;      // samples held
   int capacity = 0;      // samples that fit
-  int64_t position = 0;  // of the held samples in their stream
+  int64_t position = 0;  // running one in the stream, behind the held samples: that of the next to come
 
   // `capacitySamples` zeroed samples; nothing held, position 0. 0, or -1 when a value is not positive or
   // there is no memory; then the buffer is empty.

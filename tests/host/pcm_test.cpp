@@ -172,4 +172,13 @@ TEST(Pcm, CombineOfNothingOrWithoutMemoryWritesNothing) {
   EXPECT_EQ(pcm.nSamples, 0);
 }
 
+TEST(Pcm, CombineOfMoreThanAnyBufferHoldsBehindHeldSamplesKeepsThose) {
+  KyPcm pcm;
+  ASSERT_EQ(pcm.init(48000, 1, 2, 8), 0);
+  pcm.addSilence(3);
+  pcm.combineWrite(INT_MAX, AnyVector());
+  EXPECT_EQ(pcm.nSamples, 3);
+  EXPECT_EQ(pcm.capacity, 8);
+}
+
 }  // namespace
