@@ -5,8 +5,9 @@
 std::string dmfCode(std::span<uint16_t const> characters) {
   std::string code;
   for (uint16_t const character : characters) {
-    if (character == 0) break;
-    code.push_back(static_cast<char>(character & 0xFF));
+    auto const low = static_cast<char>(character & 0xFF);
+    if (low == 0) break;
+    code.push_back(low);
   }
   return code;
 }

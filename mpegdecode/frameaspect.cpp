@@ -26,12 +26,13 @@ constexpr SampleAspect kSampleAspects[] = {{0, 1},   {1, 1},    {12, 11}, {10, 1
 constexpr int kLastSampleAspect = 16;
 
 // Sizes whose usual indices mean exactly 4:3 or 16:9 of the whole picture.
+constexpr int kNoIndex = 0;  // 0 stands for an explicit sample aspect
 struct ExactAspect {
   int width, height;
   int idc43, idc169;
 };
 constexpr ExactAspect kExactAspects[] = {{720, 576, 2, 4}, {544, 576, 4, 12}, {480, 576, 10, 6},
-                                         {720, 480, 3, 5}, {544, 480, 5, 13}, {426, 360, -1, 15}};
+                                         {720, 480, 3, 5}, {544, 480, 5, 13}, {426, 360, kNoIndex, 15}};
 
 double explicitSampleAspect(MpegVideoInfo const& video) {
   long const sarWidth = video.sarWidth == 0 ? 1 : video.sarWidth;

@@ -151,6 +151,19 @@ TEST(FrameAspect, AnIndexOutsideTheTableRaisesTheExceptionCallAndGivesTheSize) {
   }
 }
 
+TEST(FrameAspect, ANegativeIndexIsOutsideTheTableAtEverySize) {
+  struct Size {
+    int width, height;
+  };
+  for (Size const& size :
+       {Size{720, 576}, Size{544, 576}, Size{480, 576}, Size{720, 480}, Size{544, 480}, Size{426, 360}}) {
+    double aspect = 0.0;
+    auto const failures = failuresOf(videoOf({kH264, size.width, size.height, -1, 0, 0, 0.0}), aspect);
+    EXPECT_EQ(failures.size(), 1U) << size.width << "x" << size.height;
+    EXPECT_EQ(aspect, quotient(size.width, size.height));
+  }
+}
+
 TEST(FrameAspect, TheLastIndexOfTheTableRaisesNothing) {
   double aspect = 0.0;
   EXPECT_TRUE(failuresOf(videoOf({kH264, 1920, 1080, 16, 0, 0, 0.0}), aspect).empty());

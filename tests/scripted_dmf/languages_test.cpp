@@ -1,7 +1,10 @@
 // How a language finds its stream.
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "mpegdecode/dmflanguages.h"
+#include "mpegdecode/dmftext.h"
 
 namespace {
 
@@ -54,6 +57,13 @@ TEST_F(AudioLanguages, BothValuesMustBeEqual) {
   add(2, 0);
   add(3, 1);
   EXPECT_EQ(attach(), "00");
+}
+
+TEST(LanguageCode, EndsAtTheFirstCharacterWithoutALowByte) {
+  EXPECT_EQ(dmfCode(std::array<uint16_t, 4>{'e', 'n', 'g', 0}), "eng");
+  EXPECT_EQ(dmfCode(std::array<uint16_t, 4>{'e', 0x0100, 'g', 0}), "e");
+  EXPECT_EQ(dmfCode(std::array<uint16_t, 4>{'e', 'n', 'g', 0x4100}), "eng");
+  EXPECT_EQ(dmfCode(std::array<uint16_t, 4>{0x0165, 0x016E, 'g', 'x'}), "engx");
 }
 
 TEST_F(AudioLanguages, FirstMatchAloneIsDescribed) {
