@@ -18,7 +18,7 @@ int MpegDecWrapper::init() {
   streamMap.clear();
   joinedInfo.clear();
   state_ = kStateInitialised;
-  if (int const result = inner_->init(); result != 0) return result;
+  if (int const result = forwarded([&] { return inner_->init(); })) return result;
   for (char const* key : {"removeIMXTopBlanking", "estimateMemory", "smpMode", "numThreads"})
     inner_->setParam(key, getAttr(key));
   return 0;
@@ -27,7 +27,7 @@ int MpegDecWrapper::init() {
 int MpegDecWrapper::open() {
   if (state_ == kStateOpened) close();
   if (state_ != kStateInitialised) return setError(kResultNotOpened, "Codec not initialized");
-  // File names in the inner text may hold percent signs: it is an argument, not a format.
+  forgetInnerError();
   if (int const result = inner_->open(); result != 0) return setError(result, "%s", inner_->errorDesc());
   state_ = kStateOpened;
   if (shouldJoinMonoStreams()) joinMonoStreams();
@@ -114,17 +114,10 @@ int MpegDecWrapper::validateAudioStream(int index) const {
   return setError(kResultInvalidStream, "Invalid stream number");
 }
 
-int MpegDecWrapper::withInnerError(int result) {
-  // The end of a stream is no error, but a seek that ends there has a text.
-  bool const failed =
-      result < 0 && (result != kResultEndOfStream || inner_->errorCode() == kResultEndOfStream);
-  if (failed && inner_->errorCode() != 0) {
-    setError(inner_->errorCode(), "%s", inner_->errorDesc());
-    // The next failure may come without a text.
-    inner_->setError(0, "%s", "");
-  }
-  return result;
-}
+void MpegDecWrapper::forgetInnerError() const { inner_->setError(0, "%s", ""); }
+
+// Texts hold file names and keys, and those may hold percent signs: each is an argument, not a format.
+void MpegDecWrapper::takeInnerError() const { setError(inner_->errorCode(), "%s", inner_->errorDesc()); }
 
 int MpegDecWrapper::countStreams(int kindMask) const {
   if (!joining()) return inner_->countStreams(kindMask);
@@ -133,13 +126,15 @@ int MpegDecWrapper::countStreams(int kindMask) const {
 }
 
 int MpegDecWrapper::selectStream(int kind, int index) {
-  if (!joining()) return withInnerError(inner_->selectStream(kind, index));
-  if (kind == kKindAudio && validateAudioStream(index) != 0) return errorCode();
-  if (!isJoined(kind, index)) return withInnerError(inner_->selectStream(kind, innerIndex(kind, index)));
-  int result = 0;
-  for (Any const& stream : joinedStreams()) result |= inner_->selectStream(kKindAudio, stream.asInt32());
-  if (result != 0) result |= deselectJoined();
-  return withInnerError(result);
+  if (joining() && kind == kKindAudio && validateAudioStream(index) != 0) return errorCode();
+  return forwarded([&] {
+    if (!joining()) return inner_->selectStream(kind, index);
+    if (!isJoined(kind, index)) return inner_->selectStream(kind, innerIndex(kind, index));
+    int result = 0;
+    for (Any const& stream : joinedStreams()) result |= inner_->selectStream(kKindAudio, stream.asInt32());
+    if (result != 0) result |= deselectJoined();
+    return result;
+  });
 }
 
 int MpegDecWrapper::deselectStream(int kind, int index) {
@@ -166,12 +161,15 @@ int MpegDecWrapper::seekToSample(int64_t sample, int audioIndex) {
     kyAssertFail("./mpegdecode/mpegdecwrapper(254)", "readSamples: Stream not opened");
     return setError(kResultNotOpened, "Stream not opened");
   }
-  if (!joining()) return withInnerError(inner_->seekToSample(sample, audioIndex));
-  if (validateAudioStream(audioIndex) != 0) return errorCode();
-  if (mapped(audioIndex) != kJoinedStream)
-    return withInnerError(inner_->seekToSample(sample, mapped(audioIndex)));
-  int result = 0;
-  for (Any const& stream : joinedStreams()) result |= inner_->seekToSample(sample, stream.asInt32());
+  if (joining() && validateAudioStream(audioIndex) != 0) return errorCode();
+  int const stream = joining() ? mapped(audioIndex) : audioIndex;
+  if (!joining() || stream != kJoinedStream)
+    return forwarded([&] { return inner_->seekToSample(sample, stream); });
+  int const result = forwarded([&] {
+    int all = 0;
+    for (Any const& one : joinedStreams()) all |= inner_->seekToSample(sample, one.asInt32());
+    return all;
+  });
   joinedPcm.nSamples = 0;
   joinedPcm.position = 0;
   return result;
@@ -182,11 +180,11 @@ int MpegDecWrapper::readSamples(int count, int audioIndex) {
     kyAssertFail("./mpegdecode/mpegdecwrapper(308)", "readSamples: Stream not opened");
     return setError(kResultNotOpened, "Stream not opened");
   }
-  if (!joining()) return withInnerError(inner_->readSamples(count, audioIndex));
-  if (validateAudioStream(audioIndex) != 0) return errorCode();
-  if (count == 0) return 0;
-  int const stream = mapped(audioIndex);
-  return stream == kJoinedStream ? readJoined(count) : withInnerError(inner_->readSamples(count, stream));
+  if (joining() && validateAudioStream(audioIndex) != 0) return errorCode();
+  if (joining() && count == 0) return 0;
+  int const stream = joining() ? mapped(audioIndex) : audioIndex;
+  if (joining() && stream == kJoinedStream) return readJoined(count);
+  return forwardedCount([&] { return inner_->readSamples(count, stream); });
 }
 
 int MpegDecWrapper::readJoined(int count) {
@@ -207,6 +205,8 @@ int MpegDecWrapper::readJoined(int count) {
 
   joinedPcm.nSamples = 0;
   joinedPcm.position = 0;
+  // Failures of single streams are none of the joined one.
+  if (result == 0) setError(0, "%s", "");
   if (!anyRead) return kResultError;
   if (result == 0) return kResultEndOfStream;
 
@@ -230,9 +230,9 @@ int MpegDecWrapper::readJoined(int count) {
 
 int64_t MpegDecWrapper::sampleCount(int audioIndex) const {
   if (validateAudioStream(audioIndex) != 0) return errorCode();
-  if (!joining()) return inner_->sampleCount(audioIndex);
-  int const stream = mapped(audioIndex);
-  return stream == kJoinedStream ? joinedInfo.get("samples").asInt64() : inner_->sampleCount(stream);
+  int const stream = joining() ? mapped(audioIndex) : audioIndex;
+  if (joining() && stream == kJoinedStream) return joinedInfo.get("samples").asInt64();
+  return forwardedCount([&] { return inner_->sampleCount(stream); });
 }
 
 KyPcm* MpegDecWrapper::audioPcm(int audioIndex) {
@@ -248,23 +248,28 @@ KyPcm* MpegDecWrapper::audioPcm(int audioIndex) {
 }
 
 int MpegDecWrapper::seekToFrame(int64_t frame, int videoIndex) {
-  return withInnerError(inner_->seekToFrame(frame, videoIndex));
+  return forwarded([&] { return inner_->seekToFrame(frame, videoIndex); });
 }
 
-int MpegDecWrapper::readFrame(int videoIndex) { return withInnerError(inner_->readFrame(videoIndex)); }
+int MpegDecWrapper::readFrame(int videoIndex) {
+  return forwarded([&] { return inner_->readFrame(videoIndex); });
+}
 
-int MpegDecWrapper::frameCount(int videoIndex) const { return inner_->frameCount(videoIndex); }
+int MpegDecWrapper::frameCount(int videoIndex) const {
+  return forwardedCount([&] { return inner_->frameCount(videoIndex); });
+}
 
 int MpegDecWrapper::readCcData(int subpicIndex, int reserved, AnyDict& out) {
-  return inner_->readCcData(subpicIndex, reserved, out);
+  return forwarded([&] { return inner_->readCcData(subpicIndex, reserved, out); });
 }
 
 KyFrame* MpegDecWrapper::videoFrame(int videoIndex) { return inner_->videoFrame(videoIndex); }
 
 int MpegDecWrapper::setUserDataEnabled(int kind, int index, int on) {
-  return inner_->setUserDataEnabled(kind, index, on);
+  return forwarded([&] { return inner_->setUserDataEnabled(kind, index, on); });
 }
 
 KyStreamTimestamps* MpegDecWrapper::frameTimestamps(int videoIndex) {
-  return inner_->frameTimestamps(videoIndex);
+  return forwarded([&] { return inner_->frameTimestamps(videoIndex); },
+                   [](KyStreamTimestamps const* table) { return !table; });
 }

@@ -14,6 +14,8 @@ class MpegInDec;
 // one stream with a channel each, in the place of the first of them; other audio streams keep their order
 // around it, and audio stream numbers of this class are outward ones. A file with a Dolby stream is never
 // joined. Everything else is the inner decoder's. One thread at a time, as every pipe.
+//
+// The error is that of the last call that failed, and none when that call gave none.
 class MpegDecWrapper : public KyDecodePipe {
  public:
   explicit MpegDecWrapper(KyModule const* module);
@@ -64,11 +66,37 @@ class MpegDecWrapper : public KyDecodePipe {
   bool isJoined(int kind, int index) const { return kind == kKindAudio && mapped(index) == kJoinedStream; }
   int innerIndex(int kind, int index) const { return kind == kKindAudio ? mapped(index) : index; }
   int readJoined(int count);
-  // Takes the inner decoder's error over, since a host asks this pipe; returns `result`.
-  int withInnerError(int result);
   int deselectJoined();
 
+  // Makes calls of the inner decoder. When they fail (or a check in them throws out to the host), the error
+  // that they leave there becomes this pipe's, since a host asks this one; no earlier one does.
+  template <class Call, class Failed>
+  auto forwarded(Call call, Failed failed) const {
+    forgetInnerError();
+    try {
+      auto const result = call();
+      if (failed(result)) takeInnerError();
+      return result;
+    } catch (...) {
+      takeInnerError();
+      throw;
+    }
+  }
+  // Of a call that gives 0 for success.
+  template <class Call>
+  int forwarded(Call call) const {
+    return forwarded(call, [](int result) { return result != 0; });
+  }
+  // Of one that gives a number, or a negative value.
+  template <class Call>
+  auto forwardedCount(Call call) const {
+    return forwarded(call, [](auto result) { return result < 0; });
+  }
+  void forgetInnerError() const;
+  void takeInnerError() const;
+
   // Parameters (mpegdecwrapper_params.cpp).
+  int innerParam(char const* key, Any& value) const;
   void storeParams(Any& value) const;
   Any joinedChannelName(int channel) const;
   int audioParam(char const* key, Any& value) const;

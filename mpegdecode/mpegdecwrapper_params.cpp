@@ -10,7 +10,7 @@ int MpegDecWrapper::setParam(char const* key, Any const& value) {
     joinMonoStreams_ = static_cast<bool>(value);
     return 0;
   }
-  return inner_->setParam(key, value);
+  return forwarded([&] { return inner_->setParam(key, value); });
 }
 
 int MpegDecWrapper::getParam(char const* key, Any& value) const {
@@ -23,7 +23,7 @@ int MpegDecWrapper::getParam(char const* key, Any& value) const {
     value = Any(joinMonoStreams_);
     return 0;
   }
-  if (!joining()) return inner_->getParam(key, value);
+  if (!joining()) return innerParam(key, value);
   if (name == "tsStructure") {
     // That of the file lists streams which the host does not see.
     value.invalidate();
@@ -33,7 +33,11 @@ int MpegDecWrapper::getParam(char const* key, Any& value) const {
     value = joinedChannelName(value.asInt32());
     return 0;
   }
-  return name.starts_with("audio") ? audioParam(key, value) : inner_->getParam(key, value);
+  return name.starts_with("audio") ? audioParam(key, value) : innerParam(key, value);
+}
+
+int MpegDecWrapper::innerParam(char const* key, Any& value) const {
+  return forwarded([&] { return inner_->getParam(key, value); });
 }
 
 void MpegDecWrapper::storeParams(Any& value) const {
@@ -96,13 +100,13 @@ int MpegDecWrapper::streamInfo(int kind, int index, AnyDict& info) const {
 int MpegDecWrapper::setStreamParam(int kind, int index, char const* key, Any const& value) {
   // What holds for one of several joined streams cannot be set, and the others keep what they have.
   if (joining() && kind == kKindAudio) return 0;
-  return withInnerError(inner_->setStreamParam(kind, index, key, value));
+  return forwarded([&] { return inner_->setStreamParam(kind, index, key, value); });
 }
 
 AnyVector MpegDecWrapper::overrideKeys(int kind) const { return inner_->overrideKeys(kind); }
 
 int MpegDecWrapper::setOverride(int kind, int index, char const* key, Any const& value) {
-  return inner_->setOverride(kind, index, key, value);
+  return forwarded([&] { return inner_->setOverride(kind, index, key, value); });
 }
 
 Any const& MpegDecWrapper::override(int kind, int index, char const* key) const {
