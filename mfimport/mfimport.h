@@ -424,11 +424,13 @@ MFIMPORT_API int mpegInVideoAuxinfo(MpegIn* instance, int reserved, int request,
 MFIMPORT_API int mpegInAudioAuxinfo(MpegIn* instance, int reserved, int request, void* record, int size);
 
 // Decodes picture `frame` (0-based, display order) into the target. 0, kMpegEndOfStream at or past the
-// end, or a MpegResult; then the target holds what it held.
+// end, or a MpegResult; then the target holds what it held, and mpegInGetNextFrame goes on as without the
+// call.
 MFIMPORT_API int mpegInSeekFrame(MpegIn* instance, int frame);
 
 // Decodes the picture after the last one. Results as mpegInSeekFrame. A picture that cannot be decoded
-// is an error at its own place; the next call gives the one after it.
+// is an error at its own place: the target and the user data stay those of the picture shown last, and the
+// next call gives the picture after the one that failed.
 MFIMPORT_API int mpegInGetNextFrame(MpegIn* instance);
 
 // Positions audio so that `sample` is delivered next. 0, or a MpegResult; past the end is an error.

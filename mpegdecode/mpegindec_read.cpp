@@ -42,7 +42,7 @@ int MpegInDec::readFrame(int videoIndex) {
   int result = 0;
   switch (guardedNextFrame(stream->decoder)) {
     case kMpegOk:
-      frame.setFrameNumber(frame.frameNumber() + 1);
+      frame.setFrameNumber(frame.frameNumber() + 1 + std::exchange(stream->passedPictures, 0));
       if (stream->userDataEnabled) attachUserData(*stream);
       correctSwing(*stream);
       break;
@@ -50,6 +50,9 @@ int MpegInDec::readFrame(int videoIndex) {
       result = kResultEndOfStream;
       break;
     default:
+      // The frame keeps its picture and that picture's number; the library goes on behind the one that
+      // failed.
+      ++stream->passedPictures;
       result = _setErr(kResultError, "Error in readFrame");
   }
   if (trace_)
@@ -99,7 +102,8 @@ int MpegInDec::readSamples(int count, int audioIndex) {
     } else {
       result = delivered + silence;
     }
-  } else if (delivered == 0) {
+  } else if (delivered == 0 || (stream->endOfStream && want > 0)) {
+    // Behind the early end of a file the library may fail; that is the end still.
     stream->endOfStream = true;
     pcm.nSamples = 0;
     result = kResultEndOfStream;

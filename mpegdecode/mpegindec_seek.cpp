@@ -21,6 +21,7 @@ int MpegInDec::seekToFrame(int64_t frame, int videoIndex) {
     case kMpegOk:
       correctSwing(*stream);
       stream->frame->setFrameNumber(frame);
+      stream->passedPictures = 0;
       stream->frame->setFramerate(stream->info["framerate"].asFramerate());
       stream->framePending = true;
       if (stream->userDataEnabled) attachUserData(*stream);

@@ -68,6 +68,7 @@ int MpegInDec::selectVideo(int index) {
   stream->framePending = true;
   stream->selected = true;
   stream->frame->setFrameNumber(0);
+  stream->passedPictures = 0;
   if (stream->userDataEnabled) attachUserData(*stream);
   return 0;
 }

@@ -57,6 +57,7 @@ class MpegInVideoStream : public MpegInStream {
   std::unique_ptr<KyFrame> frame;    // output
   std::unique_ptr<KyFrame> scratch;  // full picture when `frame` is a view into it
   bool framePending = false;         // the next readFrame has nothing to decode
+  int64_t passedPictures = 0;        // failed to decode since `frame` was filled: the decoder is past them
   bool userDataEnabled = false;
   uint32_t colorRange = 1;
 };

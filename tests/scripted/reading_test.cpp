@@ -86,7 +86,7 @@ TEST_P(Reading, APictureThatTheLibraryRefuses_FailsAndKeepsItsNumber) {
     EXPECT_EQ(shownPicture(*pipe), 7);
   }
   EXPECT_EQ(pipe->readFrame(0), 0);
-  EXPECT_EQ(pipe->videoFrame(0)->frameNumber(), 8);
+  EXPECT_EQ(pipe->videoFrame(0)->frameNumber(), 11) << "each of the three at its own place";
   expectNoFailure();
 }
 
@@ -97,7 +97,7 @@ TEST_P(Reading, APictureWhoseDecodingRaises_FailsLikewise) {
   EXPECT_EQ(pipe->readFrame(0), -1);
   expectError(-1, "Error in readFrame");
   EXPECT_EQ(pipe->readFrame(0), 0);
-  EXPECT_EQ(pipe->videoFrame(0)->frameNumber(), 1);
+  EXPECT_EQ(pipe->videoFrame(0)->frameNumber(), 2);
 }
 
 TEST_P(Reading, PastTheLastPicture_IsTheEndWithoutAnError) {

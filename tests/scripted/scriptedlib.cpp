@@ -26,7 +26,8 @@ struct State {
   std::vector<MpegStreamId> subpictureId;
   Video const* video = nullptr;
   Audio const* audio = nullptr;
-  int frame = -1;
+  int frame = -1;     // shown last
+  int position = -1;  // which the next picture follows
   int64_t sample = 0;
   void* block = nullptr;
   std::vector<MpegUserDataEntry> entries;
@@ -78,7 +79,7 @@ void report(MpegIn& instance, State const& state) {
 
 int show(MpegIn& instance, State& state, int frame) {
   if (!state.video || frame >= state.video->info.frames) return kMpegEndOfStream;
-  state.frame = frame;
+  state.frame = state.position = frame;
   uint8_t* const pixels = instance.target.plane[0];
   if (!pixels) return kMpegError;
   std::memcpy(pixels, &frame, sizeof frame);
@@ -332,8 +333,14 @@ int mpegInSeekFrame(MpegIn* instance, int frame) {
 int mpegInGetNextFrame(MpegIn* instance) {
   State* const state = stateOf(instance);
   if (!state) return kMpegError;
-  if (auto const* outcome = current->enter(scripted::kNextFrame)) return outcome->result;
-  return scripted::show(*instance, *state, state->frame + 1);
+  int const next = state->position + 1;
+  if (!state->video || next >= state->video->info.frames) return kMpegEndOfStream;
+  // Before anything fails: the next call gives the picture after this one.
+  state->position = next;
+  auto const* const outcome = current->enter(scripted::kNextFrame);
+  if (!outcome) return scripted::show(*instance, *state, next);
+  if (outcome->result == kMpegEndOfStream) --state->position;
+  return outcome->result;
 }
 
 int mpegInSeekSample64(MpegIn* instance, int, int64_t sample, int) {

@@ -116,7 +116,8 @@ class Library {
   // Before the instance of this number is released.
   std::function<void(size_t)> onFree;
 
-  // Outcomes in place of the function's own: of the `call`-th call from now on (1: the next), or of all.
+  // Outcomes in place of the function's own: of the `call`-th call from now on (1: the next), or of all. A
+  // picture that mpegInGetNextFrame fails to decode is passed, whatever it is that fails.
   void give(Function function, int result, int call = 1);
   void giveAlways(Function function, int result);
   void raise(Function function, int call = 1);
