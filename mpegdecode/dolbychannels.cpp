@@ -62,7 +62,7 @@ MpegInAudioStream const* MpegInDec::dolbyStream(Any const& argument) const {
     return nullptr;
   }
   MpegInAudioStream const* const stream = audio(index);
-  if (!stream || stream->format != kAudioDolby || !stream->decoder) return nullptr;
+  if (!stream || !stream->isDolby() || !stream->decoder) return nullptr;
   // What passes through undecoded has no output channels to name.
   return stream->decoder->smartRenderOnly ? nullptr : stream;
 }

@@ -17,7 +17,7 @@ constexpr int kDecodePackets = 7;
 constexpr int kDolbySampleFormat = 13;
 
 bool canPassThrough(MpegInAudioStream const& stream) {
-  return stream.format == kAudioDolby || stream.format == kAudioDts;
+  return stream.isDolby() || stream.format == kAudioDts;
 }
 
 }  // namespace
@@ -38,7 +38,7 @@ int MpegInDec::openAudio(MpegInAudioStream& stream, MpegIn const& file) {
   if (withVideo) ky_dbg()->info("[%s] Opening video in audio decoder instance to maintain AV Sync", name());
   set.decodeVideo[0] = set.decodeVideo[1] = withVideo;
   if (!withVideo) instance->video.fourcc = 0;
-  if (stream.format == kAudioDolby) guardedGetInfo(instance.get(), params_.fileName);
+  if (stream.isDolby()) guardedGetInfo(instance.get(), params_.fileName);
 
   if (int const result = startAudio(stream, *instance)) return result;
   if (withVideo) {
@@ -55,7 +55,7 @@ int MpegInDec::openAudio(MpegInAudioStream& stream, MpegIn const& file) {
   stream.decoder = instance.release();
   stream.endOfStream = false;
   stream.store();
-  if (stream.format == kAudioDolby && !stream.decoder->smartRenderOnly && dolbyTrackerWanted()) {
+  if (stream.isDolby() && !stream.decoder->smartRenderOnly && dolbyTrackerWanted()) {
     stream.tracker = std::make_unique<DolbyMetadataTracker>((stream.decoder->audio.bits + 7) / 8);
     stream.tracker->remember(stream.info.descendant("codecParams", "dolbyMeta0", nullptr));
   }
@@ -90,11 +90,11 @@ int MpegInDec::passThrough(MpegInAudioStream const& stream, MpegIn& instance) {
   set.decodeVideo[0] = set.decodeVideo[1] = 0;
   instance.smartRenderOnly = 1;
   if (guardedOpen(&instance, params_.fileName) == 0 && instance.audio.decoderReady == 1) {
-    ky_dbg()->logs(kLogTrace, stream.format == kAudioDolby ? "Begin audio pass through without Dolby decoder."
-                                                           : "Begin audio pass through without DTS decoder.");
+    ky_dbg()->logs(kLogTrace, stream.isDolby() ? "Begin audio pass through without Dolby decoder."
+                                               : "Begin audio pass through without DTS decoder.");
     return 0;
   }
-  return stream.format == kAudioDolby
+  return stream.isDolby()
              ? _setErr(kResultError, "Failed to pass audio stream #%d through without Dolby decoder.",
                        stream.index)
              : _setErr(kResultError, "Failed to pass audio stream #%d through without DTS decoder.",
@@ -107,14 +107,14 @@ int MpegInDec::prepareDecoding(MpegInAudioStream& stream, MpegIn& instance) {
   if (params_.preferredSampleFormat != 0) {
     if (setPreferredSampleFormat(format, instance, params_.preferredSampleFormat) != 0)
       ky_dbg()->log(kLogTrace, "[mpegdec] Failed to set preferred sample format");
-  } else if (stream.format == kAudioDolby) {
+  } else if (stream.isDolby()) {
     if (setPreferredSampleFormat(format, instance, kDolbySampleFormat) != 0)
       ky_dbg()->log(kLogTrace, "[mpegdec] Failed to set default sample format for Dolby");
   }
   if (guardedSeekSample(&instance, 0) != 0)
     return _setErr(kResultError, "Failed to decode audio stream %d - mpeginSeekSample64 failed",
                    stream.index);
-  if (stream.format == kAudioDolby && checkDolbyCodingMode(instance) != 0)
+  if (stream.isDolby() && checkDolbyCodingMode(instance) != 0)
     return setError(kResultError, "Failed to open audio stream #%d: unsupported Dolby stream", stream.index);
   return 0;
 }

@@ -64,6 +64,8 @@ int MpegInDec::openVideo(MpegInVideoStream& stream, MpegIn const& file) {
   if (!createFrames(stream, *instance))
     return _setErr(kResultError, "Failed to decode video stream #%d.", stream.index);
 
+constexpr int64_t kNoPicture = -1;  // number of a frame until its stream is selected
+
   stream.decoder = instance.release();
   stream.endOfStream = false;
   try {
@@ -166,6 +168,7 @@ void MpegInDec::applyThreading(MpegIn& instance, MpegInVideoStream const& stream
     if (codec == "VC-1") threads = 3;
     if (codec == "HEVC" || codec == "MPEG-1" || codec == "MPEG-2") threads = 1;
   }
+  full->setFrameNumber(kNoPicture);
   if (threads == -1) return;
   guardedVideoAuxinfo(&instance, kAuxThreads, nullptr, threads);
   ky_dbg()->info("[%s] SET_NUM_CPU=%d", name(), threads);

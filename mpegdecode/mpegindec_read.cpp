@@ -143,7 +143,7 @@ int MpegInDec::readDecoded(MpegInAudioStream& stream, int count) {
   KyPcm& pcm = *stream.pcm;
   MpegAudioInfo const& audio = stream.decoder->audio;
   bool const words = audio.bits == 32;
-  if (words && (audio.isFloat || stream.format == kAudioDolby))
+  if (words && (audio.isFloat || stream.isDolby()))
     return readWords(stream, count, [](void const* in, int32_t* out, int64_t n) {
       floatToInt24(static_cast<float const*>(in), out, n);
     });

@@ -100,8 +100,10 @@ class MpegInAudioStream : public MpegInStream {
   std::unique_ptr<KyPcm> scratch;  // source of conversions
   std::unique_ptr<AudioBlockBuffer> blocks;
   std::unique_ptr<DolbyMetadataTracker> tracker;
-  int32_t format = -1;       // MpegAudioFormat
+  int32_t format = -1;       // MpegAudioFormat of the run of streams that it was listed in
   int32_t formatIndex = -1;  // number within the audio format
+  // By its name, which opening may change: among Dolby streams an instance may find MPEG audio.
+  bool isDolby() const;
   int64_t sampleCount = 0;   // leading silence included
   int32_t syncDelaySamples = 0;
   uint32_t use32BitSamples = 0;

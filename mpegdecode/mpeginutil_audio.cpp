@@ -1,3 +1,5 @@
+#include <string_view>
+
 #include "host/failure.h"
 #include "mpegdecode/audiorules.h"
 #include "mpegdecode/dolbytracker.h"
@@ -51,6 +53,8 @@ MpegInAudioStream::MpegInAudioStream(MpegIn const& file, int streamIndex) : Mpeg
 
 MpegInAudioStream::~MpegInAudioStream() = default;
 
+bool MpegInAudioStream::isDolby() const { return std::string_view(static_cast<char*>(name)) == "Dolby"; }
+
 void MpegInAudioStream::refreshIdentity() {
   // QuickTime PCM keeps the identity that was found at construction.
   if (format < 0 || !decoder || name == Any("QT_PCM")) return;
@@ -75,8 +79,9 @@ void MpegInAudioStream::store() {
   codecParams.set("firstAPTS", Any(static_cast<long>(audio.firstPts)));
   info.set("samplerate", audio.rate);
   info.set("bitsPerSample", audio.bits);
-  info.set("bytesPerSample", bytesPerSample(audio.bits));
-  if (format == kAudioDolby && audio.bits == 32) info.set("actualBitsPerSample", 24);
+  // The buffer was made for them, where there is one.
+  info.set("bytesPerSample", pcm ? pcm->bytesPerSample() : bytesPerSample(audio.bits));
+  if (isDolby() && audio.bits == 32) info.set("actualBitsPerSample", 24);
   info.set("channels", audio.channels);
   info.set("aBitrate", audio.bitRate);
   sampleCount = audio.samples;

@@ -64,7 +64,9 @@ int MpegInDec::getStreamParam(int kind, int index, char const* key, Any& value) 
     case kKindVideo: {
       AnyDict const& info = video(index)->info;
       if (std::string_view(key) == "subpicOverlay")
-        value = info["_displaySubpics"].asInt32() != 0 ? info["_subpicOverlay"].asInt32() : -1;
+        value = info["_displaySubpics"].asInt32() != 0 && info["_subpicOverlay"].isInt32()
+                    ? info["_subpicOverlay"].asInt32()
+                    : -1;
       else
         value = info[key];
       return 0;
@@ -83,7 +85,7 @@ int MpegInDec::getStreamParam(int kind, int index, char const* key, Any& value) 
 
 int MpegInDec::getAudioParam(MpegInAudioStream const& stream, int index, char const* key, Any& value) const {
   std::string_view const wanted = key;
-  if (stream.format == kAudioDolby) {
+  if (stream.isDolby()) {
     for (DolbyRecord const& record : kDolbyRecords) {
       if (wanted != record.key) continue;
       std::vector<unsigned char> buffer(static_cast<size_t>(record.size));
@@ -113,7 +115,7 @@ Any MpegInDec::channelName(int streamIndex, int channel) const {
   if (channels == 1) return "mono";
   if (channels == 2) return channel == 0 ? "left" : "right";
   if (stream->name == Any("AAC")) return aacChannelName(channel, channels);
-  if (stream->format == kAudioDolby) {
+  if (stream->isDolby()) {
     Any answer = streamIndex;
     getParam("dolby", answer);
     AnyDict const& names = answer.asDict();
@@ -133,7 +135,7 @@ int MpegInDec::setStreamParam(int kind, int index, char const* key, Any const& v
     case kKindAudio: {
       MpegInAudioStream* const stream = audio(index);
       if (!stream) return kResultError;
-      if (stream->format != kAudioDolby) break;
+      if (!stream->isDolby()) break;
       if (wanted == "dd_parser_settings") {
         ky_log()->error("Cannot set dd_parser_settings, decoder was build with CFG_NO_DD_SDK");
         return 0;
