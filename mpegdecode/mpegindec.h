@@ -99,7 +99,23 @@ class MpegInDec : public KyDecodePipe {
   int selectAudio(int index);
   int selectSubpic(int index);
 
+  // Takes back an opening that does not succeed, also when the host's failure handler throws out of it.
+  class Unwind {
+   public:
+    explicit Unwind(MpegInDec& pipe) : pipe_(&pipe) {}
+    ~Unwind() {
+      if (pipe_) pipe_->abandon();
+    }
+    Unwind(Unwind const&) = delete;
+    Unwind& operator=(Unwind const&) = delete;
+    void succeeded() { pipe_ = nullptr; }
+
+   private:
+    MpegInDec* pipe_;
+  };
+
   // Opening (mpegindec_open*.cpp). A failing step leaves what it was given to its owner and the error set.
+  void abandon();
   int checkReadable() const;
   int parseFile(MpegInPtr& file);
   int setupExternalIo(MpegExternalIo& io, int64_t knownSize);

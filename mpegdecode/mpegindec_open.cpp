@@ -39,6 +39,7 @@ int MpegInDec::open() {
   if (!params_.fileName.isText()) return _setErr(kResultError, "Filename not set");
   if (int const result = checkReadable()) return result;
   trace_ = ky_registry()->getDbgOption("log_progress").asInt32();
+  Unwind unwind(*this);
   MemoryRegistry::instance().enable(params_.estimateMemory);
   KyTimer timer;
   timer.start();
@@ -50,18 +51,22 @@ int MpegInDec::open() {
   if (file->nSubpictures > 0 && videoStreams == 0)
     kyExceptionFail("./mpegdecode/mpegindec(985)", "mpegdec: subpic without video stream not supported");
   createStreams(*file);
-  if (int const result = checkStreams(*file)) {
-    clearLists();
-    return result;
-  }
+  if (int const result = checkStreams(*file)) return result;
   createCaptionEntries();
   createSubpictures(*file);
   shared_ = std::move(file);
   state_ = kStateOpened;
+  unwind.succeeded();
   params_.fileSize = shared_->fileSize;
   if (hasMeasuredStamps(shared_->containerType)) measureFirstStamps();
   if (correctsAvSync(*shared_)) correctAvDelay();
   if (shared_->containerType == kContainerDmf) addDmfStreams();
+void MpegInDec::abandon() {
+  clearLists();
+  shared_.reset();
+  state_ = kStateInitialised;
+}
+
   ky_dbg()->log(kLogTrace, "mpegdec: opened in %f sec.", timer.stop());
   return KyDecodePipe::open();
 }
@@ -126,7 +131,6 @@ int MpegInDec::refuseDv(MpegInPtr& file) {
 
 // A stream that does not open is left out; later ones keep their number in the file and move up in the list.
 void MpegInDec::createStreams(MpegIn const& file) {
-  clearLists();
   for (int i = 0; i < file.nVideo; ++i) {
     auto stream = std::make_unique<MpegInVideoStream>(file, i);
     if (openVideo(*stream, file) == 0) video_.append(stream.release());
