@@ -49,3 +49,10 @@ constexpr int kMfDecodingOrder = 2;  // access mode: units as they are stored
 inline bool identifiedById(int containerType) {
   return containerType == kContainerMpeg1System || containerType == kContainerMpeg2Program;
 }
+
+// System, program and transport streams begin anywhere in a recording: what their headers promise first may
+// not be decodable, and sound may begin long behind the pictures.
+inline bool hasMeasuredStamps(int containerType) {
+  return identifiedById(containerType) || containerType == kContainerTransport ||
+         containerType == kContainerM2ts;
+}

@@ -72,6 +72,7 @@ void MpegInDec::closeStream(MpegInAudioStream& stream) {
   stream.tracker.reset();
   stream.carry.clear();
   stream.carrySamples = 0;
+  stream.syncDelaySamples = 0;
   stream.selected = false;
 }
 

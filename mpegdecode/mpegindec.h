@@ -131,7 +131,6 @@ class MpegInDec : public KyDecodePipe {
   int openAudio(MpegInAudioStream& stream, MpegIn const& file);
   void createSubpictures(MpegIn const& file);
   void announceSubpictures(MpegSettings& set, MpegIn const& file) const;
-  bool correctsAvSync(MpegIn const& file) const;
   bool dolbyTrackerWanted() const;
   int startAudio(MpegInAudioStream& stream, MpegIn& instance);
   int passThrough(MpegInAudioStream const& stream, MpegIn& instance);
@@ -143,7 +142,9 @@ class MpegInDec : public KyDecodePipe {
   void correctAvDelay();
   void addDmfStreams();  // mpegindec_dmf.cpp
   void releaseDecoder(MpegInStream& stream);
+  bool avSyncWanted(MpegIn const& file) const;
   void closeStream(MpegInVideoStream& stream);
+  static void delaySound(MpegInAudioStream& stream, int32_t samples);
   void closeStream(MpegInAudioStream& stream);
   void closeStream(MpegInSubpicStream& stream);
 
@@ -169,3 +170,4 @@ class MpegInDec : public KyDecodePipe {
   YSwingCorrect swing_;
   int trace_ = 0;
 };
+  bool avSync_ = false;  // of the file that is open or being opened: late sound is delayed

@@ -10,6 +10,7 @@
 #include "host/util.h"
 #include "mpegdecode/callbacks.h"
 #include "mpegdecode/libcalls.h"
+#include "mpegdecode/mfreader.h"
 #include "mpegdecode/mpegindec.h"
 
 namespace {
@@ -22,13 +23,6 @@ int countAudioStreams(MpegIn const& file) {
   int count = 0;
   for (int n : file.nAudio) count += n;
   return count;
-}
-
-// System, program and transport streams begin anywhere in a recording: what their headers promise first may
-// not be decodable.
-bool hasMeasuredStamps(int containerType) {
-  return containerType == kContainerMpeg1System || containerType == kContainerMpeg2Program ||
-         containerType == kContainerTransport || containerType == kContainerM2ts;
 }
 
 }  // namespace
@@ -47,6 +41,7 @@ int MpegInDec::open() {
   MpegInPtr file;
   if (int const result = parseFile(file)) return result;
   int const videoStreams = file->nVideo;
+  avSync_ = avSyncWanted(*file);
   if (videoStreams + countAudioStreams(*file) < 1) kyExceptionFail("./mpegdecode/mpegindec(983)", nullptr);
   if (file->nSubpictures > 0 && videoStreams == 0)
     kyExceptionFail("./mpegdecode/mpegindec(985)", "mpegdec: subpic without video stream not supported");
@@ -59,7 +54,7 @@ int MpegInDec::open() {
   unwind.succeeded();
   params_.fileSize = shared_->fileSize;
   if (hasMeasuredStamps(shared_->containerType)) measureFirstStamps();
-  if (correctsAvSync(*shared_)) correctAvDelay();
+  if (avSync_) correctAvDelay();
   if (shared_->containerType == kContainerDmf) addDmfStreams();
 void MpegInDec::abandon() {
   clearLists();

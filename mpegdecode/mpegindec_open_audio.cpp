@@ -34,7 +34,7 @@ int MpegInDec::openAudio(MpegInAudioStream& stream, MpegIn const& file) {
   set.decodingMode = kDecodeSamples;
   instance->fileName = nullptr;
   selectAudioStream(set, file, stream.index);
-  bool const withVideo = correctsAvSync(file) && file.nVideo > 0;
+  bool const withVideo = avSync_ && file.nVideo > 0;
   if (withVideo) ky_dbg()->info("[%s] Opening video in audio decoder instance to maintain AV Sync", name());
   set.decodeVideo[0] = set.decodeVideo[1] = withVideo;
   if (!withVideo) instance->video.fourcc = 0;
@@ -60,11 +60,6 @@ int MpegInDec::openAudio(MpegInAudioStream& stream, MpegIn const& file) {
     stream.tracker->remember(stream.info.descendant("codecParams", "dolbyMeta0", nullptr));
   }
   return 0;
-}
-
-bool MpegInDec::correctsAvSync(MpegIn const& file) const {
-  Any const fix = getAttr("AVSyncFix");
-  return fix.isInt32() ? fix.asInt32() != 0 : file.containerType == kContainerTransport;
 }
 
 bool MpegInDec::dolbyTrackerWanted() const {

@@ -61,12 +61,17 @@ int MpegInDec::seekToSample(int64_t sample, int audioIndex) {
 // WMA decoders keep state across seeks that makes a backward one inexact; a new decoder has none.
 int MpegInDec::reopenForBackwardSeek(MpegInAudioStream& stream) {
   ky_dbg()->log(kLogTrace, "mpegdec: WMA audio seek workaround activated");
+  // What was measured at the opening holds for the new decoder too.
+  int32_t const delay = stream.syncDelaySamples;
+  Any const firstStamp = stream.info.descendant("codecParams", "firstAPTS", nullptr);
   closeStream(stream);
   if (openAudio(stream, *shared_) != 0) {
     kyAssertFail("./mpegdecode/mpegindec(1469)",
                  "mpegdec: failed to reopen previously opened stream -> can't recover.");
     return errorCode() != 0 ? errorCode() : kResultError;
   }
+  stream.info.child("codecParams").set("firstAPTS", firstStamp);
+  delaySound(stream, delay);
   stream.selected = true;
   stream.endOfStream = false;
   return 0;

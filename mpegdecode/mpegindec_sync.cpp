@@ -91,6 +91,12 @@ void MpegInDec::measureFirstStamp(MfHandle* handle, int title, int number) {
     replaceStamp(*stream, "firstAPTS", info.identifier, audioStart(unit, stream->decoder->audio));
 }
 
+bool MpegInDec::avSyncWanted(MpegIn const& file) const {
+  if (!hasMeasuredStamps(file.containerType)) return false;
+  Any const fix = getAttr("AVSyncFix");
+  return fix.isInt32() ? fix.asInt32() != 0 : file.containerType == kContainerTransport;
+}
+
 void MpegInDec::correctAvDelay() {
   if (video_.empty()) return;
   for (int i = 0; i < audio_.size(); ++i) {
@@ -102,11 +108,21 @@ void MpegInDec::correctAvDelay() {
     auto const delay = syncDelay(firstVideo, codecParams["firstAPTS"].asInt64(),
                                  videoInfo["framerate"].asFramerate().rate(), rate);
     if (!delay) continue;
-    stream.syncDelaySamples = static_cast<int32_t>(std::min<int64_t>(delay->samples, INT32_MAX));
+    delaySound(stream, static_cast<int32_t>(std::min<int64_t>(delay->samples, INT32_MAX)));
     ky_dbg()->info("[%s]Audio stream %d delayed %dms, applying correction (%d samples)", name(), i,
                    static_cast<int>(delay->ms), stream.syncDelaySamples);
     stream.sampleCount += stream.syncDelaySamples;
     double const seconds = static_cast<double>(stream.sampleCount) / rate;
+
+// Silence in front of a stream that has none yet.
+void MpegInDec::delaySound(MpegInAudioStream& stream, int32_t samples) {
+  stream.syncDelaySamples = samples;
+  stream.sampleCount += samples;
+  double const seconds = static_cast<double>(stream.sampleCount) / stream.info["samplerate"].asInt32();
+  stream.info.set("samples", Any(static_cast<long>(stream.sampleCount)));
+  stream.info.set("aDuration", seconds);
+  stream.info.set("duration", seconds);
+}
     stream.info.set("samples", Any(static_cast<long>(stream.sampleCount)));
     stream.info.set("aDuration", seconds);
     stream.info.set("duration", seconds);

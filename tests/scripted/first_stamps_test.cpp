@@ -201,6 +201,7 @@ TEST_F(Measuring, AnEntryThatIsMissingOrOfAnotherKind_IsAnErrorForTheUserAndStay
 class Delay : public ScriptedTest {
  protected:
   Delay() {
+    library.containerType = kContainerM2ts;
     module.setAttr("AVSyncFix", 1);
     library.addVideo();
     library.addAudio(kAudioLpcm);
