@@ -118,7 +118,8 @@ class MpegInDec : public KyDecodePipe {
   void abandon();
   int checkReadable() const;
   int parseFile(MpegInPtr& file);
-  int setupExternalIo(MpegExternalIo& io, int64_t knownSize);
+  int setupExternalIo(MpegExternalIo& io);
+  static MpegExternalIo streamIo(MpegIn const& file);
   int refuseDv(MpegInPtr& file);
   void createStreams(MpegIn const& file);
   int checkStreams(MpegIn const& file);
@@ -128,6 +129,8 @@ class MpegInDec : public KyDecodePipe {
   uint32_t chooseFourcc(MpegIn const& instance) const;
   bool createFrames(MpegInVideoStream& stream, MpegIn& instance) const;
   void applyThreading(MpegIn& instance, MpegInVideoStream const& stream) const;
+  void setSmpMode(MpegIn& instance, int mode) const;
+  void setThreads(MpegIn& instance, int threads) const;
   int openAudio(MpegInAudioStream& stream, MpegIn const& file);
   void createSubpictures(MpegIn const& file);
   void announceSubpictures(MpegSettings& set, MpegIn const& file) const;
@@ -139,12 +142,12 @@ class MpegInDec : public KyDecodePipe {
   // First stamps and delays (mpegindec_sync.cpp); a stream that cannot be measured keeps its reported stamp.
   int measureFirstStamps();
   void measureFirstStamp(MfHandle* handle, int title, int number);
+  bool avSyncWanted(MpegIn const& file) const;
   void correctAvDelay();
+  static void delaySound(MpegInAudioStream& stream, int32_t samples);
   void addDmfStreams();  // mpegindec_dmf.cpp
   void releaseDecoder(MpegInStream& stream);
-  bool avSyncWanted(MpegIn const& file) const;
   void closeStream(MpegInVideoStream& stream);
-  static void delaySound(MpegInAudioStream& stream, int32_t samples);
   void closeStream(MpegInAudioStream& stream);
   void closeStream(MpegInSubpicStream& stream);
 
@@ -169,5 +172,6 @@ class MpegInDec : public KyDecodePipe {
   MpegInStreamList subpic_;
   YSwingCorrect swing_;
   int trace_ = 0;
-};
+  MpegColour colour_;    // of the first video stream, by the file's headers
   bool avSync_ = false;  // of the file that is open or being opened: late sound is delayed
+};

@@ -32,16 +32,17 @@ int MpegInDec::open() {
   if (state_ != kStateInitialised) return _setErr(kResultError, "Codec not initialized");
   if (!params_.fileName.isText()) return _setErr(kResultError, "Filename not set");
   if (int const result = checkReadable()) return result;
-  trace_ = ky_registry()->getDbgOption("log_progress").asInt32();
-  Unwind unwind(*this);
+  Any const trace = ky_registry()->getDbgOption("log_progress");
+  trace_ = trace.isInt32() ? trace.asInt32() : 0;
   MemoryRegistry::instance().enable(params_.estimateMemory);
   KyTimer timer;
   timer.start();
 
   MpegInPtr file;
+  Unwind unwind(*this);
   if (int const result = parseFile(file)) return result;
-  int const videoStreams = file->nVideo;
   avSync_ = avSyncWanted(*file);
+  int const videoStreams = file->nVideo;
   if (videoStreams + countAudioStreams(*file) < 1) kyExceptionFail("./mpegdecode/mpegindec(983)", nullptr);
   if (file->nSubpictures > 0 && videoStreams == 0)
     kyExceptionFail("./mpegdecode/mpegindec(985)", "mpegdec: subpic without video stream not supported");
@@ -51,19 +52,19 @@ int MpegInDec::open() {
   createSubpictures(*file);
   shared_ = std::move(file);
   state_ = kStateOpened;
-  unwind.succeeded();
   params_.fileSize = shared_->fileSize;
   if (hasMeasuredStamps(shared_->containerType)) measureFirstStamps();
   if (avSync_) correctAvDelay();
   if (shared_->containerType == kContainerDmf) addDmfStreams();
+  unwind.succeeded();
+  ky_dbg()->log(kLogTrace, "mpegdec: opened in %f sec.", timer.stop());
+  return KyDecodePipe::open();
+}
+
 void MpegInDec::abandon() {
   clearLists();
   shared_.reset();
   state_ = kStateInitialised;
-}
-
-  ky_dbg()->log(kLogTrace, "mpegdec: opened in %f sec.", timer.stop());
-  return KyDecodePipe::open();
 }
 
 int MpegInDec::checkReadable() const {
@@ -81,7 +82,7 @@ int MpegInDec::parseFile(MpegInPtr& file) {
   std::string const fileName = textOf(params_.fileName);
   MpegInPtr parsed(guardedNew());
   if (!parsed) return _setErr(kResultError, "Failed to create mfimport instance.");
-  if (int const result = setupExternalIo(parsed->io, 0)) return result;
+  if (int const result = setupExternalIo(parsed->io)) return result;
   MpegSettings& set = parsed->set;
   set.searchMode = params_.searchMode;
   if (params_.searchLimit != 0) set.searchLimit = params_.searchLimit;
@@ -100,7 +101,11 @@ int MpegInDec::parseFile(MpegInPtr& file) {
     parsed.reset();
     return _setErr(kResultError, "Failed to open '%s'", fileName.c_str());
   }
-  if (*described == kMpegOk && header && header->sourceDepth > 8) parsed->video.fourcc = mpegFourcc("Y216");
+  bool const hasHeader = *described == kMpegOk && header;
+  if (hasHeader && header->sourceDepth > 8) parsed->video.fourcc = mpegFourcc("Y216");
+  MpegVideoInfo const& video = parsed->video;
+  colour_ = hasHeader ? MpegColour{header->primaries, header->transfer, header->matrix}
+                      : MpegColour{video.primaries, video.transfer, video.matrix};
   if (parsed->dvFlag) {
     if (int const result = refuseDv(parsed)) return result;
   }
@@ -150,7 +155,7 @@ int MpegInDec::checkStreams(MpegIn const& file) {
   return 0;
 }
 
-int MpegInDec::setupExternalIo(MpegExternalIo& io, int64_t knownSize) {
+int MpegInDec::setupExternalIo(MpegExternalIo& io) {
   KyExternalDecoderIO const* const external = ky_registry()->externalDecoderIO();
   if (!external) {
     if (!params_.useExternalIo) return 0;
@@ -180,9 +185,7 @@ int MpegInDec::setupExternalIo(MpegExternalIo& io, int64_t knownSize) {
   io.user = params_.appData ? params_.appData : external->userData;
   ky_dbg()->info("[mpegindec] user data set to %x",
                  static_cast<unsigned>(reinterpret_cast<uintptr_t>(io.user)));
-  if (knownSize >= 1) {
-    io.size = knownSize;
-  } else if (fileName.kind() == Any::kString) {
+  if (fileName.kind() == Any::kString) {
     io.size = external->externalFileSize(io.user, fileName.asString().c_str());
   } else {
     char utf8[4096];
@@ -196,4 +199,12 @@ int MpegInDec::setupExternalIo(MpegExternalIo& io, int64_t knownSize) {
   io.read = external->externalRead;
   io.close = external->externalClose;
   return 0;
+}
+
+// What further instances and readers of the file get: the access that it was parsed with, whatever the host
+// offers by now, and the size that the parsing found.
+MpegExternalIo MpegInDec::streamIo(MpegIn const& file) {
+  MpegExternalIo io = file.io;
+  if (io.on && file.fileSize >= 1) io.size = file.fileSize;
+  return io;
 }

@@ -27,7 +27,7 @@ int MpegInDec::openAudio(MpegInAudioStream& stream, MpegIn const& file) {
     return _setErr(kResultError, "Audio is not available. Decoder is missing.");
   MpegInPtr instance(guardedNew());
   if (!instance) return _setErr(kResultError, "Out of memory");
-  if (int const result = setupExternalIo(instance->io, file.fileSize)) return result;
+  instance->io = streamIo(file);
 
   MpegSettings& set = instance->set;
   set.searchMode = stream.index != 0 || file.titleIsDvd ? params_.searchMode : 2;
@@ -41,9 +41,10 @@ int MpegInDec::openAudio(MpegInAudioStream& stream, MpegIn const& file) {
   if (stream.isDolby()) guardedGetInfo(instance.get(), params_.fileName);
 
   if (int const result = startAudio(stream, *instance)) return result;
-  if (withVideo) {
-    guardedVideoAuxinfo(instance.get(), kAuxSmpMode, nullptr, 0);
-    guardedVideoAuxinfo(instance.get(), kAuxThreads, nullptr, 1);
+  // A stream that passes through decodes no pictures.
+  if (withVideo && !instance->smartRenderOnly) {
+    setSmpMode(*instance, 0);
+    setThreads(*instance, 1);
   }
   if (!instance->smartRenderOnly) {
     if (int const result = prepareDecoding(stream, *instance)) {

@@ -18,9 +18,34 @@ constexpr uint8_t kDefaultPalette[64] = {
     58, 72, 0,   35,  114, 212, 0,   162, 142, 44,  0,   84,  198, 184, 0,   131, 44, 156, 0,   51,  170, 156,
     0,  74, 93,  100, 0,   29,  121, 170, 0,   99,  135, 86,  0,   60,  163, 156, 0,  83,  86,  142};
 
-KyYUVMatrix matrixOf(MpegIn const& instance) {
-  MpegVideoInfo const& video = instance.video;
-  return KyColourDesc(video.primaries, video.transfer, video.matrix).toYUVMatrix();
+KyYUVMatrix matrixOf(MpegColour const& colour) {
+  return KyColourDesc(colour.primaries, colour.transfer, colour.matrix).toYUVMatrix();
+}
+
+// Those that the library writes; "b64a" can be asked for and is delivered as Y216.
+bool isOutputFormat(uint32_t fourcc) {
+  for (uint32_t const format :
+       {mpegFourcc("I420"), mpegFourcc("YUYV"), mpegFourcc("BGR4"), mpegFourcc("Y216"), mpegFourcc("W016")})
+    if (fourcc == format) return true;
+  return false;
+}
+
+// A FOURCC as its four characters, others than printable ones as dots.
+std::string textOf(uint32_t fourcc) {
+  std::string text(sizeof fourcc, '\0');
+  std::memcpy(text.data(), &fourcc, sizeof fourcc);
+  for (char& c : text)
+    if (c < ' ' || c > '~') c = '.';
+  return text;
+}
+
+// The host asked for what nobody can deliver, so it and its user are told.
+void reportRefusedFormat(int stream, uint32_t fourcc) {
+  constexpr char const* kFormats = "I420, YUYV, BGR4, Y216, W016 and b64a are";
+  std::string const format = textOf(fourcc);
+  ky_dbg()->error("[mpegindec] '%s' is no output format: %s", format.c_str(), kFormats);
+  ky_log()->error("Video stream #%d cannot be decoded as '%s', which is no output format: %s", stream,
+                  format.c_str(), kFormats);
 }
 
 // Lines that carry the vertical blanking of IMX pictures (SMPTE 356M: 608 lines at 50 Hz, 512 at 60 Hz).
@@ -39,6 +64,8 @@ void setTarget(MpegIn& instance, KyFrame const& frame) {
   }
 }
 
+constexpr int64_t kNoPicture = -1;  // number of a frame until its stream is selected
+
 char const* smpModeName(int mode) {
   static constexpr char const* kNames[] = {"NONE", "SMP by pictures", "SMP by slices"};
   return mode >= 0 && mode <= 2 ? kNames[mode] : "UNKNOWN";
@@ -50,21 +77,23 @@ int MpegInDec::openVideo(MpegInVideoStream& stream, MpegIn const& file) {
   if (!file.hasVideoDecoder) return _setErr(kResultError, "Video is not available. Decoder is missing.");
   MpegInPtr instance(guardedNew());
   if (!instance) return _setErr(kResultError, "Failed to create decoder instance");
-  if (int const result = setupExternalIo(instance->io, file.fileSize)) return result;
+  instance->io = streamIo(file);
   configureVideo(*instance, stream, file);
-  if (guardedOpen(instance.get(), params_.fileName) != 0)
-    return _setErr(kResultError, "Failed to decode video stream #%d.", stream.index);
+  int const opened = guardedOpen(instance.get(), params_.fileName);
   if (instance->containerType == kContainerMatroska && file.video.rate > 0.1) {
     ky_dbg()->info("[mpegindec] using mpegInGetInfo framerate %f, mpegInOpen returned %f ", file.video.rate,
                    instance->video.rate);
     instance->video.rate = file.video.rate;
     instance->video.secondRate = file.video.secondRate;
   }
+  if (opened != 0) return _setErr(kResultError, "Failed to decode video stream #%d.", stream.index);
   instance->video.fourcc = chooseFourcc(*instance);
-  if (!createFrames(stream, *instance))
+  bool const deliverable = isOutputFormat(instance->video.fourcc);
+  if (!deliverable) reportRefusedFormat(stream.index, instance->video.fourcc);
+  // The headers describe the first stream.
+  if (stream.index == 0) stream.headerColour = colour_;
+  if (!deliverable || !createFrames(stream, *instance))
     return _setErr(kResultError, "Failed to decode video stream #%d.", stream.index);
-
-constexpr int64_t kNoPicture = -1;  // number of a frame until its stream is selected
 
   stream.decoder = instance.release();
   stream.endOfStream = false;
@@ -98,9 +127,9 @@ void MpegInDec::configureVideo(MpegIn& instance, MpegInVideoStream const& stream
   announceSubpictures(set, file);
   set.fixed[0] = set.fixed[1] = 1;
   instance.video.fourcc = file.video.fourcc;
-  instance.video.primaries = file.video.primaries;
-  instance.video.transfer = file.video.transfer;
-  instance.video.matrix = file.video.matrix;
+  instance.video.primaries = colour_.primaries;
+  instance.video.transfer = colour_.transfer;
+  instance.video.matrix = colour_.matrix;
 }
 
 uint32_t MpegInDec::chooseFourcc(MpegIn const& instance) const {
@@ -135,10 +164,11 @@ uint32_t MpegInDec::chooseFourcc(MpegIn const& instance) const {
 
 bool MpegInDec::createFrames(MpegInVideoStream& stream, MpegIn& instance) const {
   MpegVideoInfo const& video = instance.video;
-  KyYUVMatrix const matrix = matrixOf(instance);
+  KyYUVMatrix const matrix = matrixOf(colourOf(video, stream.headerColour));
   auto full = std::make_unique<KyFrame>();
   if (full->init(video.fourcc, video.width, video.height) != 0) return false;
   full->setYUVMatrix(matrix);
+  full->setFrameNumber(kNoPicture);
   setTarget(instance, *full);
 
   int const blanking = params_.removeImxTopBlanking ? imxBlankingLines(video) : 0;
@@ -158,18 +188,22 @@ void MpegInDec::applyThreading(MpegIn& instance, MpegInVideoStream const& stream
   std::string const codec = stream.info["codec"].asString();
   int mode = params_.smpMode;
   if (mode == -1 && (codec == "HEVC" || codec == "VC-1")) mode = 1;
-  if (mode != -1) {
-    guardedVideoAuxinfo(&instance, kAuxSmpMode, nullptr, mode);
-    ky_dbg()->info("[%s] SMP_MODE=%s", name(), smpModeName(mode));
-  }
+  if (mode != -1) setSmpMode(instance, mode);
   int threads = params_.numThreads;
   if (threads == -1) {
     if (codec == "H.264") threads = 2;
     if (codec == "VC-1") threads = 3;
     if (codec == "HEVC" || codec == "MPEG-1" || codec == "MPEG-2") threads = 1;
   }
-  full->setFrameNumber(kNoPicture);
-  if (threads == -1) return;
+  if (threads != -1) setThreads(instance, threads);
+}
+
+void MpegInDec::setSmpMode(MpegIn& instance, int mode) const {
+  guardedVideoAuxinfo(&instance, kAuxSmpMode, nullptr, mode);
+  ky_dbg()->info("[%s] SMP_MODE=%s", name(), smpModeName(mode));
+}
+
+void MpegInDec::setThreads(MpegIn& instance, int threads) const {
   guardedVideoAuxinfo(&instance, kAuxThreads, nullptr, threads);
   ky_dbg()->info("[%s] SET_NUM_CPU=%d", name(), threads);
 }

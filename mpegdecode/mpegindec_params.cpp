@@ -92,7 +92,9 @@ int MpegInDec::setDecoderParameters(Any const& value) {
   AnyDict const& values = value.asDict();
   if (Any const& use = values["useExternalIO"]; use.isInt32()) params_.useExternalIo = use.asInt32() != 0;
   Any const& data = values["appData"];
-  params_.appData = data.kind() == Any::kGeneric ? const_cast<void*>(data.asGeneric()) : nullptr;
+  // Bytes are the value's own and go with it.
+  bool const isPointer = data.kind() == Any::kGeneric && data.genericSize() == 0;
+  params_.appData = isPointer ? const_cast<void*>(data.asGeneric()) : nullptr;
   return 0;
 }
 

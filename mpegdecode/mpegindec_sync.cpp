@@ -59,7 +59,7 @@ int MpegInDec::measureFirstStamps() {
   MfHandlePtr const handle(mfCall([] { return mfimportNew(nullptr, 0); }));
   if (!handle) return 0;
   MfSettings settings{};
-  if (setupExternalIo(settings.io, shared_->fileSize) != 0) return kResultError;
+  settings.io = streamIo(*shared_);
   if (guardedFileOpen(handle.get(), params_.fileName, &settings) != 0) return kResultError;
   MfOpenFile const file(handle.get());
   MfContainerInfo container{};
@@ -111,8 +111,8 @@ void MpegInDec::correctAvDelay() {
     delaySound(stream, static_cast<int32_t>(std::min<int64_t>(delay->samples, INT32_MAX)));
     ky_dbg()->info("[%s]Audio stream %d delayed %dms, applying correction (%d samples)", name(), i,
                    static_cast<int>(delay->ms), stream.syncDelaySamples);
-    stream.sampleCount += stream.syncDelaySamples;
-    double const seconds = static_cast<double>(stream.sampleCount) / rate;
+  }
+}
 
 // Silence in front of a stream that has none yet.
 void MpegInDec::delaySound(MpegInAudioStream& stream, int32_t samples) {
@@ -122,9 +122,4 @@ void MpegInDec::delaySound(MpegInAudioStream& stream, int32_t samples) {
   stream.info.set("samples", Any(static_cast<long>(stream.sampleCount)));
   stream.info.set("aDuration", seconds);
   stream.info.set("duration", seconds);
-}
-    stream.info.set("samples", Any(static_cast<long>(stream.sampleCount)));
-    stream.info.set("aDuration", seconds);
-    stream.info.set("duration", seconds);
-  }
 }

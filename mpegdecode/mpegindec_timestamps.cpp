@@ -1,5 +1,6 @@
 // Time stamps of the pictures of a stream, read by a container reader of their own.
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "host/mediatime.h"
@@ -9,7 +10,8 @@
 
 namespace {
 
-std::unique_ptr<KyStreamTimestamps> frameTable(MfHandle* handle, int title, int stream, int frames) {
+// Null when a picture is missing.
+std::unique_ptr<KyStreamTimestamps> readTable(MfHandle* handle, int title, int stream, int frames) {
   MfStreamPtr const reader(
       mfCall([&] { return mfimportStreamNew(handle, title, stream, kMfDecodingOrder); }));
   MfUnit unit{};
@@ -28,7 +30,17 @@ std::unique_ptr<KyStreamTimestamps> frameTable(MfHandle* handle, int title, int 
   return table;
 }
 
-// The first video stream of the title with the identifier.
+// The number of pictures is the file's word: memory may not hold it.
+std::unique_ptr<KyStreamTimestamps> frameTable(MfHandle* handle, int title, int stream, int frames) {
+  if (frames < 1) return nullptr;
+  try {
+    return readTable(handle, title, stream, frames);
+  } catch (std::bad_alloc const&) {
+    return nullptr;
+  }
+}
+
+// The first table of a video stream of the title with the identifier.
 std::unique_ptr<KyStreamTimestamps> tableOfTitle(MfHandle* handle, int title, int identifier) {
   MfTitleInfo info{};
   if (mfCall([&] { return mfimportGetTitleInfo(handle, title, &info); }) != 0) return nullptr;
@@ -36,8 +48,7 @@ std::unique_ptr<KyStreamTimestamps> tableOfTitle(MfHandle* handle, int title, in
     MfStreamInfo stream{};
     if (mfCall([&] { return mfimportGetStreamInfo(handle, title, i, &stream); }) != 0) continue;
     if (stream.typeCode < 1 || stream.typeCode > 128 || stream.identifier != identifier) continue;
-    if (stream.frames < 1) return nullptr;
-    return frameTable(handle, title, i, stream.frames);
+    if (auto table = frameTable(handle, title, i, stream.frames)) return table;
   }
   return nullptr;
 }
@@ -53,7 +64,7 @@ KyStreamTimestamps* MpegInDec::frameTimestamps(int videoIndex) {
   MfHandlePtr const handle(mfCall([] { return mfimportNew(nullptr, 0); }));
   if (!handle) return nullptr;
   MfSettings settings{};
-  if (setupExternalIo(settings.io, params_.fileSize) != 0) return nullptr;
+  settings.io = streamIo(*shared_);
   if (guardedFileOpen(handle.get(), params_.fileName, &settings) != 0) return nullptr;
   MfOpenFile const file(handle.get());
   MfContainerInfo info{};

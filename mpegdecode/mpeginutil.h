@@ -49,6 +49,12 @@ class MpegInStream {
   bool endOfStream = false;
 };
 
+struct MpegColour {
+  int primaries = 2, transfer = 2, matrix = 2;  // ISO/IEC 23091-2 code points, 2 unspecified
+};
+// That of the stream; what it leaves unspecified is that of `otherwise`.
+MpegColour colourOf(MpegVideoInfo const& video, MpegColour const& otherwise);
+
 class MpegInVideoStream : public MpegInStream {
  public:
   MpegInVideoStream(MpegIn const& file, int streamIndex);
@@ -60,6 +66,7 @@ class MpegInVideoStream : public MpegInStream {
   int64_t passedPictures = 0;        // failed to decode since `frame` was filled: the decoder is past them
   bool userDataEnabled = false;
   uint32_t colorRange = 1;
+  MpegColour headerColour;  // by the headers of the file, where they describe this stream
 };
 
 // One block of 1536 sample frames is what a Dolby sync frame carries (ATSC A/52, 6 blocks of 256).
@@ -95,6 +102,8 @@ class MpegInAudioStream : public MpegInStream {
   MpegInAudioStream(MpegIn const& file, int streamIndex);
   ~MpegInAudioStream() override;
   void store() override;
+  // By its name, which opening may change: among Dolby streams an instance may find MPEG audio.
+  bool isDolby() const;
 
   std::unique_ptr<KyPcm> pcm;      // output
   std::unique_ptr<KyPcm> scratch;  // source of conversions
@@ -102,8 +111,6 @@ class MpegInAudioStream : public MpegInStream {
   std::unique_ptr<DolbyMetadataTracker> tracker;
   int32_t format = -1;       // MpegAudioFormat of the run of streams that it was listed in
   int32_t formatIndex = -1;  // number within the audio format
-  // By its name, which opening may change: among Dolby streams an instance may find MPEG audio.
-  bool isDolby() const;
   int64_t sampleCount = 0;   // leading silence included
   int32_t syncDelaySamples = 0;
   uint32_t use32BitSamples = 0;

@@ -49,6 +49,13 @@ int variableRate(MpegVideoInfo const& video) {
 
 }  // namespace
 
+MpegColour colourOf(MpegVideoInfo const& video, MpegColour const& otherwise) {
+  constexpr int kUnspecified = 2;
+  auto const either = [](int own, int other) { return own == kUnspecified ? other : own; };
+  return {either(video.primaries, otherwise.primaries), either(video.transfer, otherwise.transfer),
+          either(video.matrix, otherwise.matrix)};
+}
+
 MpegInVideoStream::MpegInVideoStream(MpegIn const& file, int streamIndex) : MpegInStream(streamIndex) {
   bool const known = streamIndex >= 0 && streamIndex < file.nVideo;
   if (!known) kyExceptionFail("./mpegdecode/mpeginutil(467)", nullptr);
@@ -83,7 +90,8 @@ void MpegInVideoStream::store() {
   info.set("pal", same(video.rate, 25.0) || same(video.rate, 50.0) ? 1 : 0);
   info.set("N", video.gopN);
   info.set("M", video.gopM);
-  info.set("colorimetry", KyColourDesc(video.primaries, video.transfer, video.matrix).toAny());
+  MpegColour const colour = colourOf(video, headerColour);
+  info.set("colorimetry", KyColourDesc(colour.primaries, colour.transfer, colour.matrix).toAny());
   info.set("inColorRange", static_cast<int>(colorRange));
   if (int const vbr = variableRate(video); vbr >= 0) info.set("vbr", vbr);
 

@@ -54,35 +54,6 @@ TEST_P(ExternalIo, ThatTheHostDoesNotHave_FailsTheOpening) {
   EXPECT_TRUE(log.hasAt(kLogError, "Canb not use external IO, none set."));
 }
 
-TEST_P(ExternalIo, ThatTheHostTakesAwayAfterParsing_FailsTheStreams) {
-  install();
-  library.onInfo = [](MpegIn&) { ky_registry()->setExternalDecoderIO(nullptr); };
-  want();
-  expectOpenFails(-1, "No video/audio streams can be decoded.");
-  EXPECT_EQ(library.instances.size(), 3U) << "one for each stream";
-}
-
-TEST_P(ExternalIo, ThatOneStreamDoesNotGet_IsItsError) {
-  for (bool video : {true, false}) {
-    library.video.clear();
-    library.audio.clear();
-    if (video)
-      library.addVideo();
-    else
-      library.addAudio(kAudioLpcm);
-    install();
-    int made = 0;
-    library.onCall = [&](Function function) {
-      if (function == kNew && ++made == 2) ky_registry()->setExternalDecoderIO(nullptr);
-    };
-    want();
-    EXPECT_EQ(pipe->open(), -1);
-    EXPECT_TRUE(log.hasAt(kLogError, "Canb not use external IO, none set."));
-    expectClosed();
-    library.onCall = nullptr;
-  }
-}
-
 TEST_P(ExternalIo, WithAMissingFunction_NamesTheFirstOne) {
   struct Row {
     void (*remove)(KyExternalDecoderIO&);
@@ -183,7 +154,7 @@ TEST_P(ExternalIo, ThatNobodyWants_IsNotUsed) {
   EXPECT_EQ(pipe->open(), -9) << "its files are not known here";
 }
 
-TEST_P(ExternalIo, ThatTheReaderDoesNotGet_LeavesTheReportedStamps) {
+TEST_P(ExternalIo, ThatTheHostTakesAway_IsTheReadersStill) {
   library.containerType = kContainerTransport;
   install();
   library.onOpen = [](MpegIn& instance) {
@@ -191,8 +162,15 @@ TEST_P(ExternalIo, ThatTheReaderDoesNotGet_LeavesTheReportedStamps) {
   };
   want();
   EXPECT_EQ(pipe->open(), 0);
-  EXPECT_EQ(library.calls(kMfFileOpen), 0);
-  EXPECT_EQ(pipe->frameTimestamps(0), nullptr);
+  for (int opened : {1, 2}) {
+    EXPECT_EQ(library.calls(kMfFileOpen), opened);
+    EXPECT_EQ(library.readerIo.on, 1);
+    EXPECT_EQ(library.readerIo.user, &library);
+    EXPECT_EQ(library.readerIo.read, &readFile);
+    EXPECT_EQ(library.readerIo.size, 123456);
+    library.readerIo = {};
+    EXPECT_EQ(pipe->frameTimestamps(0), nullptr) << "the file has no titles";
+  }
 }
 
 UNDER_BOTH_HANDLERS(ExternalIo);

@@ -269,6 +269,10 @@ int mpegInOpen(MpegIn* instance, const char*) {
   record.set = instance->set;
   record.io = instance->io;
   record.fourcc = instance->video.fourcc;
+  record.primaries = instance->video.primaries;
+  record.transfer = instance->video.transfer;
+  record.matrix = instance->video.matrix;
+  if (current->onOpening) current->onOpening(*instance);
   if (auto const* outcome = current->enter(scripted::kOpen)) return outcome->result;
   if (current->blockBytes && !state->block)
     state->block = reinterpret_cast<void* (*)(size_t)>(state->getter("malloc"))(current->blockBytes);
@@ -393,7 +397,8 @@ MfHandle* mfimportNew(MpegResourceGetter, int) {
   return handle.release();
 }
 
-int mfimportFileOpen(MfHandle* handle, const char*, const MfSettings*) {
+int mfimportFileOpen(MfHandle* handle, const char*, const MfSettings* settings) {
+  if (settings) current->readerIo = settings->io;
   if (auto const* outcome = current->enter(scripted::kMfFileOpen)) return outcome->result;
   handle->open = true;
   return kMpegOk;

@@ -70,7 +70,8 @@ struct Track {  // of the container reader
 struct Instance {
   MpegSettings set;  // as the last opening found it
   MpegExternalIo io;
-  uint32_t fourcc;  // as the last opening or parsing found it
+  uint32_t fourcc;                  // as the last opening or parsing found it
+  int primaries, transfer, matrix;  // as the last opening found them
   int opened = 0;
   int parsed = 0;
   int closed = 0;
@@ -108,6 +109,8 @@ class Library {
   size_t blockBytes = 0;            // every opening takes this much from the allocator it was handed
   MpegIn* ownedByCaller = nullptr;  // freeing this instance leaves its block, from malloc, to the caller
 
+  // First words on an instance that is opened, before the opening does or fails at anything.
+  std::function<void(MpegIn&)> onOpening;
   // Last words on what an instance reports after it was parsed or opened.
   std::function<void(MpegIn&)> onInfo;
   std::function<void(MpegIn&)> onOpen;
@@ -129,6 +132,7 @@ class Library {
   int alive() const;                                 // instances, reader handles and reader streams
   int misused = 0;  // instances, handles and streams that were freed twice or used after they were freed
   int fileCloses = 0;
+  MpegExternalIo readerIo{};  // as the last opening of a container reader found it
 
   // For the replaced functions.
   struct Outcome {
