@@ -60,7 +60,7 @@ bool ForgivingCardParser::readAgain(const std::string& in_file_name) {
   const auto umid = findDescribedUmid(*description, hasExtension(in_file_name, ".smi"));
   if (umid && umid->followed) forgiven_.emplace_back("attributes behind the UMID");
   auto clips = clipsFor(umid, path->file, CardCatalogue(*catalogue));
-  if (!clips || clips->empty()) return false;
+  if (!clips) return false;
   if (!listIsUsable()) forgiven_.emplace_back("a clip named more than once");
 
   bool respelled = catalogueName != kCatalogue || !root_dir.ends_with("BPAV/");

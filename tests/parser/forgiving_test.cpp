@@ -241,13 +241,54 @@ TEST_F(Forgiving, WhatCannotBeForgiven_HasTheTextOfTheScan) {
   EXPECT_THAT(opened("CLPR/1/1.txt", "<a/>"), ElementsAre("error: Invalid input file !! Must be SMI or XML"));
   catalogue("<Material umid=\"U0x\"><Component uri=\"./CLPR/1/1.SMI\"/></Material>");
   EXPECT_THAT(clip("U0x"), ElementsAre("error: clip umid not found!"));
-  catalogue("<Material umid=\"U0x\"><Component uri=\"./CLPR/1/1.SMI\" umid=\"U1x\"/></Material>");
+  catalogue("<Material umid=\"U0x\"><Component uri=\"./CLPR/9/9.SMI\" umid=\"U1x\"/></Material>");
   EXPECT_THAT(clip("U0x"), ElementsAre("error: No mp4 file found"));
   catalogue(entry("4"));
   EXPECT_THAT(clip("U4x"), ElementsAre("error: No mp4 file found"));
   std::filesystem::remove(at("card/BPAV/MEDIAPRO.XML"));
   EXPECT_THAT(clip("U0x"), ElementsAre("error: Unable to open " + card() + "MEDIAPRO.XML"));
   EXPECT_THAT(parser_.forgiven(), IsEmpty());
+}
+
+TEST_F(Forgiving, AReadingThatNamesNoFile_LeavesTheScansText) {
+  catalogue(entry("4"));
+  EXPECT_THAT(opened("CLPR/1/1M01.XML", "<a umidRef=\"U4x\" status=\"OK\"/>"),
+              ElementsAre("error: take umid not found!"));
+  EXPECT_THAT(parser_.forgiven(), IsEmpty());
+}
+
+TEST_F(Forgiving, AComponentWithoutAUmid_IsNoClip) {
+  catalogue("<Material umid=\"U0x\"><Component uri=\"./CLPR/1/1.MP4\"/></Material>");
+  EXPECT_THAT(clip("U0x"), ElementsAre("error: clip umid not found!"));
+}
+
+TEST_F(Forgiving, AComponentElsewhereThanAmongTheClips_IsNone) {
+  catalogue(entry(
+      "3", "<Component uri=\"./GNRL/1.MP4\" umid=\"U1x\"/><Component uri=\"./CLPR/3/3.MP4\" umid=\"U3x\"/>"));
+  EXPECT_THAT(clip("U3x"), ElementsAre(third_));
+}
+
+TEST_F(Forgiving, AnEmptyUmid_IsThatOfNoEntry) {
+  catalogue("<Material><Component uri=\"./CLPR/3/3.MP4\" umid=\"U3x\"/></Material>");
+  EXPECT_THAT(clip(""), ElementsAre("error: No UMID available !"));
+}
+
+TEST_F(Forgiving, AnEmptyEntry_HasNoneOfTheComponentsBehindIt) {
+  catalogue(
+      "<Material umid=\"U3x\" uri=\"./CLPR/3/3.SMI\"/><Component uri=\"./CLPR/2/2.MP4\" umid=\"U2x\"/>" +
+      entry("1"));
+  EXPECT_THAT(clip("U3x"), ElementsAre("error: No mp4 file found"));
+}
+
+TEST_F(Forgiving, ATakeMayNameItsPartsByTheirEntriesUmids) {
+  const auto part = [](const std::string& name) {
+    return "<Material uri=\"./CLPR/\" umid=\"M" + name + "x\"><Component uri=\"./CLPR/" + name + "/" + name +
+           ".MP4\" umid=\"U" + name + "x\"/></Material>";
+  };
+  catalogue(part("1") + part("2") +
+            "<Material umid=\"U0x\"><Component uri=\"./CLPR/1/1.SMI\" umid=\"M1x\"/>"
+            "<Component uri=\"./CLPR/2/2.SMI\" umid=\"M2x\"/></Material>");
+  EXPECT_THAT(clip("M2x"), ElementsAre(first_, second_));
 }
 
 TEST_F(Forgiving, AListThatCannotBeBettered_StaysAsItWas) {
