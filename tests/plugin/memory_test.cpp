@@ -13,22 +13,22 @@
 
 namespace {
 
+// Held over an allocation and its entry, so that account and estimate are of one moment while decoder threads
+// run on.
 std::mutex lock;
 std::map<void*, size_t> blocks;
 MpegResourceGetter callers = nullptr;
 
 void* countedAllocate(size_t bytes) {
-  void* const block = reinterpret_cast<void* (*)(size_t)>(callers("malloc"))(bytes);
   std::lock_guard const guard(lock);
+  void* const block = reinterpret_cast<void* (*)(size_t)>(callers("malloc"))(bytes);
   if (block) blocks[block] = bytes;
   return block;
 }
 
 void countedRelease(void* block) {
-  {
-    std::lock_guard const guard(lock);
-    blocks.erase(block);
-  }
+  std::lock_guard const guard(lock);
+  blocks.erase(block);
   reinterpret_cast<void (*)(void*)>(callers("free"))(block);
 }
 
@@ -38,11 +38,15 @@ void* countedGetter(char const* name) {
   return callers(name);
 }
 
-size_t accounted() {
-  std::lock_guard const guard(lock);
+size_t sumOfBlocks() {
   size_t sum = 0;
   for (auto const& [block, bytes] : blocks) sum += bytes;
   return sum;
+}
+
+size_t accounted() {
+  std::lock_guard const guard(lock);
+  return sumOfBlocks();
 }
 
 }  // namespace
@@ -64,6 +68,11 @@ int estimateKB(KyDecodePipe const& pipe) {
   return value.asInt32();
 }
 
+void expectEstimateOfAccount(KyDecodePipe const& pipe, char const* when) {
+  std::lock_guard const guard(lock);
+  EXPECT_EQ(estimateKB(pipe), static_cast<int>(sumOfBlocks() / 1024)) << when;
+}
+
 std::filesystem::path clip() {
   return test::made("estimate.mp4",
                     "-f lavfi -i testsrc2=s=1280x720:r=25:d=2 -f lavfi -i sine=d=2:r=48000 -c:v libx264 "
@@ -77,16 +86,16 @@ class Estimate : public testing::TestWithParam<int> {};
 TEST_P(Estimate, EqualsTheBlocksThatTheLibraryHolds) {
   PipePtr const pipe = test::opened(clip(), AnyDict("estimateMemory", true, "numThreads", GetParam()));
   ASSERT_TRUE(pipe);
-  EXPECT_EQ(estimateKB(*pipe), static_cast<int>(accounted() / 1024)) << "after opening";
+  expectEstimateOfAccount(*pipe, "after opening");
   ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
   ASSERT_EQ(pipe->selectStream(kKindAudio, 0), 0);
   for (int i = 0; i < 30; ++i) ASSERT_EQ(pipe->readFrame(0), 0);
   ASSERT_EQ(pipe->readSamples(4800, 0), 4800);
-  EXPECT_EQ(estimateKB(*pipe), static_cast<int>(accounted() / 1024)) << "after reading";
+  expectEstimateOfAccount(*pipe, "after reading");
   EXPECT_GT(accounted(), 3 * kPictureBytes) << "pictures of the decoder are part of it";
   size_t const before = accounted();
   for (int64_t frame = 49; frame > 40; --frame) ASSERT_EQ(pipe->seekToFrame(frame, 0), 0);
-  EXPECT_EQ(estimateKB(*pipe), static_cast<int>(accounted() / 1024)) << "after stepping back";
+  expectEstimateOfAccount(*pipe, "after stepping back");
   EXPECT_GT(accounted(), before + 4 * kPictureBytes) << "pictures kept for stepping back are part of it";
   ASSERT_EQ(pipe->close(), 0);
   EXPECT_EQ(accounted(), 0U) << "nothing is held after closing";
@@ -108,7 +117,7 @@ TEST(EstimateAgain, OpeningAnewForgetsWhatWasRecordedBefore) {
   ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
   EXPECT_GT(estimateKB(*pipe), 0);
   ASSERT_EQ(pipe->open(), 0);
-  EXPECT_EQ(estimateKB(*pipe), static_cast<int>(accounted() / 1024));
+  expectEstimateOfAccount(*pipe, "after opening anew");
   ASSERT_EQ(pipe->close(), 0);
   ASSERT_EQ(pipe->setParam("estimateMemory", false), 0);
   ASSERT_EQ(pipe->open(), 0);
