@@ -263,6 +263,7 @@ TEST_F(Forgiving, AComponentWithoutAUmid_IsNoClip) {
 }
 
 TEST_F(Forgiving, AComponentElsewhereThanAmongTheClips_IsNone) {
+  write("card/BPAV/GNRL/1.MP4", "12345");
   catalogue(entry(
       "3", "<Component uri=\"./GNRL/1.MP4\" umid=\"U1x\"/><Component uri=\"./CLPR/3/3.MP4\" umid=\"U3x\"/>"));
   EXPECT_THAT(clip("U3x"), ElementsAre(third_));
