@@ -142,11 +142,12 @@ class Tree:
     def drop(self, output):
         """Each error of the compiler, with the notes that follow it, takes out one place."""
         groups = []
-        pattern = re.compile(r"^(/[^:\n]+):(\d+):(?:(\d+):)? (error|fatal error|note): (.*)$", re.M)
+        pattern = re.compile(r"^([^\s:][^:\n]*):(\d+):(?:(\d+):)? (error|fatal error|note): (.*)$", re.M)
         for path, line, column, kind, message in pattern.findall(output):
             if kind != "note":
                 groups.append([])
             if groups:
+                path = os.path.join(self.build, path)
                 groups[-1].append((os.path.relpath(path, self.source), int(line), int(column or 1), message))
         count, seen = 0, set()
         for group in groups:
