@@ -10,7 +10,6 @@ import json
 import os
 import random
 import shutil
-import subprocess
 import sys
 import time
 
@@ -75,16 +74,11 @@ class Room:
                 (not wanted or any(name.endswith(file) for file in wanted))]
 
     def prepare(self):
-        names = self.tree.copy() if not os.path.isdir(self.tree.source) else None
-        names = names or subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "-z"], cwd=self.tree.root,
-                                        check=True, stdout=subprocess.PIPE).stdout.decode().split("\0")
-        files = self.files([name for name in names if os.path.isfile(os.path.join(self.tree.root, name))])
+        names = self.tree.names()
+        files = self.files(names)
         if not files:
             sys.exit(f"no C++ files in {self.name}")
-        self.tree.copy(but=files)
-        for name in files:
-            self.tree.texts[name] = self.tree.read(name)
-            self.tree.write_missing(name)
+        self.tree.copy(names, but=files)
         self.tree.configure()
         self.count = self.tree.find(files)
         self.remember_slow()

@@ -44,13 +44,16 @@ class Tree:
         with open(path, "w", encoding="latin-1", newline="") as file:
             file.write(text)
 
-    def copy(self, but=()):
-        """Everything that git knows, so that whatever happens the user's own tree stays as it is."""
+    def names(self):
+        """The files that git knows or would take."""
         names = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "-z"], cwd=self.root, check=True,
                                stdout=subprocess.PIPE).stdout.decode().split("\0")
-        names = [name for name in names if name and os.path.isfile(os.path.join(self.root, name))]
+        return [name for name in names if name and os.path.isfile(os.path.join(self.root, name))]
+
+    def copy(self, names, but):
+        """A copy, so that whatever happens the user's own tree stays as it is; `but` is woven later."""
         for name in names:
-            if name not in but:
+            if name not in but or not os.path.exists(self.path(name)):
                 self.write(name, self.read(name))
                 os.chmod(self.path(name), os.stat(os.path.join(self.root, name)).st_mode)
         known = set(names)
@@ -59,7 +62,6 @@ class Tree:
                 path = os.path.join(folder, file)
                 if os.path.relpath(path, self.source) not in known:
                     os.remove(path)
-        return names
 
     def configure(self):
         command = ["cmake", "-G", "Ninja", "-S", self.source, "-B", self.build, "-DCMAKE_BUILD_TYPE=None",
@@ -90,14 +92,9 @@ class Tree:
         self.texts = {name: self.read(name) for name in names}
         on_disk = {self.path(name): text for name, text in self.texts.items()}
         for name in names:
-            self.write_missing(name)
             self.edits[name] = mutants.find(self.path(name), name, self.arguments(name), on_disk)
         self.distinguish()
         return schemata.number(self.edits)
-
-    def write_missing(self, name):
-        if not os.path.exists(self.path(name)):
-            self.write(name, self.texts[name])
 
     def distinguish(self):
         """A second change of the same kind on a line is told apart by its count; the same change twice is one."""
