@@ -97,21 +97,20 @@ class Tree:
         return schemata.number(self.edits)
 
     def distinguish(self):
-        """A second change of the same kind on a line is told apart by its count; the same change twice is one."""
+        """The same change twice is one; equal ones at equal lines are told apart by their count in the file."""
         for edits in self.edits.values():
-            seen, spans = {}, set()
+            spans, found = set(), []
             for edit in edits:
-                kept = []
-                for mutant in edit.mutants:
-                    if (mutant.span, mutant.text, mutant.kind) in spans:
-                        continue
-                    spans.add((mutant.span, mutant.text, mutant.kind))
-                    place = (mutant.line, mutant.change)
-                    seen[place] = seen.get(place, 0) + 1
-                    if seen[place] > 1:
-                        mutant.change += f" #{seen[place]}"
-                    kept.append(mutant)
-                edit.mutants[:] = kept
+                fresh = [one for one in edit.mutants if (one.span, one.text, one.kind) not in spans]
+                spans |= {(one.span, one.text, one.kind) for one in fresh}
+                edit.mutants[:] = fresh
+                found += fresh
+            seen = {}
+            for mutant in sorted(found, key=lambda one: one.span):
+                place = (mutant.source, mutant.change)
+                seen[place] = seen.get(place, 0) + 1
+                if seen[place] > 1:
+                    mutant.change += f" #{seen[place]}"
             edits[:] = [edit for edit in edits if edit.mutants or edit.shape in ("relaxed", "probe")]
 
     def mutants(self):
