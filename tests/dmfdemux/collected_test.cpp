@@ -71,6 +71,92 @@ TEST(DmfWarnings, NameTheCallAndWhatWasThrown) {
   EXPECT_EQ(warnings, "dmfdemux: push: unknown failure");
 }
 
+fs::path assFile(std::string const& name, std::string const& options) {
+  fs::path const script =
+      test::scratchText(name + ".ass",
+                        "[Script Info]\nScriptType: v4.00+\n\n[V4+ Styles]\nFormat: Name, Fontname\nStyle: "
+                        "Default,Arial\n\n[Events]\n"
+                        "Format: Layer, Start, End, Style, Name, MarginL, MarginR, MarginV, Effect, Text\n"
+                        "Dialogue: 0,0:00:00.50,0:00:00.60,Default,,0,0,0,,first\n"
+                        "Dialogue: 0,0:00:00.10,0:00:00.20,Default,,0,0,0,,second\n"
+                        "Dialogue: 0,0:00:00.70,0:00:00.80,Default,,0,0,0,,third\n");
+  return test::matroskaWith(name + ".mkv", script, options);
+}
+
+TEST(DmfScripts, AnAssScriptKeepsItsHeaderAndItsOrder) {
+  DemuxPtr const demux = opened(assFile("ordered", ""));
+  EXPECT_EQ(stream(demux, 2).codec, 284);
+  Recorder to;
+  pushAll(demux, parserFor(demux, 2, to, true));
+  EXPECT_NE(to.all.find("Style: Default,Arial"), std::string::npos) << to.all;
+  EXPECT_LT(to.all.find(",first\n"), to.all.find(",second\n"));
+  EXPECT_LT(to.all.find(",second\n"), to.all.find(",third\n"));
+  EXPECT_EQ(to.events.size(), 3U);
+}
+
+TEST(DmfScripts, WhatWaitedBeforeASeekIsForgotten) {
+  DemuxPtr const demux = opened(assFile("waiting", ""));
+  Recorder to;
+  int const parser = parserFor(demux, 2, to, true);
+  DmfSeekSettings const start{parser, 2, 0};
+  pushAll(demux, parser);
+  std::string const whole = std::exchange(to.all, {});
+  ASSERT_EQ(dmfDemuxSeek(demux.get(), &start), 0);
+  dmfDemuxPush(demux.get(), parser);
+  dmfDemuxPush(demux.get(), parser);
+  ASSERT_EQ(dmfDemuxSeek(demux.get(), &start), 0);
+  to.all.clear();
+  pushAll(demux, parser);
+  EXPECT_EQ(to.all, whole);
+}
+
+TEST(DmfScripts, EventsWhosePredecessorsAreMissingComeAtTheEnd) {
+  DemuxPtr const demux = opened(assFile("complete", ""));
+  std::string bytes = test::readText(test::scratchDir() / "complete.mkv");
+  size_t const at = bytes.find("0,0,Default,,0,0,0,,first");
+  ASSERT_NE(at, std::string::npos);
+  bytes[at] = '9';
+  DemuxPtr const changed = opened(test::scratchText("gap.mkv", bytes));
+  Recorder to;
+  pushAll(changed, parserFor(changed, 2, to, true));
+  EXPECT_LT(to.all.find(",third\n"), to.all.find(",first\n")) << to.all;
+  EXPECT_EQ(to.events.size(), 3U);
+}
+
+TEST(DmfParsers, AreNumberedFromOneAndEndWithTheFile) {
+  DemuxPtr const demux = opened(threeLanguages());
+  DmfParserSettings const settings{0};
+  EXPECT_EQ(dmfDemuxNewParser(demux.get(), &settings), 1);
+  EXPECT_EQ(dmfDemuxNewParser(demux.get(), &settings), 2);
+  EXPECT_EQ(dmfDemuxNewParser(nullptr, &settings), 0);
+  EXPECT_EQ(dmfDemuxPush(demux.get(), 1), 0) << "no stream";
+  dmfDemuxClose(demux.get());
+  EXPECT_EQ(dmfDemuxPush(demux.get(), 1), -1);
+}
+
+TEST(DmfParsers, TakeNoStreamOnceTheyBegan) {
+  DemuxPtr const demux = opened(test::xsubAvi("began.avi", 320, "--tag DXSB,DXSA"));
+  Recorder a, b;
+  int const parser = parserFor(demux, 2, a, false);
+  DmfStreamSettings const add{3, b.sink(), 0};
+  EXPECT_GT(dmfDemuxPush(demux.get(), parser), 0);
+  EXPECT_EQ(dmfDemuxAddStream(demux.get(), parser, &add), -1) << "begun";
+  pushAll(demux, parser);
+  EXPECT_EQ(dmfDemuxAddStream(demux.get(), parser, &add), -1) << "at the end";
+}
+
+TEST(DmfParsers, NeedBothFunctionsOfASink) {
+  DemuxPtr const demux = opened(threeLanguages());
+  DmfParserSettings const settings{0};
+  int const parser = dmfDemuxNewParser(demux.get(), &settings);
+  Recorder to;
+  DmfStreamSettings noWrite{4, to.sink(), 0}, noEvent{4, to.sink(), 0};
+  noWrite.sink.write = nullptr;
+  noEvent.sink.event = nullptr;
+  EXPECT_EQ(dmfDemuxAddStream(demux.get(), parser, &noWrite), -1);
+  EXPECT_EQ(dmfDemuxAddStream(demux.get(), parser, &noEvent), -1);
+}
+
 TEST(DmfFacts, SizesRatesAndWhatIsForced) {
   fs::path const script = test::scratchText("forced.srt", "1\n00:00:00,100 --> 00:00:00,400\none\n\n");
   DemuxPtr const demux = opened(test::made(

@@ -32,6 +32,8 @@ INTEGERS = {TypeKind.INT, TypeKind.UINT, TypeKind.LONG, TypeKind.ULONG, TypeKind
             TypeKind.SHORT, TypeKind.USHORT, TypeKind.UCHAR, TypeKind.SCHAR, TypeKind.CHAR_S, TypeKind.DOUBLE,
             TypeKind.FLOAT}
 
+# Calls that change nothing.
+HARMLESS = r"\b(?:\w+_cast|sizeof|std::(?:min|max|clamp|abs|size|string|string_view)|u?int\d+_t)\b[^(]*\("
 ESCAPE = r"\\(?:x[0-9a-fA-F]+(?![0-9a-fA-F])|[0-7]{1,3}(?![0-7])|[^x0-7])"
 CONVERSION = r"%[-+ #0-9.*]*(?:hh|h|ll|l|z|j|t|L)?[a-zA-Z%]"
 
@@ -356,7 +358,7 @@ class Finder:
         texts = [self.of(first), self.of(second)]
         names = [set(re.findall(r"[A-Za-z_]\w*", text)) for text in texts]
         written = [re.findall(r"[A-Za-z_]\w*", re.split(r"(?<![=!<>])=(?!=)", text)[0]) for text in texts]
-        calls = [re.search(r"\w\s*\(", re.sub(r"\b(static_cast|sizeof)\b[^(]*\(", "", text)) for text in texts]
+        calls = [re.search(r"\w\s*\(", re.sub(HARMLESS, "", text)) for text in texts]
         if calls[0] and calls[1]:
             return True
         if calls[0] or calls[1]:
