@@ -175,26 +175,33 @@ class Room:
         slow = sorted((mutant for mutant in waiting if mutant.slow), key=lambda mutant: mutant.file)
         if self.arguments.seconds:
             slow = [mutant for mutant in waiting if mutant.slow]
-        done = 0
+        try:
+            self.try_all(woven, slow)
+        finally:
+            self.store()
+
+    def try_all(self, woven, slow):
+        done, total = 0, len(woven) + len(slow)
+
+        def one(mutant):
+            return (mutant, False) if self.late() else (mutant, self.examine(mutant))
+
+        def step(mutant, found, every):
+            nonlocal done
+            self.settle(mutant, found)
+            done += 1
+            if done % every == 0:
+                self.say(f"{done} of {total}, {self.count_of(SURVIVED) + self.count_of(NOT_REACHED)} alive")
+                self.store()
+
         with concurrent.futures.ThreadPoolExecutor(self.arguments.jobs) as pool:
-            def one(mutant):
-                return (mutant, False) if self.late() else (mutant, self.examine(mutant))
             for mutant, found in pool.map(one, woven):
                 if found is not False:
-                    self.settle(mutant, found)
-                done += 1
-                if done % 200 == 0:
-                    self.say(f"{done} of {len(waiting)}, {self.count_of(SURVIVED)} survivors")
-                    self.store()
+                    step(mutant, found, 200)
         for mutant in slow:
             if self.late():
                 break
-            self.settle(mutant, self.examine_slow(mutant))
-            done += 1
-            if done % 20 == 0:
-                self.say(f"{done} of {len(waiting)}, {self.count_of(SURVIVED)} survivors")
-                self.store()
-        self.store()
+            step(mutant, self.examine_slow(mutant), 20)
 
     def late(self):
         return self.arguments.seconds and time.monotonic() - self.began > self.arguments.seconds
