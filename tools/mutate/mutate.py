@@ -195,9 +195,13 @@ class Room:
                 self.store()
 
         with concurrent.futures.ThreadPoolExecutor(self.arguments.jobs) as pool:
-            for mutant, found in pool.map(one, woven):
-                if found is not False:
-                    step(mutant, found, 200)
+            try:
+                for mutant, found in pool.map(one, woven):
+                    if found is not False:
+                        step(mutant, found, 200)
+            except BaseException:
+                pool.shutdown(wait=False, cancel_futures=True)
+                raise
         for mutant in slow:
             if self.late():
                 break
