@@ -108,6 +108,11 @@ TEST_F(CardDecoderTest, LinesMayEndWithCarriageReturnsAlone) {
   EXPECT_EQ(said(), (Lines{"Order of clips in take:", "one", "two"}));
 }
 
+TEST_F(CardDecoderTest, AListOfOneByteIsNotEmpty) {
+  echo("x", false);
+  EXPECT_EQ(said(), (Lines{"Order of clips in take:", "x"}));
+}
+
 TEST_F(CardDecoderTest, AWideListMayEndWithoutALineEnd) {
   std::wstring const text = L"one\ntwo";
   echo({reinterpret_cast<char const*>(text.data()), text.size() * sizeof(wchar_t)}, true);
