@@ -9,7 +9,8 @@ import tempfile
 import time
 
 OUTSIDE = "-"
-MOST_BYTES = 8 << 30
+MOST_MEMORY = 4 << 30  # bytes, for what allocates without end
+MOST_FILE = 8 << 30
 MOST_FILTER = 60000  # characters; an argument has 128 KiB
 
 
@@ -43,8 +44,8 @@ class Program:
 
 def limits():
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-    resource.setrlimit(resource.RLIMIT_AS, (MOST_BYTES, MOST_BYTES))
-    resource.setrlimit(resource.RLIMIT_FSIZE, (MOST_BYTES, MOST_BYTES))
+    resource.setrlimit(resource.RLIMIT_AS, (MOST_MEMORY, MOST_MEMORY))
+    resource.setrlimit(resource.RLIMIT_FSIZE, (MOST_FILE, MOST_FILE))
 
 
 def run(command, environment, seconds, scratch):
