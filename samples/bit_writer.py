@@ -33,6 +33,13 @@ class BitWriter:
         self._bits.append(1)
         return self.align()
 
+    def stuffing(self):
+        """A zero and ones to the next byte (ISO/IEC 14496-2 5.2.4)."""
+        self._bits.append(0)
+        while len(self._bits) % 8:
+            self._bits.append(1)
+        return self
+
     def bytes(self):
         self.align()
         groups = zip(*[iter(self._bits)] * 8)
