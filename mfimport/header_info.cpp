@@ -152,7 +152,7 @@ bool hasChromaFields(int profile) {
 
 void readH264ChromaFields(BitReader& bits, HeaderInfo& info) {
   info.chromaFormat = static_cast<int>(std::min(bits.unsignedExpGolomb(), 3U));
-  if (info.chromaFormat == 3) bits.skip(1);  // separate_colour_plane_flag
+  info.separatePlanes = info.chromaFormat == 3 && bits.flag();
   info.depth = 8 + static_cast<int>(std::min(bits.unsignedExpGolomb(), 6U));
   bits.unsignedExpGolomb();  // bit_depth_chroma_minus8
   bits.skip(1);              // qpprime_y_zero_transform_bypass_flag
@@ -170,11 +170,11 @@ void readH264Sps(std::span<const uint8_t> unit, HeaderInfo& info) {
   bits.skip(3);
   info.intraProfile = bits.flag();  // constraint_set3_flag
   bits.skip(4 + 8);                 // constraint flags, level_idc
-  bits.unsignedExpGolomb();         // seq_parameter_set_id
+  info.sequenceId = bits.unsignedExpGolomb();
   info.chromaFormat = 1;
   info.depth = 8;
   if (hasChromaFields(info.profile)) readH264ChromaFields(bits, info);
-  bits.unsignedExpGolomb();  // log2_max_frame_num_minus4
+  info.frameNumberBits = 4 + static_cast<int>(std::min(bits.unsignedExpGolomb(), 12U));
   const uint32_t orderType = bits.unsignedExpGolomb();
   if (orderType == 0) {
     bits.unsignedExpGolomb();
@@ -185,13 +185,14 @@ void readH264Sps(std::span<const uint8_t> unit, HeaderInfo& info) {
     const uint32_t cycle = bits.unsignedExpGolomb();
     for (uint32_t i = 0; i < cycle && !bits.failed(); ++i) bits.signedExpGolomb();
   }
-  bits.unsignedExpGolomb();        // max_num_ref_frames
-  bits.skip(1);                    // gaps_in_frame_num_value_allowed_flag
-  bits.unsignedExpGolomb();        // pic_width_in_mbs_minus1
-  bits.unsignedExpGolomb();        // pic_height_in_map_units_minus1
-  if (!bits.flag()) bits.skip(1);  // frame_mbs_only_flag, mb_adaptive_frame_field_flag
-  bits.skip(1);                    // direct_8x8_inference_flag
-  if (bits.flag())                 // frame_cropping_flag
+  bits.unsignedExpGolomb();  // max_num_ref_frames
+  bits.skip(1);              // gaps_in_frame_num_value_allowed_flag
+  bits.unsignedExpGolomb();  // pic_width_in_mbs_minus1
+  bits.unsignedExpGolomb();  // pic_height_in_map_units_minus1
+  info.framesOnly = bits.flag();
+  if (!info.framesOnly) bits.skip(1);  // mb_adaptive_frame_field_flag
+  bits.skip(1);                        // direct_8x8_inference_flag
+  if (bits.flag())                     // frame_cropping_flag
     for (int i = 0; i < 4; ++i) bits.unsignedExpGolomb();
   if (bits.flag() && !bits.failed()) readH264Vui(bits, info);
 }
@@ -418,6 +419,12 @@ int nalLengthBytes(HeaderSyntax syntax, std::span<const uint8_t> extradata) {
   if (syntax == HeaderSyntax::hevc && extradata.size() >= 23 && extradata[0] == 1)
     return (extradata[21] & 3) + 1;
   return 0;
+}
+
+HeaderInfo readH264Sequence(std::span<const uint8_t> unit) {
+  HeaderInfo info;
+  readH264Sps(unit, info);
+  return info;
 }
 
 HeaderInfo readHeaders(HeaderSyntax syntax, std::span<const uint8_t> extradata,

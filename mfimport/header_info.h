@@ -33,6 +33,11 @@ struct HeaderInfo {
   int profile = 0;                // profile_idc
   int depth = 0;                  // luma bits, 0 unknown
   bool intraProfile = false;      // H.264 constraint_set3_flag
+
+  // H.264, what slice headers are read by
+  uint32_t sequenceId = 0;  // seq_parameter_set_id
+  int frameNumberBits = 4;
+  bool separatePlanes = false, framesOnly = true;
 };
 
 // Units between start codes (00 00 01), the start code left out.
@@ -50,6 +55,9 @@ int nalLengthBytes(HeaderSyntax syntax, std::span<const uint8_t> extradata);
 // Reads the headers in decoder configuration `extradata` and in `packet`, each may be empty.
 HeaderInfo readHeaders(HeaderSyntax syntax, std::span<const uint8_t> extradata,
                        std::span<const uint8_t> packet);
+
+// A sequence parameter set of H.264, behind its NAL header.
+HeaderInfo readH264Sequence(std::span<const uint8_t> unit);
 
 // One user data unit (MPEG, type 0xB2) or SEI message (H.264; 4 registered, 5 unregistered).
 struct UserData {

@@ -2,11 +2,13 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "mfimport/media_index.h"
+#include "mfimport/picture_header.h"
 
 namespace mfimport {
 
@@ -18,10 +20,26 @@ struct PacketNote {
   bool key = false;
   bool discard = false;      // outside the edit list: decoded, not delivered
   bool secondField = false;  // completes the picture of the packet before
+  bool continues = false;    // a further piece of what the packet before holds
+  bool coded = true;         // false: no picture comes out of it
+  bool restarts = false;     // order counts anew from here
   bool bidirectional = false;
   uint8_t fields = 2;  // shown, 3 and more with repeats
   int order = 0;       // picture order count of H.264 and HEVC, within a sequence
 };
+
+// Tells which fields are the second one of a frame. Pictures in decoding order.
+class FieldPairs {
+ public:
+  bool completes(const PictureHeader& header);
+
+ private:
+  std::optional<PictureHeader> open_;  // a first field that waits for its second
+};
+
+// What the parser that has just delivered `picture`, and the picture's own header, say about it.
+void readNote(const AVCodecParserContext& parser, PictureHeaderReader& headers, FieldPairs& pairs,
+              std::span<const uint8_t> picture, PacketNote& note);
 
 // Looks into coded pictures for what containers of elementary streams do not say. One per video stream.
 class PictureInspector {
@@ -32,9 +50,10 @@ class PictureInspector {
   void inspect(const AVPacket& packet, std::span<const uint8_t> beginning, PacketNote& note);
 
  private:
-  lav::Parser parser_;
+  lav::Parser parser_;  // null for codecs that libavcodec has none for
   lav::CodecContext context_;
-  int openField_ = 0;  // structure of a first field that waits for its second, 0 none
+  PictureHeaderReader headers_;
+  FieldPairs pairs_;
 };
 
 // Fills stream.video and stream.first from stream.packets and their notes. Decodes the first pictures to see
@@ -45,6 +64,15 @@ void buildVideoIndex(const MediaIndex& index, StreamIndex& stream, const std::ve
 // Fills stream.audio. Decodes the first packets to learn how many samples one gives.
 void buildAudioIndex(const MediaIndex& index, StreamIndex& stream, const std::vector<PacketNote>& notes,
                      const mediafile::FileAccess& access);
+
+// Joins packets to pictures.
+void groupPackets(StreamIndex& stream, const std::vector<PacketNote>& notes);
+
+// Gives every picture its rank.
+void rankPictures(StreamIndex& stream, const std::vector<PacketNote>& notes, bool stampsMayJump);
+
+// True when the stamps leave open whether pictures are shown in another order than they are decoded in.
+bool stampsMayBeOfDecoding(const StreamIndex& stream);
 
 // Presentation order. `ranks[i]` is the place of packet group i; exposed for tests of the rule.
 struct StampedPicture {

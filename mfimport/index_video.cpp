@@ -6,123 +6,56 @@
 #include <utility>
 
 #include "mfimport/classify.h"
+#include "mfimport/closing_probe.h"
 #include "mfimport/index_build.h"
-#include "mfimport/packet_reader.h"
+#include "mfimport/picture_reader.h"
 #include "mfimport/video_codec.h"
 
 namespace mfimport {
 
+bool FieldPairs::completes(const PictureHeader& header) {
+  const bool second = open_ && completesFrame(*open_, header);
+  open_.reset();
+  if (!second && header.structure != PictureStructure::frame) open_ = header;
+  return second;
+}
+
+void readNote(const AVCodecParserContext& parser, PictureHeaderReader& headers, FieldPairs& pairs,
+              std::span<const uint8_t> picture, PacketNote& note) {
+  note.key = note.key || parser.key_frame == 1;
+  note.bidirectional = parser.pict_type == AV_PICTURE_TYPE_B;
+  note.order = parser.output_picture_number;
+  if (parser.repeat_pict > 0) note.fields = static_cast<uint8_t>(std::min(1 + parser.repeat_pict, 8));
+  const std::optional<PictureHeader> header = headers.read(picture);
+  if (!header) return;
+  if (header->kind != PictureKind::unknown) note.bidirectional = header->kind == PictureKind::bidirectional;
+  note.coded = header->coded;
+  note.restarts = header->restarts;
+  note.secondField = pairs.completes(*header);
+}
+
 PictureInspector::PictureInspector(const AVCodecParameters& parameters)
-    : parser_(av_parser_init(parameters.codec_id)), context_(lav::checked(avcodec_alloc_context3(nullptr))) {
+    : parser_(av_parser_init(parameters.codec_id)),
+      context_(lav::checked(avcodec_alloc_context3(nullptr))),
+      headers_(parameters) {
   if (parser_) parser_->flags |= PARSER_FLAG_COMPLETE_FRAMES;
   if (avcodec_parameters_to_context(context_.get(), &parameters) < 0) parser_.reset();
 }
 
 void PictureInspector::inspect(const AVPacket& packet, std::span<const uint8_t> beginning, PacketNote& note) {
-  if (!parser_) return;
+  if (!parser_) {
+    const std::optional<PictureHeader> header = headers_.read(beginning);
+    note.bidirectional = header && header->kind == PictureKind::bidirectional;
+    return;
+  }
   uint8_t* out = nullptr;
   int size = 0;
   av_parser_parse2(parser_.get(), context_.get(), &out, &size, beginning.data(),
                    static_cast<int>(beginning.size()), packet.pts, packet.dts, packet.pos);
-  note.key = note.key || parser_->key_frame == 1;
-  note.bidirectional = parser_->pict_type == AV_PICTURE_TYPE_B;
-  note.order = parser_->output_picture_number;
-  if (parser_->repeat_pict > 0) note.fields = static_cast<uint8_t>(std::min(1 + parser_->repeat_pict, 8));
-  const int structure = parser_->picture_structure;
-  const bool field =
-      structure == AV_PICTURE_STRUCTURE_TOP_FIELD || structure == AV_PICTURE_STRUCTURE_BOTTOM_FIELD;
-  note.secondField = field && openField_ != 0 && openField_ != structure;
-  openField_ = field && !note.secondField ? structure : 0;
+  readNote(*parser_, headers_, pairs_, beginning, note);
 }
 
 namespace {
-
-// Stamps that leap further than this start a new stretch of time.
-constexpr int64_t kLeapSeconds = 10;
-
-// An anchor picture is shown when the next anchor arrives, bidirectional ones at once.
-std::vector<uint32_t> ranksWithoutStamps(const std::vector<StampedPicture>& pictures) {
-  std::vector<uint32_t> ranks(pictures.size());
-  uint32_t next = 0;
-  size_t anchor = pictures.size();
-  for (size_t i = 0; i < pictures.size(); ++i) {
-    if (pictures[i].bidirectional) {
-      ranks[i] = next++;
-      continue;
-    }
-    if (anchor < pictures.size()) ranks[anchor] = next++;
-    anchor = i;
-  }
-  if (anchor < pictures.size()) ranks[anchor] = next;
-  return ranks;
-}
-
-// Pictures of H.264 and HEVC count presentation themselves, anew from each key picture of order 0 (ITU-T
-// H.264 8.2.1, H.265 8.3.1).
-std::vector<uint32_t> ranksByOrderCount(const StreamIndex& stream, const std::vector<PacketNote>& notes) {
-  const auto& pictures = stream.video.pictures;
-  std::vector<std::pair<uint32_t, int>> places;  // sequence, order count
-  places.reserve(pictures.size());
-  uint32_t sequence = 0;
-  for (const Picture& picture : pictures) {
-    const PacketNote& note = notes[picture.packet];
-    if (note.key && note.order == 0) ++sequence;
-    places.emplace_back(sequence, note.order);
-  }
-  std::vector<uint32_t> shown(pictures.size());
-  std::iota(shown.begin(), shown.end(), 0U);
-  std::stable_sort(shown.begin(), shown.end(), [&](uint32_t a, uint32_t b) { return places[a] < places[b]; });
-  std::vector<uint32_t> ranks(pictures.size());
-  for (uint32_t rank = 0; rank < shown.size(); ++rank) ranks[shown[rank]] = rank;
-  return ranks;
-}
-
-// Elementary streams have no stamps, and MXF files whose index table tells no temporal offsets have those of
-// decoding alone.
-bool countsPresentationItself(const StreamIndex& stream, const std::vector<PacketNote>& notes) {
-  if (stream.codec() != AV_CODEC_ID_H264 && stream.codec() != AV_CODEC_ID_HEVC) return false;
-  const auto& packets = stream.packets;
-  const auto unstamped = [](const PacketEntry& entry) { return entry.pts == AV_NOPTS_VALUE; };
-  if (std::all_of(packets.begin(), packets.end(), unstamped)) return true;
-  const auto asDecoded = [](const PacketEntry& entry) { return entry.pts == entry.dts; };
-  return std::all_of(packets.begin(), packets.end(), asDecoded) &&
-         std::any_of(notes.begin(), notes.end(), [](const PacketNote& note) { return note.bidirectional; });
-}
-
-void groupPackets(StreamIndex& stream, const std::vector<PacketNote>& notes) {
-  auto& pictures = stream.video.pictures;
-  pictures.reserve(stream.packets.size());
-  for (size_t i = 0; i < stream.packets.size(); ++i) {
-    const PacketNote& note = notes[i];
-    if (note.secondField && !pictures.empty() && pictures.back().packets == 1) {
-      pictures.back().packets = 2;
-    } else {
-      pictures.push_back({static_cast<uint32_t>(i), 1, note.key, note.discard, 0, Picture::kNotShown});
-    }
-    stream.packets[i].unit = static_cast<uint32_t>(pictures.size() - 1);
-  }
-}
-
-void rankPictures(StreamIndex& stream, const std::vector<PacketNote>& notes, bool stampsMayJump) {
-  auto& pictures = stream.video.pictures;
-  std::vector<StampedPicture> stamped;
-  stamped.reserve(pictures.size());
-  for (const Picture& picture : pictures) {
-    const PacketEntry& entry = stream.packets[picture.packet];
-    stamped.push_back({entry.pts, entry.dts, notes[picture.packet].bidirectional});
-    if (stampsMayJump) {
-      // presentationRanks works on stamps of one clock whatever the time base; leaps are told in seconds.
-      StampedPicture& last = stamped.back();
-      last.dts = last.dts == AV_NOPTS_VALUE ? last.pts : last.dts;
-      if (last.dts != AV_NOPTS_VALUE) last.dts = stream.to27M(last.dts);
-    }
-  }
-  stream.video.stampsOfDecoding = countsPresentationItself(stream, notes);
-  const std::vector<uint32_t> ranks = stream.video.stampsOfDecoding
-                                          ? ranksByOrderCount(stream, notes)
-                                          : presentationRanks(stamped, stampsMayJump);
-  for (size_t i = 0; i < pictures.size(); ++i) pictures[i].rank = ranks[i];
-}
 
 int reorderDepthOf(const VideoIndex& video) {
   // A picture is held back by those decoded before it and shown after it.
@@ -170,26 +103,25 @@ class OpeningProbe {
   OpeningProbe(const MediaIndex& index, StreamIndex& stream, const mediafile::FileAccess& access)
       : stream_(stream), pictures_(stream.video.pictures), comesOut_(pictures_.size(), false) {
     std::string error;
-    reader_ = openPacketReader(index, stream, access, error);
+    reader_ = PictureReader::open(index, stream, access, error);
     if (reader_) codec_ = openVideoCodec(stream, {}, nullptr, error);
   }
 
   // The rank of the first picture at or behind the first key that can be shown; 0 when none came out.
   uint32_t run() {
     if (!reader_ || !codec_) return 0;
-    const size_t firstPacket = pictures_[stream_.video.firstKey].packet;
-    if (!reader_->position(firstPacket)) return 0;
-    constexpr size_t kMostPackets = 400;
+    if (!reader_->position(stream_.video.firstKey)) return 0;
+    constexpr size_t kMostPictures = 400;
     const lav::Packet packet = lav::newPacket();
-    for (size_t sent = 0; sent < kMostPackets && !reached_; ++sent) {
-      const size_t number = reader_->nextNumber();
-      const PacketReader::Result result = reader_->next(*packet);
-      if (result == PacketReader::Result::end) break;
-      if (result == PacketReader::Result::error) continue;
-      if (number == firstPacket)
+    for (size_t sent = 0; sent < kMostPictures && !reached_; ++sent) {
+      const size_t number = reader_->nextPicture();
+      const PictureReader::Result result = reader_->next(*packet);
+      if (result == PictureReader::Result::end) break;
+      if (result == PictureReader::Result::error) continue;
+      if (number == stream_.video.firstKey)
         stream_.headers = readHeaders(headerSyntaxOf(stream_.codec()), lav::extradata(*stream_.parameters),
                                       lav::payload(*packet));
-      packet->pts = pictures_[stream_.packets[number].unit].rank;
+      packet->pts = pictures_[number].rank;
       packet->dts = AV_NOPTS_VALUE;
       avcodec_send_packet(codec_.get(), packet.get());
       av_packet_unref(packet.get());
@@ -232,11 +164,21 @@ class OpeningProbe {
   StreamIndex& stream_;
   const HostVector<Picture>& pictures_;
   std::vector<bool> comesOut_;  // by rank
-  std::unique_ptr<PacketReader> reader_;
+  std::unique_ptr<PictureReader> reader_;
   lav::CodecContext codec_;
   bool reached_ = false;
   uint32_t reachedRank_ = 0;
 };
+
+void removeLastPicture(StreamIndex& stream) {
+  auto& pictures = stream.video.pictures;
+  const Picture last = pictures.back();
+  pictures.pop_back();
+  for (Picture& picture : pictures)
+    if (picture.rank > last.rank) --picture.rank;
+  for (size_t i = last.packet; i < stream.packets.size(); ++i)
+    stream.packets[i].unit = PacketEntry::kNoPicture;
+}
 
 void numberForDisplay(VideoIndex& video, const OpeningProbe& probe, uint32_t reachedRank) {
   auto& pictures = video.pictures;
@@ -279,27 +221,6 @@ void measureRates(StreamIndex& stream, const std::vector<PacketNote>& notes) {
 }
 
 }  // namespace
-
-std::vector<uint32_t> presentationRanks(const std::vector<StampedPicture>& pictures, bool stampsMayJump) {
-  const bool stamped = std::all_of(pictures.begin(), pictures.end(),
-                                   [](const StampedPicture& p) { return p.pts != AV_NOPTS_VALUE; });
-  if (!stamped) return ranksWithoutStamps(pictures);
-  std::vector<uint32_t> stretch(pictures.size(), 0);
-  for (size_t i = 1; stampsMayJump && i < pictures.size(); ++i) {
-    const int64_t before = pictures[i - 1].dts, now = pictures[i].dts;
-    const bool known = before != AV_NOPTS_VALUE && now != AV_NOPTS_VALUE;
-    const bool leap = known && std::llabs(now - before) > kLeapSeconds * kClock27M.den;
-    stretch[i] = stretch[i - 1] + (leap ? 1 : 0);
-  }
-  std::vector<uint32_t> order(pictures.size());
-  std::iota(order.begin(), order.end(), 0U);
-  std::stable_sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
-    return stretch[a] != stretch[b] ? stretch[a] < stretch[b] : pictures[a].pts < pictures[b].pts;
-  });
-  std::vector<uint32_t> ranks(pictures.size());
-  for (size_t i = 0; i < order.size(); ++i) ranks[order[i]] = static_cast<uint32_t>(i);
-  return ranks;
-}
 
 double snappedRate(double rate) {
   constexpr double kTolerance = 0.0005;
@@ -361,6 +282,8 @@ void buildVideoIndex(const MediaIndex& index, StreamIndex& stream, const std::ve
   if (video.firstKey == video.pictures.size())
     video.firstKey = 0;  // no marks: any picture may be a beginning
   video.reorderDepth = reorderDepthOf(video);
+  // What never comes out whole has no number, and decoders let it get in the way of others.
+  if (!lastPictureIsWhole(index, stream, access)) removeLastPicture(stream);
   OpeningProbe probe(index, stream, access);
   const uint32_t reached = probe.run();
   numberForDisplay(video, probe, reached);

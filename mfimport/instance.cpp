@@ -82,12 +82,23 @@ void MpegInImpl::publishCounts() {
     if (media_->first().streams[number].codec() == AV_CODEC_ID_DVVIDEO) self.dvFlag = 1;
 }
 
+void MpegInImpl::warnOfAbsentStreams() const {
+  for (const StreamIndex& stream : media_->first().streams) {
+    if (!stream.absent) continue;
+    const char* kind = stream.type() == AVMEDIA_TYPE_VIDEO ? "video" : "audio";
+    host.warning(
+        formatted("mfimport: '%s' announces %s stream %d (%s), of which no packet is there: it is left out",
+                  name_.c_str(), kind, stream.libavIndex, avcodec_get_name(stream.codec())));
+  }
+}
+
 int MpegInImpl::parse(const char* name) {
   const uint32_t fourcc = self.video.fourcc;
   self.video = {};
   self.audio = {};
   self.video.fourcc = fourcc;
   if (const int result = load(name); result != kMpegOk) return result;
+  warnOfAbsentStreams();
   if (!table_->video.empty()) {
     self.video = videoInfo(*media_, table_->video.front());
     self.video.fourcc = fourcc;

@@ -46,6 +46,7 @@ struct MpegInImpl {
   int selectVideo();
   int selectAudio();
   void publishCounts();
+  void warnOfAbsentStreams() const;
   void drawSubpicture();
   int stats(void* record, int size) const;
   int extendedHeader(void* record);

@@ -8,6 +8,7 @@
 
 #include "mfimport/classify.h"
 #include "mfimport/index_build.h"
+#include "mfimport/picture_splitter.h"
 #include "mfimport/subpicture_index.h"
 
 namespace mfimport {
@@ -180,7 +181,10 @@ StreamIndex describeStream(Container& container, int libavIndex, size_t number, 
 // The pass over all packets.
 class PacketPass {
  public:
-  PacketPass(Container& container, MediaIndex& index) : container_(container), index_(index) {
+  // Packets of the streams marked in `split` are taken apart and put together to pictures.
+  PacketPass(Container& container, MediaIndex& index, const std::vector<bool>& split)
+      : container_(container), index_(index), needsSplitting_(split), beginnings_(split.size()) {
+    splitters_.resize(split.size());
     byLibavIndex_.assign(container.format().nb_streams, -1);
     notes_.resize(index.streams.size());
     inspectors_.resize(index.streams.size());
@@ -189,7 +193,9 @@ class PacketPass {
     for (size_t i = 0; i < index.streams.size(); ++i) {
       const StreamIndex& stream = index.streams[i];
       byLibavIndex_[static_cast<size_t>(stream.libavIndex)] = static_cast<int>(i);
-      if (stream.type() == AVMEDIA_TYPE_VIDEO && (!index.packetsAsTheyLie || tellsTooLittle(stream)))
+      if (split[i])
+        splitters_[i] = std::make_unique<PictureSplitter>(*stream.parameters);
+      else if (stream.type() == AVMEDIA_TYPE_VIDEO && (!index.packetsAsTheyLie || tellsTooLittle(stream)))
         inspectors_[i] = std::make_unique<PictureInspector>(*stream.parameters);
     }
     for (unsigned i = 0; i < container.format().nb_streams; ++i)
@@ -205,6 +211,7 @@ class PacketPass {
     bool skimming = false;
     while (errors < kMostErrors) {
       if (!skimming && comparedEnough(count)) {
+        if (judgeBeginnings()) return 0;
         container_.setSkim(skim);
         skimming = true;
       }
@@ -220,12 +227,20 @@ class PacketPass {
       av_packet_unref(packet.get());
     }
     container_.setSkim(mediafile::Skim::off);
+    if (judgeBeginnings()) return 0;
+    for (size_t i = 0; i < index_.streams.size(); ++i) {
+      if (splitters_[i]) splitPackets(index_.streams[i], notes_[i], *splitters_[i]);
+      if (stampsMayBeOfDecoding(index_.streams[i])) inspectLater(i);
+    }
     for (size_t i = 0; i < index_.streams.size(); ++i)
       finish(index_.streams[i], verified_[i], mismatched_[i]);
     return 0;
   }
 
   const std::vector<PacketNote>& notes(size_t stream) const { return notes_[stream]; }
+
+  // By stream: packets are no pictures. When that has changed, the pass ended early and is to be repeated.
+  const std::vector<bool>& needsSplitting() const { return needsSplitting_; }
 
  private:
   // The demultiplexer marks no key pictures of H.264 and HEVC in MXF, and not all files tell their order.
@@ -260,7 +275,11 @@ class PacketPass {
     // AVC-Intra has 10 KB of padded headers and messages before its first slice.
     constexpr int kUpToTheSlice = 16384;
     if (inspectors_[number]) inspectors_[number]->inspect(packet, beginningOf(packet, kUpToTheSlice), note);
-    if (stream.type() == AVMEDIA_TYPE_VIDEO) verifyKey(packet, stream.codec(), note);
+    if (splitters_[number])
+      splitters_[number]->add(lav::payload(packet));
+    else if (stream.type() == AVMEDIA_TYPE_VIDEO)
+      verifyKey(packet, stream.codec(), note);
+    keepBeginning(packet, number);
     const uint32_t fingerprint = index_.packetsAsTheyLie ? 0 : fingerprintOf(lav::payload(packet));
     stream.packets.push_back({packet.pts, packet.dts, packet.pos, packet.size, 0, fingerprint});
     if (isBitmapSubtitle(stream.codec())) noteSubpicture(stream, lav::payload(packet));
@@ -269,7 +288,83 @@ class PacketPass {
         !lav::sideData(packet, AV_PKT_DATA_ENCRYPTION_INFO).empty() ||
         !lav::sideData(packet, AV_PKT_DATA_PALETTE).empty())
       mismatched_[number] = true;
-    if (compare && !mismatched_[number]) compareOne(packet, number);
+    if ((compare || splitters_[number]) && !mismatched_[number]) compareOne(packet, number);
+  }
+
+  // The first packets of a stream whose pictures the demultiplexer does not tell apart itself, as long as
+  // payload is read anyway.
+  void keepBeginning(const AVPacket& packet, size_t number) {
+    constexpr size_t kMostPackets = 16, kMostBytes = size_t{4} << 20;
+    const StreamIndex& stream = index_.streams[number];
+    Beginning& beginning = beginnings_[number];
+    if (splitters_[number] || beginning.judged || index_.bytePositions || !stream.known ||
+        stream.type() != AVMEDIA_TYPE_VIDEO)
+      return;
+    const std::span<const uint8_t> payload = lav::payload(packet);
+    beginning.bytes += payload.size();
+    beginning.packets.emplace_back(payload.begin(), payload.end());
+    beginning.packets.back().resize(payload.size() + AV_INPUT_BUFFER_PADDING_SIZE);
+    if (beginning.packets.size() >= kMostPackets || beginning.bytes >= kMostBytes) judge(number);
+  }
+
+  void judge(size_t number) {
+    Beginning& beginning = beginnings_[number];
+    if (!beginning.judged && !arePictures(*index_.streams[number].parameters, beginning.packets))
+      needsSplitting_[number] = true;
+    beginning.judged = true;
+    beginning.packets = {};
+  }
+
+  // True when packets of a stream turned out to be no pictures.
+  bool judgeBeginnings() {
+    bool found = false;
+    for (size_t i = 0; i < beginnings_.size(); ++i) {
+      judge(i);
+      found |= needsSplitting_[i] && !splitters_[i];
+    }
+    return found;
+  }
+
+  // Reads the headers of pictures that were passed over, where the stamps alone do not tell their order. Of
+  // a long stream a part is read first: without bidirectional pictures there is nothing to find.
+  void inspectLater(size_t number) {
+    StreamIndex& stream = index_.streams[number];
+    if (!index_.packetsAsTheyLie || inspectors_[number] || splitters_[number]) return;
+    constexpr size_t kMostRead = 2048, kRun = 4, kRuns = 64;
+    const size_t packets = stream.packets.size();
+    if (packets > kMostRead) {
+      bool reordered = false;
+      for (size_t run = 0; run < kRuns && !reordered; ++run) {
+        const size_t from = run * (packets - kRun) / kRuns;
+        reordered = inspectRange(number, from, from + kRun);
+      }
+      if (!reordered) return;
+    }
+    inspectRange(number, 0, packets);
+  }
+
+  // True when a bidirectional picture is among them.
+  bool inspectRange(size_t number, size_t from, size_t to) {
+    constexpr int kUpToTheSlice = 2048;
+    const StreamIndex& stream = index_.streams[number];
+    PictureInspector inspector(*stream.parameters);
+    const lav::Packet packet = lav::newPacket();
+    bool reordered = false;
+    for (size_t i = from; i < to; ++i) {
+      const PacketEntry& entry = stream.packets[i];
+      packet->pts = entry.pts;
+      packet->dts = entry.dts;
+      packet->pos = entry.position;
+      packet->size = entry.size;
+      if (entry.position < 0) continue;
+      PacketNote note = notes_[number][i];
+      inspector.inspect(*packet, beginningOf(*packet, kUpToTheSlice), note);
+      note.key = notes_[number][i].key;
+      notes_[number][i] = note;
+      reordered |= note.bidirectional;
+    }
+    packet->size = 0;
+    return reordered;
   }
 
   static void noteSubpicture(StreamIndex& stream, std::span<const uint8_t> payload) {
@@ -339,11 +434,20 @@ class PacketPass {
 
   static constexpr int kPacketsCompared = 2;
 
+  struct Beginning {
+    std::vector<std::vector<uint8_t>> packets;  // padded
+    size_t bytes = 0;
+    bool judged = false;
+  };
+
   Container& container_;
   MediaIndex& index_;
   std::vector<int> byLibavIndex_;  // stream number, -1 for none
   std::vector<std::vector<PacketNote>> notes_;
   std::vector<std::unique_ptr<PictureInspector>> inspectors_;
+  std::vector<std::unique_ptr<PictureSplitter>> splitters_;
+  std::vector<bool> needsSplitting_;
+  std::vector<Beginning> beginnings_;
   std::vector<int> verified_;  // packets found equal to the file
   std::vector<bool> mismatched_;
   std::vector<uint8_t> buffer_;
@@ -356,6 +460,20 @@ mediafile::Skim skimOf(Container& container) {
   return mediafile::isMxf(container.format()) ? mediafile::Skim::largeReads : mediafile::Skim::off;
 }
 
+std::unique_ptr<Container> openContainer(const mediafile::FileAccess& access, const std::string& name,
+                                         const mediafile::ContainerOptions& options, int& result,
+                                         std::string& error) {
+  auto source = access.open(name, error);
+  if (!source) {
+    result = kMpegErrorOpen;
+    return nullptr;
+  }
+  mediafile::OpenFailure failure{};
+  auto container = Container::open(std::move(source), name, options, failure, error);
+  if (!container) result = failure == mediafile::OpenFailure::unreadable ? kMpegErrorOpen : kMpegErrorFormat;
+  return container;
+}
+
 std::shared_ptr<MediaIndex> build(const mediafile::FileAccess& access, const std::string& name,
                                   int searchLimitMiB, const HostCallbacks& host, int& result,
                                   std::string& error) {
@@ -365,18 +483,9 @@ std::shared_ptr<MediaIndex> build(const mediafile::FileAccess& access, const std
   if (searchLimitMiB > 0) options.probeBytes = int64_t{std::min(searchLimitMiB, 2000)} << 20;
   index->probeBytes = options.probeBytes;
 
-  auto source = access.open(name, error);
-  if (!source) {
-    result = kMpegErrorOpen;
-    return nullptr;
-  }
-  index->fileSize = source->size();
-  mediafile::OpenFailure failure{};
-  const auto container = Container::open(std::move(source), name, options, failure, error);
-  if (!container) {
-    result = failure == mediafile::OpenFailure::unreadable ? kMpegErrorOpen : kMpegErrorFormat;
-    return nullptr;
-  }
+  auto container = openContainer(access, name, options, result, error);
+  if (!container) return nullptr;
+  index->fileSize = container->source().size();
 
   AVFormatContext& format = container->format();
   const bool iso = mediafile::isIsoMedia(format);
@@ -390,13 +499,26 @@ std::shared_ptr<MediaIndex> build(const mediafile::FileAccess& access, const std
         describeStream(*container, at, index->streams.size(), index->containerType, host.memory()));
 
   const bool plainLayout = iso || formatIsAnyOf(format, {"wav", "w64", "aiff"});
-  PacketPass pass(*container, *index);
-  pass.run(skimOf(*container), plainLayout);
+  std::vector<bool> split(index->streams.size(), false);
+  auto pass = std::make_unique<PacketPass>(*container, *index, split);
+  pass->run(skimOf(*container), plainLayout);
+  while (pass->needsSplitting() != split) {
+    split = pass->needsSplitting();
+    pass.reset();
+    container = openContainer(access, name, options, result, error);
+    if (!container) return nullptr;
+    for (StreamIndex& stream : index->streams) stream.packets.clear();
+    pass = std::make_unique<PacketPass>(*container, *index, split);
+    pass->run(mediafile::Skim::off, plainLayout);
+  }
   for (size_t i = 0; i < index->streams.size(); ++i) {
     StreamIndex& stream = index->streams[i];
+    // A stream that holds nothing is neither known nor unknown. Subtitles may be silent.
+    stream.absent = stream.packets.empty() && stream.type() != AVMEDIA_TYPE_SUBTITLE;
+    if (stream.absent) stream.known = false;
     if (!stream.known) continue;
-    if (stream.type() == AVMEDIA_TYPE_VIDEO) buildVideoIndex(*index, stream, pass.notes(i), access);
-    if (stream.type() == AVMEDIA_TYPE_AUDIO) buildAudioIndex(*index, stream, pass.notes(i), access);
+    if (stream.type() == AVMEDIA_TYPE_VIDEO) buildVideoIndex(*index, stream, pass->notes(i), access);
+    if (stream.type() == AVMEDIA_TYPE_AUDIO) buildAudioIndex(*index, stream, pass->notes(i), access);
   }
   result = kMpegOk;
   return index;
@@ -449,8 +571,11 @@ uint32_t fingerprintOf(std::span<const uint8_t> packet) {
 
 size_t VideoIndex::startFor(size_t display) const {
   const size_t target = byDisplay[display];
+  // libavcodec's H.264 decoder withholds what follows a recovery point when the stream ends before that has
+  // come out.
+  const size_t held = reorderDepth > 0 ? static_cast<size_t>(reorderDepth) + 2 : 0;
   for (size_t i = target + 1; i-- > firstKey;)
-    if (pictures[i].key && pictures[i].rank <= pictures[target].rank) return i;
+    if (pictures[i].key && pictures[i].rank <= pictures[target].rank && pictures.size() - i > held) return i;
   return firstKey;
 }
 

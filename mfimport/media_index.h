@@ -19,14 +19,18 @@ namespace mfimport {
 
 constexpr AVRational kClock27M{1, 27000000};
 
-// One packet as the demultiplexer delivers it, in file order. Stamps in the stream's time base,
-// AV_NOPTS_VALUE where absent; position -1 where unknown.
+// One packet as the demultiplexer delivers it, or where that holds more than one picture the part of it that
+// belongs to one, in file order. Stamps in the stream's time base, AV_NOPTS_VALUE where absent; position -1
+// where unknown.
 struct PacketEntry {
+  static constexpr uint32_t kNoPicture = UINT32_MAX;  // a unit of nothing: never sent to a decoder
+
   int64_t pts, dts, position;
   int32_t size;
   uint32_t unit;         // the picture that a video packet belongs to; of bitmap subtitles the packet that
                          // has the stamp of what this one is a piece of
-  uint32_t fingerprint;  // of its beginning and end, 0 where the payload was not read
+  uint32_t fingerprint;  // of beginning and end of the demultiplexer's packet, 0 where it was not read
+  uint32_t offset = 0;   // within the demultiplexer's packet; not 0 continues that of the entry before
 };
 
 // Tells packets of equal size apart, which in transport and program streams neither position nor stamp does
@@ -37,12 +41,12 @@ uint32_t fingerprintOf(std::span<const uint8_t> packet);
 struct Picture {
   static constexpr int32_t kNotShown = -1;
 
-  uint32_t packet;  // its first
-  uint8_t packets;  // 1, or 2 for a pair of fields
-  bool key;         // decoding can start here
-  bool hidden;      // needed for decoding alone (outside the edit list)
-  uint32_t rank;    // place among all pictures by presentation time
-  int32_t display;  // number under which it is shown, or kNotShown
+  uint32_t packet;   // its first
+  uint16_t packets;  // 1, or more where fields or slices lie in packets of their own
+  bool key;          // decoding can start here
+  bool hidden;       // needed for decoding alone (outside the edit list)
+  uint32_t rank;     // place among all pictures by presentation time
+  int32_t display;   // number under which it is shown, or kNotShown
 };
 
 struct VideoIndex {
@@ -53,7 +57,8 @@ struct VideoIndex {
 
   // The picture, in decoding order, where decoding must begin to show `display`: the last key picture that is
   // neither decoded nor presented after it. Pictures that follow a key in decoding and precede it in
-  // presentation (open GOP) refer to the GOP before, hence the second condition.
+  // presentation (open GOP) refer to the GOP before, hence the second condition. A key picture among the very
+  // last ones is passed over.
   size_t startFor(size_t display) const;
   // The key picture before `picture`, or the first one.
   size_t keyBefore(size_t picture) const;
@@ -114,6 +119,7 @@ struct StreamIndex {
   int containerWidth = 0, containerHeight = 0;
   bool dropFrame = false;
   bool known = false;   // can be named and decoded here, else counts as unknown
+  bool absent = false;  // announced, but no packet is there: neither known nor unknown
   bool direct = false;  // packets are the file's bytes at (position, size)
   HostVector<PacketEntry> packets;
   VideoIndex video;  // of video streams

@@ -57,6 +57,7 @@ class DemuxReader final : public PacketReader {
   bool open(std::string& error) {
     container_.reset();
     pending_.reset();
+    av_packet_unref(whole_.get());
     auto source = access_.open(index_.name, error);
     if (!source) return false;
     mediafile::OpenFailure failure{};
@@ -79,7 +80,7 @@ class DemuxReader final : public PacketReader {
     constexpr size_t kNearby = 32;  // reading on is cheaper than a seek
     if (number > stream_.packets.size()) return false;
     if (container_ && number >= next_ && number - next_ <= kNearby) return readOnTo(number);
-    if (container_ && number < stream_.packets.size() && seekTo(number)) return true;
+    if (container_ && number < stream_.packets.size() && seekTo(wholeOf(number))) return readOnTo(number);
     std::string error;
     return open(error) && readOnTo(number);
   }
@@ -99,16 +100,46 @@ class DemuxReader final : public PacketReader {
   size_t nextNumber() const override { return next_; }
 
  private:
+  bool continuesWhole(size_t number) const {
+    return number < stream_.packets.size() && stream_.packets[number].offset > 0;
+  }
+
+  // The first of the entries that lie in the same packet of the demultiplexer.
+  size_t wholeOf(size_t number) const {
+    while (number > 0 && continuesWhole(number)) --number;
+    return number;
+  }
+
   // Reads packet next_, and only that.
   bool take(AVPacket& packet) {
     if (!container_) return false;
+    if (!continuesWhole(next_) && !continuesWhole(next_ + 1)) return takeWhole(packet);
+    if (!continuesWhole(next_)) {
+      av_packet_unref(whole_.get());
+      if (!takeWhole(*whole_)) return false;
+      --next_;
+    }
+    return cut(packet);
+  }
+
+  // Copies the part of the packet read last that is entry next_: decoders want room behind it.
+  bool cut(AVPacket& packet) {
+    const PacketEntry& entry = stream_.packets[next_];
+    const auto end = int64_t{entry.offset} + entry.size;
+    if (whole_->size < end || av_new_packet(&packet, entry.size) < 0) return false;
+    std::copy_n(whole_->data + entry.offset, entry.size, packet.data);
+    ++next_;
+    return true;
+  }
+
+  bool takeWhole(AVPacket& packet) {
     if (pending_) {
       av_packet_move_ref(&packet, pending_.get());
       pending_.reset();
     } else if (!readOne(packet)) {
       return false;
     }
-    if (!fits(packet, stream_.packets[next_])) {
+    if (!fits(packet, next_)) {
       av_packet_unref(&packet);
       return false;
     }
@@ -116,8 +147,12 @@ class DemuxReader final : public PacketReader {
     return true;
   }
 
-  static bool fits(const AVPacket& packet, const PacketEntry& entry) {
-    return packet.size == entry.size &&
+  // Whether `packet` is the demultiplexer's packet that begins with entry `number`.
+  bool fits(const AVPacket& packet, size_t number) const {
+    const PacketEntry& entry = stream_.packets[number];
+    int64_t size = entry.size;
+    for (size_t i = number + 1; continuesWhole(i); ++i) size += stream_.packets[i].size;
+    return packet.size == size &&
            (entry.fingerprint == 0 || fingerprintOf(lav::payload(packet)) == entry.fingerprint);
   }
 
@@ -161,7 +196,7 @@ class DemuxReader final : public PacketReader {
   size_t positionedBefore(size_t number, size_t back) const {
     size_t from = number > back ? number - back : 0;
     while (from > 0 && stream_.packets[from].position < 0) --from;
-    return from;
+    return wholeOf(from);
   }
 
   bool seekContainer(size_t from) {
@@ -198,7 +233,7 @@ class DemuxReader final : public PacketReader {
     const size_t end = std::min(entries.size(), number + kAfter);
     size_t alike = 0, found = entries.size();
     for (size_t i = begin; i < end; ++i) {
-      if (!fits(packet, entries[i])) continue;
+      if (continuesWhole(i) || !fits(packet, i)) continue;
       ++alike;
       if (samePlace(packet, before, i)) return i;
       found = i;
@@ -215,14 +250,15 @@ class DemuxReader final : public PacketReader {
     if (packet.pos != entry.position) return false;
     if (!index_.bytePositions) return packet.dts == entry.dts;
     if (number == 0) return before.size == 0;
-    return packet.pos >= 0 && before.size > 0 && fits(before, stream_.packets[number - 1]);
+    return packet.pos >= 0 && before.size > 0 && fits(before, wholeOf(number - 1));
   }
 
   const MediaIndex& index_;
   const StreamIndex& stream_;
   mediafile::FileAccess access_;
   std::unique_ptr<mediafile::Container> container_;
-  lav::Packet pending_;  // met after a seek and not delivered yet
+  lav::Packet pending_;                   // met after a seek and not delivered yet
+  lav::Packet whole_ = lav::newPacket();  // holds entry next_, where that does not begin it
   size_t next_ = 0;
 };
 

@@ -11,7 +11,7 @@ PictureSource::PictureSource(const MediaIndex& index, const StreamIndex& stream,
     : index_(index), stream_(stream), access_(std::move(access)), stats_(stats), memory_(memory) {}
 
 bool PictureSource::open(const ThreadSetting& threads, std::string& error) {
-  reader_ = openPacketReader(index_, stream_, access_, error);
+  reader_ = PictureReader::open(index_, stream_, access_, error);
   if (!reader_) return false;
   codec_ = openVideoCodec(stream_, threads, &memory_, error);
   if (!codec_) return false;
@@ -30,10 +30,10 @@ bool PictureSource::begin(size_t picture) {
   draining_ = false;
   unreadable_ = false;
   userData_.clear();
-  if (reader_->nextNumber() != key.packet) {
+  if (reader_->nextPicture() != picture) {
     // The very first positioning of a reader, to the first key picture, is part of opening.
-    if (reader_->nextNumber() != 0 || picture != stream_.video.firstKey) ++stats_.seeks;
-    if (!reader_->position(key.packet)) {
+    if (reader_->nextPicture() != 0 || picture != stream_.video.firstKey) ++stats_.seeks;
+    if (!reader_->position(picture)) {
       complaint_ = "the file cannot be positioned";
       return false;
     }
@@ -46,11 +46,6 @@ bool PictureSource::begin(size_t picture) {
   passed_ = picture == stream_.video.firstKey ? 0 : from - shown.begin();
   complaint_.clear();
   return true;
-}
-
-size_t PictureSource::nextPicture() const {
-  const size_t number = reader_->nextNumber();
-  return number < stream_.packets.size() ? stream_.packets[number].unit : stream_.video.pictures.size();
 }
 
 std::optional<DecodedPicture> PictureSource::next() {
@@ -86,16 +81,15 @@ std::optional<DecodedPicture> PictureSource::next() {
   }
 }
 
-// Sends the next packet to the decoder. False when there is none left or it cannot be read.
+// Sends the next picture to the decoder. False when there is none left or it cannot be read.
 bool PictureSource::sendOne() {
-  const size_t number = reader_->nextNumber();
-  const PacketReader::Result result = reader_->next(*packet_);
-  if (result == PacketReader::Result::error) {
+  const size_t unit = reader_->nextPicture();
+  const PictureReader::Result result = reader_->next(*packet_);
+  if (result == PictureReader::Result::error) {
     complaint_ = "the file cannot be read";
     unreadable_ = true;
   }
-  if (result != PacketReader::Result::packet) return false;
-  const size_t unit = stream_.packets[number].unit;
+  if (result != PictureReader::Result::packet) return false;
   const int32_t display = stream_.video.pictures[unit].display;
   if (display != Picture::kNotShown) keepUserData(display, *packet_);
   // Pictures that are not shown get stamps of their own below all display numbers.

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "mfimport/media_index.h"
-#include "mfimport/packet_reader.h"
 #include "mfimport/picture_memory.h"
+#include "mfimport/picture_reader.h"
 #include "mfimport/video_codec.h"
 
 namespace mfimport {
@@ -41,7 +41,7 @@ class PictureSource {
   bool unreadable() const { return unreadable_; }
 
   // The picture that will be sent to the decoder next.
-  size_t nextPicture() const;
+  size_t nextPicture() const { return reader_->nextPicture(); }
   // Pictures with a smaller number have come out or never will, until begin() is called.
   int64_t passed() const { return passed_; }
   // Why a picture was missing: the last complaint of reader or decoder.
@@ -56,7 +56,7 @@ class PictureSource {
   const StreamIndex& stream_;
   mediafile::FileAccess access_;
   MpegDecodeStats& stats_;
-  std::unique_ptr<PacketReader> reader_;
+  std::unique_ptr<PictureReader> reader_;
   PictureMemory memory_;
   lav::CodecContext codec_;
   lav::Packet packet_;

@@ -141,6 +141,7 @@ StreamTable::StreamTable(const Media& media) {
   const MediaIndex& index = media.first();
   for (size_t i = 0; i < index.streams.size(); ++i) {
     const StreamIndex& stream = index.streams[i];
+    if (stream.absent) continue;
     switch (stream.type()) {
       case AVMEDIA_TYPE_VIDEO:
         if (!stream.known) {

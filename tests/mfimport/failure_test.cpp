@@ -188,4 +188,18 @@ TEST(Failure, DamagedFiles_AnswerEveryCallWithinTheirOwnPictures) {
   }
 }
 
+TEST(AStreamWithoutAnyPacket, IsNeitherKnownNorUnknownAndIsWarnedOf) {
+  const std::string whole = clip("announced.ts",
+                                 "-f lavfi -i testsrc2=s=96x64:r=25:d=1 -f lavfi -i sine=d=1 -c:v mpeg2video "
+                                 "-c:a mp2 {out}");
+  const std::string silent = scratch("announced_only.ts");
+  linesOf(std::string("python3 -B ") + KY_SAMPLES_DIR + "/without_pid.py " + whole + " " + silent + " 0x101");
+  Player player;
+  ASSERT_EQ(player.parse(silent), kMpegOk);
+  EXPECT_EQ(player->nVideo, 1);
+  EXPECT_EQ(player->nUnknownAudio, 0);
+  for (const int count : player->nAudio) EXPECT_EQ(count, 0);
+  EXPECT_TRUE(wasPrinted("of which no packet is there"));
+}
+
 }  // namespace

@@ -1,0 +1,162 @@
+#include "mfimport/closing_probe.h"
+
+#include <algorithm>
+#include <array>
+
+#include "mfimport/picture_reader.h"
+#include "mfimport/video_codec.h"
+
+namespace mfimport {
+namespace {
+
+// A packet of ISO/IEC 13818-1 2.4.3.2 whose adaptation field holds stuffing: the payload ends where its PES
+// packet does.
+bool isStuffed(std::span<const uint8_t> packet) {
+  constexpr uint8_t kBothFields = 3, kPcr = 0x10, kOpcr = 0x08, kSplice = 0x04, kFurther = 0x03;
+  if ((packet[3] >> 4 & 3) != kBothFields) return false;
+  const int length = packet[4];
+  if (length == 0) return true;
+  const uint8_t flags = packet[5];
+  if ((flags & kFurther) != 0) return false;
+  const int used = 1 + ((flags & kPcr) ? 6 : 0) + ((flags & kOpcr) ? 6 : 0) + ((flags & kSplice) ? 1 : 0);
+  return length > used;
+}
+
+// Where packets begin in `bytes`, of `size` bytes from one to the next; SIZE_MAX when nowhere.
+size_t findSync(std::span<const uint8_t> bytes, size_t size) {
+  constexpr size_t kInARow = 5;
+  for (size_t begin = 0; begin < size && begin + kInARow * size <= bytes.size(); ++begin) {
+    bool synchronous = true;
+    for (size_t i = 0; i < kInARow && synchronous; ++i) synchronous = bytes[begin + i * size] == 0x47;
+    if (synchronous) return begin;
+  }
+  return SIZE_MAX;
+}
+
+// Whether the last transport packet of a stream shows that its PES packet is complete.
+bool transportEndsWhole(mediafile::ByteSource& source, uint16_t pid) {
+  constexpr int64_t kMostBytes = 1 << 20;
+  constexpr size_t kPacket = 188, kSizes[] = {188, 192, 204};
+  const int64_t from = std::max<int64_t>(0, source.size() - kMostBytes);
+  std::vector<uint8_t> bytes(static_cast<size_t>(source.size() - from));
+  if (source.readAt(from, bytes) != static_cast<int64_t>(bytes.size())) return false;
+  for (const size_t size : kSizes) {
+    const size_t begin = findSync(bytes, size);
+    if (begin == SIZE_MAX || bytes.size() - begin < kPacket) continue;
+    for (size_t i = (bytes.size() - begin - kPacket) / size + 1; i-- > 0;) {
+      const auto packet = std::span(bytes).subspan(begin + i * size, kPacket);
+      if (((packet[1] & 0x1F) << 8 | packet[2]) == pid) return isStuffed(packet);
+    }
+  }
+  return false;
+}
+
+// A field whose second one is missing is complete as far as the container knows.
+bool hasFieldsOfTheirOwn(const VideoIndex& video) {
+  return std::any_of(video.pictures.begin(), video.pictures.end(),
+                     [](const Picture& picture) { return picture.packets > 1; });
+}
+
+bool containerVouchesForTheEnd(const MediaIndex& index, const StreamIndex& stream,
+                               const mediafile::FileAccess& access) {
+  if (!index.bytePositions) return true;
+  const bool transport = index.containerType == kContainerTransport || index.containerType == kContainerM2ts;
+  if (!transport || hasFieldsOfTheirOwn(stream.video)) return false;
+  std::string error;
+  const auto source = access.open(index.name, error);
+  return source && transportEndsWhole(*source, stream.id.pid);
+}
+
+// Decodes the end of a stream.
+class ClosingProbe {
+ public:
+  ClosingProbe(const MediaIndex& index, const StreamIndex& stream, const mediafile::FileAccess& access)
+      : stream_(stream) {
+    std::string error;
+    reader_ = PictureReader::open(index, stream, access, error);
+    if (reader_) codec_ = openVideoCodec(stream, {}, nullptr, error);
+  }
+
+  bool works() const { return reader_ && codec_; }
+
+  // Whether the last picture comes out without a fault when decoding begins at `key`. Arithmetic decoders go
+  // on through whatever lies behind a cut, so it must not matter what that is.
+  bool comesOutWhole(size_t key) {
+    constexpr std::array<uint8_t, 8> kOther = {0xA7, 0x5B, 0xC9, 0x36, 0xD2, 0x6D, 0xB4, 0x59};
+    const std::vector<uint8_t> picture = lastPicture(key, {});
+    const bool arithmetic = stream_.codec() == AV_CODEC_ID_H264 || stream_.codec() == AV_CODEC_ID_HEVC;
+    return !picture.empty() && (!arithmetic || lastPicture(key, kOther) == picture);
+  }
+
+ private:
+  // The last picture's values, empty when there is a fault in it. `behind` is added to its bytes.
+  std::vector<uint8_t> lastPicture(size_t key, std::span<const uint8_t> behind) {
+    avcodec_flush_buffers(codec_.get());
+    picture_.clear();
+    if (!reader_->position(key)) return {};
+    const lav::Packet packet = lav::newPacket();
+    for (;;) {
+      const size_t number = reader_->nextPicture();
+      if (reader_->next(*packet) != PictureReader::Result::packet) break;
+      packet->pts = stream_.video.pictures[number].rank;
+      packet->dts = AV_NOPTS_VALUE;
+      const bool last = number + 1 == stream_.video.pictures.size();
+      const int before = packet->size;
+      if (last && av_grow_packet(packet.get(), static_cast<int>(behind.size())) >= 0)
+        std::copy(behind.begin(), behind.end(), packet->data + before);
+      const int sent = avcodec_send_packet(codec_.get(), packet.get());
+      av_packet_unref(packet.get());
+      if (last && sent < 0) return {};
+      receive();
+    }
+    avcodec_send_packet(codec_.get(), nullptr);
+    receive();
+    return std::move(picture_);
+  }
+
+  void receive() {
+    const lav::Frame frame = lav::newFrame();
+    for (;;) {
+      const int result = avcodec_receive_frame(codec_.get(), frame.get());
+      if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
+      if (result < 0 || frame->pts != stream_.video.pictures.back().rank) continue;
+      if (frame->decode_error_flags == 0 && (frame->flags & AV_FRAME_FLAG_CORRUPT) == 0) keep(*frame);
+    }
+  }
+
+  void keep(const AVFrame& frame) {
+    const auto format = static_cast<AVPixelFormat>(frame.format);
+    const int size = av_image_get_buffer_size(format, frame.width, frame.height, 1);
+    picture_.resize(static_cast<size_t>(std::max(size, 0)));
+    av_image_copy_to_buffer(picture_.data(), size, frame.data, frame.linesize, format, frame.width,
+                            frame.height, 1);
+  }
+
+  const StreamIndex& stream_;
+  std::unique_ptr<PictureReader> reader_;
+  lav::CodecContext codec_;
+  std::vector<uint8_t> picture_;
+};
+
+}  // namespace
+
+bool lastPictureIsWhole(const MediaIndex& index, const StreamIndex& stream,
+                        const mediafile::FileAccess& access) {
+  const VideoIndex& video = stream.video;
+  if (video.pictures.size() <= video.firstKey + 1 || containerVouchesForTheEnd(index, stream, access))
+    return true;
+  ClosingProbe probe(index, stream, access);
+  if (!probe.works()) return true;
+  // Behind a key picture that only starts a gradual refresh, pictures come out whole later.
+  constexpr int kMostBeginnings = 3;
+  size_t key = video.pictures.size();
+  for (int i = 0; i < kMostBeginnings && key != video.firstKey; ++i) {
+    do {
+      key = video.keyBefore(key);
+    } while (key != video.firstKey && video.pictures[key].rank > video.pictures.back().rank);
+    if (probe.comesOutWhole(key)) return true;
+  }
+  return false;
+}
+
+}  // namespace mfimport
