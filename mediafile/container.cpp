@@ -9,7 +9,6 @@ namespace {
 
 // Large enough for few calls, small enough that payload is read past it and so can be skimmed.
 constexpr int kIoBuffer = 32 << 10;
-constexpr auto kPatience = std::chrono::seconds(10);
 
 constexpr char kFormats[] =
     "mpeg,mpegts,mpegvideo,m4v,h264,hevc,vc1,mov,mp4,m4a,3gp,3g2,mj2,matroska,webm,avi,mxf,gxf,asf,flv,dv,"
@@ -85,6 +84,12 @@ std::unique_ptr<Container> Container::open(std::unique_ptr<ByteSource> source, c
 }
 
 int Container::start(const std::string& name, const ContainerOptions& options) {
+  const int result = openAndExamine(name, options);
+  return failure_ != 0 ? failure_ : result;
+}
+
+int Container::openAndExamine(const std::string& name, const ContainerOptions& options) {
+  patience_ = options.patience;
   beginOperation();
   auto* buffer = static_cast<uint8_t*>(lav::checked(av_malloc(kIoBuffer)));
   io_.reset(avio_alloc_context(buffer, kIoBuffer, 0, this, onRead, nullptr, onSeek));
@@ -138,16 +143,23 @@ void Container::selectStream(int index) {
 
 int Container::read(AVPacket& packet) {
   beginOperation();
-  return av_read_frame(format_.get(), &packet);
+  const int result = av_read_frame(format_.get(), &packet);
+  return result == AVERROR_EOF && failure_ != 0 ? failure_ : result;
+}
+
+void Container::beginAnew() {
+  beginOperation();
+  failure_ = 0;
+  io_->error = 0;  // libavformat keeps it
 }
 
 int Container::seekToTime(int index, int64_t stamp) {
-  beginOperation();
+  beginAnew();
   return av_seek_frame(format_.get(), index, stamp, AVSEEK_FLAG_BACKWARD);
 }
 
 int Container::seekToByte(int64_t position) {
-  beginOperation();
+  beginAnew();
   return avformat_seek_file(format_.get(), -1, INT64_MIN, position, INT64_MAX, AVSEEK_FLAG_BYTE);
 }
 
@@ -160,7 +172,7 @@ int Container::onRead(void* opaque, uint8_t* buffer, int bytes) {
   const bool unread =
       self.skim_ == Skim::everything || (self.skim_ == Skim::largeReads && wanted > kIoBuffer);
   if (!unread) got = self.source_->readAt(self.position_, {buffer, static_cast<size_t>(wanted)});
-  if (got < 0) return AVERROR(EIO);
+  if (got < 0) return self.failure_ = AVERROR(EIO);
   if (got == 0) return AVERROR_EOF;
   self.position_ += got;
   self.beginOperation();
@@ -179,8 +191,11 @@ int64_t Container::onSeek(void* opaque, int64_t position, int whence) {
 }
 
 int Container::onInterrupt(void* opaque) {
-  const auto& self = *static_cast<const Container*>(opaque);
-  return std::chrono::steady_clock::now() - self.lastProgress_ > kPatience ? 1 : 0;
+  auto& self = *static_cast<Container*>(opaque);
+  if (std::chrono::steady_clock::now() - self.lastProgress_ <= self.patience_) return 0;
+  self.failure_ = AVERROR_EXIT;
+  self.source_->abandon("reading made no progress for too long");
+  return 1;
 }
 
 std::vector<int> numberedStreams(const AVFormatContext& format) {

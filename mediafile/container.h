@@ -15,8 +15,9 @@ namespace mediafile {
 enum class OpenFailure { none, unreadable, format };
 
 struct ContainerOptions {
-  int64_t probeBytes = 20 << 20;  // read at most to find out what the streams are
-  bool streamInfo = true;         // decode the beginning, for facts that the headers lack
+  int64_t probeBytes = 20 << 20;              // read at most to find out what the streams are
+  bool streamInfo = true;                     // decode the beginning, for facts that the headers lack
+  std::chrono::milliseconds patience{10000};  // without progress in reading, then an operation ends
 };
 
 // How much of the file the demultiplexer really gets to see.
@@ -28,7 +29,7 @@ enum class Skim {
 
 // One open container. One thread at a time. Untrusted input: the demultiplexer has no way to open another
 // file, formats and decoders are those of a fixed list, and an operation that makes no progress in reading
-// for ten seconds ends with an error.
+// for ten seconds ends with an error. Reads that fail are errors here, never the end of the file.
 class Container {
  public:
   // Null on failure, told in `failure` and `error`. `name` is for messages alone.
@@ -53,8 +54,10 @@ class Container {
   // Reads packets of stream `index` only.
   void selectStream(int index);
 
-  // av_read_frame. 0, or a libav error; AVERROR_EOF at the end.
+  // av_read_frame. 0, or a libav error; AVERROR_EOF at the end, and only there.
   int read(AVPacket& packet);
+  // True once a read of the file failed or took too long; a seek begins anew.
+  bool broken() const { return failure_ != 0; }
   int seekToTime(int index, int64_t stamp);
   int seekToByte(int64_t position);
 
@@ -70,9 +73,13 @@ class Container {
   static int64_t onSeek(void* opaque, int64_t position, int whence);
   static int onInterrupt(void* opaque);
   void beginOperation() { lastProgress_ = std::chrono::steady_clock::now(); }
+  void beginAnew();
   int start(const std::string& name, const ContainerOptions& options);
+  int openAndExamine(const std::string& name, const ContainerOptions& options);
 
   std::unique_ptr<ByteSource> source_;
+  std::chrono::milliseconds patience_{};
+  int failure_ = 0;  // libav error of a read, which libavformat may have passed over
   int64_t position_ = 0;
   Skim skim_ = Skim::off;
   std::chrono::steady_clock::time_point lastProgress_;

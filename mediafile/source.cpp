@@ -79,6 +79,30 @@ class ExternalFile final : public ByteSource {
   int64_t position_ = -1;  // of the host's handle, -1 unknown
 };
 
+class WatchedFile final : public ByteSource {
+ public:
+  WatchedFile(std::unique_ptr<ByteSource> file, std::shared_ptr<ReadWatch> watch, bool setsErrno)
+      : file_(std::move(file)), watch_(std::move(watch)), setsErrno_(setsErrno) {}
+
+  int64_t size() const override { return file_->size(); }
+
+  int64_t readAt(int64_t position, std::span<uint8_t> out) override {
+    const int64_t got = file_->readAt(position, out);
+    if (got < 0) {
+      const std::string why = setsErrno_ ? std::string(": ") + std::strerror(errno) : "";
+      watch_->note("reading failed at byte " + std::to_string(position) + why);
+    }
+    return got;
+  }
+
+  void abandon(const std::string& reason) override { watch_->note(reason); }
+
+ private:
+  std::unique_ptr<ByteSource> file_;
+  std::shared_ptr<ReadWatch> watch_;
+  bool setsErrno_;
+};
+
 std::unique_ptr<ByteSource> openPlain(const std::string& name, std::string& error) {
   const int fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
   struct stat info {};
@@ -120,7 +144,15 @@ std::unique_ptr<ByteSource> openExternal(const ExternalFunctions& functions, con
 }  // namespace
 
 std::unique_ptr<ByteSource> FileAccess::open(const std::string& name, std::string& error) const {
-  return external_ ? openExternal(functions_, name, error) : openPlain(name, error);
+  auto file = external_ ? openExternal(functions_, name, error) : openPlain(name, error);
+  if (!file || !watch_) return file;
+  return std::make_unique<WatchedFile>(std::move(file), watch_, !external_);
+}
+
+FileAccess FileAccess::watchedBy(std::shared_ptr<ReadWatch> watch) const {
+  FileAccess watched = *this;
+  watched.watch_ = std::move(watch);
+  return watched;
 }
 
 std::string FileAccess::identity(const std::string& name) const {

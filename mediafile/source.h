@@ -19,6 +19,24 @@ class ByteSource {
   // Fills `out` from `position`. The number of bytes read, less than asked only at the end of the file;
   // negative when reading failed.
   virtual int64_t readAt(int64_t position, std::span<uint8_t> out) = 0;
+
+  // The reader stops before the end, for `reason`: whoever watches the source learns it.
+  virtual void abandon(const std::string& /*reason*/) {}
+};
+
+// Remembers what went wrong in reading. libavformat takes many an error for the end of the file, and goes on
+// with what it has. One thread at a time.
+class ReadWatch {
+ public:
+  bool failed() const { return !reason_.empty(); }
+  // Of the first failure; empty when there was none.
+  const std::string& reason() const { return reason_; }
+  void note(const std::string& reason) {
+    if (reason_.empty()) reason_ = reason;
+  }
+
+ private:
+  std::string reason_;
 };
 
 // File functions of the host; `user` comes first in all of them. read gives 0 at the end, negative on
@@ -40,6 +58,9 @@ class FileAccess {
   FileAccess() = default;
   explicit FileAccess(ExternalFunctions functions) : external_(true), functions_(std::move(functions)) {}
 
+  // The same access, whose sources tell `watch` of reads that fail.
+  FileAccess watchedBy(std::shared_ptr<ReadWatch> watch) const;
+
   // Null when the file cannot be opened, with the reason in `error`. Only regular files are opened.
   std::unique_ptr<ByteSource> open(const std::string& name, std::string& error) const;
 
@@ -50,6 +71,7 @@ class FileAccess {
  private:
   bool external_ = false;
   ExternalFunctions functions_;
+  std::shared_ptr<ReadWatch> watch_;
 };
 
 }  // namespace mediafile

@@ -43,6 +43,8 @@ void MpegInImpl::close() {
 }
 
 int MpegInImpl::load(const char* name) {
+  // Held until the file is found again, which then need not be parsed again.
+  const std::shared_ptr<const Media> before = media_;
   close();
   name_ = name;
   access_ = accessOf(self.io, name_);

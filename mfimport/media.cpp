@@ -17,7 +17,7 @@ int readTakeList(const mediafile::FileAccess& access, const std::string& name, s
   std::array<uint8_t, 5> head{};
   const int64_t got = source->readAt(0, head);
   if (got < 0) {
-    error = "read error";
+    error = "reading failed";
     return -1;
   }
   if (!isTakeList({reinterpret_cast<const char*>(head.data()), static_cast<size_t>(got)})) return 0;
@@ -25,7 +25,7 @@ int readTakeList(const mediafile::FileAccess& access, const std::string& name, s
   text.resize(static_cast<size_t>(std::min<int64_t>(source->size(), kTakeListMostBytes + 1)));
   const int64_t length = source->readAt(0, {reinterpret_cast<uint8_t*>(text.data()), text.size()});
   if (length < 0) {
-    error = "read error";
+    error = "reading failed";
     return -1;
   }
   if (length > kTakeListMostBytes) {

@@ -203,20 +203,20 @@ class PacketPass {
   }
 
   // Lists every packet. With `skim`, payload is left unread once the beginning has been compared with the
-  // file. 0 or a libav error that left nothing usable.
-  int run(mediafile::Skim skim, bool compareWithFile) {
+  // file. Ends where a read fails.
+  void run(mediafile::Skim skim, bool compareWithFile) {
     constexpr int kMostErrors = 64;
     const lav::Packet packet = lav::newPacket();
     int errors = 0, count = 0;
     bool skimming = false;
     while (errors < kMostErrors) {
       if (!skimming && comparedEnough(count)) {
-        if (judgeBeginnings()) return 0;
+        if (judgeBeginnings()) return;
         container_.setSkim(skim);
         skimming = true;
       }
       const int result = container_.read(*packet);
-      if (result == AVERROR_EOF || result == AVERROR_EXIT) break;
+      if (result == AVERROR_EOF || container_.broken()) break;
       if (result < 0) {
         ++errors;
         continue;
@@ -227,14 +227,13 @@ class PacketPass {
       av_packet_unref(packet.get());
     }
     container_.setSkim(mediafile::Skim::off);
-    if (judgeBeginnings()) return 0;
+    if (judgeBeginnings()) return;
     for (size_t i = 0; i < index_.streams.size(); ++i) {
       if (splitters_[i]) splitPackets(index_.streams[i], notes_[i], *splitters_[i]);
       if (stampsMayBeOfDecoding(index_.streams[i])) inspectLater(i);
     }
     for (size_t i = 0; i < index_.streams.size(); ++i)
       finish(index_.streams[i], verified_[i], mismatched_[i]);
-    return 0;
   }
 
   const std::vector<PacketNote>& notes(size_t stream) const { return notes_[stream]; }
@@ -474,9 +473,9 @@ std::unique_ptr<Container> openContainer(const mediafile::FileAccess& access, co
   return container;
 }
 
-std::shared_ptr<MediaIndex> build(const mediafile::FileAccess& access, const std::string& name,
-                                  int searchLimitMiB, const HostCallbacks& host, int& result,
-                                  std::string& error) {
+std::shared_ptr<MediaIndex> buildFrom(const mediafile::FileAccess& access, const std::string& name,
+                                      int searchLimitMiB, const HostCallbacks& host, int& result,
+                                      std::string& error) {
   auto index = std::make_shared<MediaIndex>();
   index->name = name;
   mediafile::ContainerOptions options;
@@ -522,6 +521,18 @@ std::shared_ptr<MediaIndex> build(const mediafile::FileAccess& access, const std
   }
   result = kMpegOk;
   return index;
+}
+
+// Whatever reads failed on the way, an index made in spite of it would be that of a shorter film.
+std::shared_ptr<MediaIndex> build(const mediafile::FileAccess& access, const std::string& name,
+                                  int searchLimitMiB, const HostCallbacks& host, int& result,
+                                  std::string& error) {
+  const auto watch = std::make_shared<mediafile::ReadWatch>();
+  auto index = buildFrom(access.watchedBy(watch), name, searchLimitMiB, host, result, error);
+  if (!watch->failed()) return index;
+  result = kMpegErrorOpen;
+  error = watch->reason();
+  return nullptr;
 }
 
 // One entry per file content. The slot's own lock lets a second opener of a file wait for the first instead
