@@ -104,10 +104,10 @@ inline std::span<const uint8_t> sideData(const AVPacket& packet, AVPacketSideDat
   return data ? std::span<const uint8_t>(data, size) : std::span<const uint8_t>();
 }
 
-#ifdef AV_PROFILE_DTS_EXPRESS
-constexpr int kProfileDtsExpress = AV_PROFILE_DTS_EXPRESS;
+#ifdef AV_PROFILE_DTS
+constexpr int kProfileDts = AV_PROFILE_DTS;
 #else
-constexpr int kProfileDtsExpress = FF_PROFILE_DTS_EXPRESS;
+constexpr int kProfileDts = FF_PROFILE_DTS;
 #endif
 
 // Converts audio frames like `frame` to `to`, packed, at their own rate and channels. Null when impossible.

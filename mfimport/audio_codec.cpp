@@ -5,9 +5,10 @@
 namespace mfimport {
 namespace {
 
-// The fixed-point mp2 decoder dithers, which makes samples depend on where decoding began.
+// The fixed-point decoders of MPEG audio dither, which makes samples depend on where decoding began.
 const AVCodec* findAudioDecoder(AVCodecID id) {
-  const AVCodec* exact = id == AV_CODEC_ID_MP2 ? avcodec_find_decoder_by_name("mp2float") : nullptr;
+  const char* const name = id == AV_CODEC_ID_MP1 ? "mp1float" : id == AV_CODEC_ID_MP2 ? "mp2float" : nullptr;
+  const AVCodec* const exact = name ? avcodec_find_decoder_by_name(name) : nullptr;
   return exact ? exact : avcodec_find_decoder(id);
 }
 
@@ -31,34 +32,6 @@ lav::CodecContext openAudioCodec(const StreamIndex& stream, std::string& error) 
   if (result >= 0) return context;
   error = lav::errorText(result);
   return nullptr;
-}
-
-size_t prerollPackets(AVCodecID codec) {
-  if (isPcm(codec)) return 0;
-  switch (codec) {
-    case AV_CODEC_ID_MP3:
-      return 10;  // takes bits of earlier packets, up to 511 bytes
-    case AV_CODEC_ID_AMR_NB:
-    case AV_CODEC_ID_AMR_WB:
-      return 250;  // 5 s; filters that feed back die away slowly
-    case AV_CODEC_ID_WMAVOICE:
-      return 64;  // likewise
-    default:
-      return 2;
-  }
-}
-
-size_t exactFromStartPackets(const AVCodecParameters& parameters) {
-  constexpr size_t kPackets = 512;  // 11 s of AAC
-  switch (parameters.codec_id) {
-    case AV_CODEC_ID_AAC:
-    case AV_CODEC_ID_AAC_LATM:
-      return kPackets;
-    case AV_CODEC_ID_DTS:
-      return parameters.profile == lav::kProfileDtsExpress ? kPackets : 0;
-    default:
-      return 0;
-  }
 }
 
 SampleLayout naturalLayout(const AVCodecParameters& parameters) {

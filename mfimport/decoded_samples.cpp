@@ -3,7 +3,9 @@
 #include <cstring>
 
 #include "mfimport/amr_frames.h"
+#include "mfimport/classify.h"
 #include "mfimport/packet_reader.h"
+#include "mfimport/preroll.h"
 #include "mfimport/sample_source.h"
 
 namespace mfimport {
@@ -14,6 +16,11 @@ AVSampleFormat sampleFormatFor(const SampleLayout& layout) {
   return layout.bits == 16 ? AV_SAMPLE_FMT_S16 : AV_SAMPLE_FMT_S32;
 }
 
+int samplesPerPacket(const StreamIndex& stream) {
+  const auto packets = static_cast<int64_t>(std::max<size_t>(stream.packets.size(), 1));
+  return static_cast<int>(stream.audio.samples / packets);
+}
+
 class DecodedSamples final : public SampleSource {
  public:
   DecodedSamples(const StreamIndex& stream, const SampleLayout& layout, const HostCallbacks& host)
@@ -22,6 +29,8 @@ class DecodedSamples final : public SampleSource {
         host_(host),
         channels_(stream.parameters->ch_layout.nb_channels),
         frameBytes_(channels_ * layout.bytes()),
+        runs_(runsOf(*stream.parameters, samplesPerPacket(stream))),
+        settling_(settlingOf(*stream.parameters)),
         block_(HostAllocator<uint8_t>(host.memory())) {}
 
   bool open(const MediaIndex& index, const mediafile::FileAccess& access, std::string& error) {
@@ -33,6 +42,7 @@ class DecodedSamples final : public SampleSource {
   }
 
   void seek(int64_t sample) override { next_ = sample; }
+  SampleStats stats() const override { return stats_; }
 
   int64_t read(uint8_t* out, int64_t count) override {
     int64_t done = 0;
@@ -60,11 +70,9 @@ class DecodedSamples final : public SampleSource {
     if (haveBlock_ && delivers(blockPacket_)) return true;
     const size_t wanted =
         haveBlock_ && delivers(blockPacket_ + 1) ? blockPacket_ + 1 : stream_.audio.packetOf(sample);
-    const size_t start = startFor(wanted);
-    const bool onward = begun_ && wanted >= nextDecoded_ && nextDecoded_ >= start;
-    if (!onward) begin(start);
     haveBlock_ = false;
-    while (nextDecoded_ <= wanted && !unreadable_) decodeNext(nextDecoded_ == wanted);
+    approach(wanted);
+    if (!unreadable_) decodeNext(true);
     if (unreadable_) {
       begun_ = false;
       return false;
@@ -74,25 +82,81 @@ class DecodedSamples final : public SampleSource {
     return true;
   }
 
-  size_t startFor(size_t wanted) const {
-    if (stream_.codec() == AV_CODEC_ID_PCM_DVD) return wholePairsBefore(wanted);
-    if (wanted <= exactFromStartPackets(*stream_.parameters)) return 0;
-    const size_t preroll = prerollPackets(stream_.codec());
-    return wanted > preroll && wanted != stream_.audio.packetOf(0) ? wanted - preroll : 0;
+  // Brings the decoder before `wanted`, into the state that it has there in linear reading.
+  void approach(size_t wanted) {
+    if (!goesOn(wanted)) beginBefore(wanted);
+    decodeUpTo(wanted);
+    if (exact_ || unreadable_) return;
+    const size_t start = settlingStart(wanted);
+    if (start < wanted) {
+      begin(start);
+      decodeUpTo(wanted);
+    }
+    if (start == wanted || unreadable_) {  // what lies further back cannot be read
+      beginBefore(wanted);
+      decodeUpTo(wanted);
+    }
+    exact_ = true;
+  }
+
+  // The last packet from which a decoder settles before `wanted`, or as far back as it may be looked for:
+  // packets are read and not decoded. `wanted` when they cannot be read.
+  size_t settlingStart(size_t wanted) {
+    const Preroll preroll = prerollOf(stream_.codec());
+    size_t back = preroll.first;
+    for (;;) {
+      back = std::min({back * 4, preroll.most, wanted});
+      const auto scan = settlingOf(*stream_.parameters);
+      if (!look(wanted - back, wanted, *scan)) return wanted;
+      if (scan->settled()) return wanted - scan->needed();
+      if (back == preroll.most || back == wanted) return wanted - back;
+    }
+  }
+
+  bool look(size_t from, size_t to, Settling& scan) {
+    if (!reader_->position(from)) return false;
+    while (reader_->nextNumber() < to) {
+      ++stats_.examined;
+      if (reader_->next(*packet_) != PacketReader::Result::packet) return false;
+      scan.saw(lav::payload(*packet_));
+      av_packet_unref(packet_.get());
+    }
+    return true;
+  }
+
+  // True when decoding on from where the decoder is gives the same as beginning anew, and costs no more.
+  bool goesOn(size_t wanted) const {
+    if (!begun_ || wanted < nextDecoded_) return false;
+    if (stream_.codec() == AV_CODEC_ID_PCM_DVD) return nextDecoded_ >= wholePairsBefore(wanted);
+    if (isPcm(stream_.codec())) return wanted == nextDecoded_;
+    if (settling_) return wanted - nextDecoded_ <= prerollOf(stream_.codec()).first;
+    return begunRun_ == wanted / runs_.packets;
+  }
+
+  void beginBefore(size_t wanted) {
+    if (stream_.codec() == AV_CODEC_ID_PCM_DVD) return begin(wholePairsBefore(wanted));
+    if (isPcm(stream_.codec())) return begin(wanted);
+    const bool fromStart = wanted == stream_.audio.packetOf(0);
+    begunRun_ = wanted / runs_.packets;
+    const size_t target = settling_ ? wanted : begunRun_ * runs_.packets;
+    const size_t back = settling_ ? prerollOf(stream_.codec()).first : runs_.preroll;
+    begin(fromStart || target < back ? 0 : target - back);
   }
 
   // The last packet up to `wanted` that does not begin within a pair of samples which the packet before
-  // began: there as many bits came in as samples went out.
+  // began.
   size_t wholePairsBefore(size_t wanted) const {
-    constexpr int64_t kHeaderBytes = 3;
-    const int64_t sampleBits = channels_ * stream_.parameters->bits_per_coded_sample;
-    size_t start = 0;
-    int64_t open = 0;  // bits
-    for (size_t i = 0; i < wanted; ++i) {
-      open += (stream_.packets[i].size - kHeaderBytes) * 8 - stream_.audio.spans[i].decoded * sampleBits;
-      if (open == 0) start = i + 1;
-    }
-    return start;
+    const auto& starts = stream_.audio.wholePairs;
+    const auto after =
+        std::upper_bound(starts.begin(), starts.end(), wanted, [&](size_t packet, uint32_t start) {
+          ++stats_.examined;
+          return packet < start;
+        });
+    return after == starts.begin() ? 0 : *(after - 1);
+  }
+
+  void decodeUpTo(size_t packet) {
+    while (nextDecoded_ < packet && !unreadable_) decodeNext(false);
   }
 
   // Always with a decoder that has seen no packet: some keep state when they are flushed, and what is read
@@ -107,6 +171,10 @@ class DecodedSamples final : public SampleSource {
         avcodec_flush_buffers(codec_.get());
     }
     begun_ = true;
+    begunAt_ = packet;
+    settling_ = settlingOf(*stream_.parameters);
+    exact_ = packet == 0 || !settling_;
+    ++stats_.beginnings;
     unreadable_ = !reader_->position(packet);
     nextDecoded_ = packet;
     feeder_.forget();
@@ -146,7 +214,9 @@ class DecodedSamples final : public SampleSource {
         return true;
       }
       if (feeder_.sendNext(*codec_)) continue;
-      if (result == AVERROR_EOF || drained_ || unreadable_ || reader_->nextNumber() > packet) return false;
+      if (result == AVERROR_EOF || drained_ || unreadable_) return false;
+      // Behind the last packet the decoder may hold a block that only the end brings out.
+      if (reader_->nextNumber() > packet && packet + 1 < stream_.packets.size()) return false;
       send();
     }
   }
@@ -160,12 +230,29 @@ class DecodedSamples final : public SampleSource {
       drained_ = true;
       avcodec_send_packet(codec_.get(), nullptr);
     } else {
+      if (settling_ && settling_->mistrusts(lav::payload(*packet_)) &&
+          begunAt_ + settling_->needed() < number)
+        return beginForDamaged(number);
       packet_->pts = static_cast<int64_t>(number);
       packet_->dts = AV_NOPTS_VALUE;
       packet_->flags &= ~AV_PKT_FLAG_DISCARD;
       feeder_.send(*codec_, *packet_);
+      ++stats_.decoded;
+      if (settling_) {
+        settling_->saw(lav::payload(*packet_));
+        exact_ = exact_ || settling_->settled();
+      }
       av_packet_unref(packet_.get());
     }
+  }
+
+  // In the middle of decoding packet `number`, before it was sent.
+  void beginForDamaged(size_t number) {
+    av_packet_unref(packet_.get());
+    begin(number - settling_->needed());
+    decodeUpTo(number);
+    nextDecoded_ = number + 1;
+    if (!unreadable_) send();
   }
 
   void append(const AVFrame& frame, int64_t wanted) {
@@ -209,6 +296,8 @@ class DecodedSamples final : public SampleSource {
   HostCallbacks host_;
   std::string name_;
   int64_t channels_, frameBytes_;
+  Runs runs_;
+  std::unique_ptr<Settling> settling_;  // null for codecs that do not settle
   std::unique_ptr<PacketReader> reader_;
   lav::CodecContext codec_;
   FrameFeeder feeder_;
@@ -218,6 +307,10 @@ class DecodedSamples final : public SampleSource {
 
   int64_t next_ = 0;
   bool begun_ = false;
+  size_t begunAt_ = 0;   // packet
+  size_t begunRun_ = 0;  // of codecs that are decoded in runs
+  bool exact_ = false;   // the decoder has settled: it gives what it gives in linear reading, from now on
+  mutable SampleStats stats_;
   size_t nextDecoded_ = 0;  // packet whose samples come next out of the decoder
   bool drained_ = false;
   bool unreadable_ = false;

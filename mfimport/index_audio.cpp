@@ -106,8 +106,8 @@ bool packetsVary(AVCodecID codec) { return isWma(codec) || codec == AV_CODEC_ID_
 
 // Samples of every packet of a stream whose packets give the same number, but for a beginning or an end that
 // is cut off. Empty when they differ.
-std::vector<int> uniformCounts(SampleCounter& counter, AVCodecID codec, size_t packets) {
-  constexpr size_t kProbed = 4;
+std::vector<int> uniformCounts(SampleCounter& counter, size_t packets) {
+  constexpr size_t kProbed = 4, kTail = 16;
   const std::vector<int> head = counter.count(0, std::min(kProbed, packets));
   const auto first = std::find_if(head.begin(), head.end(), [](int samples) { return samples > 0; });
   if (first == head.end()) return {};
@@ -115,7 +115,7 @@ std::vector<int> uniformCounts(SampleCounter& counter, AVCodecID codec, size_t p
   std::vector<int> counts(packets, *first);
   std::copy(head.begin(), first, counts.begin());
   if (packets <= head.size()) return counts;
-  const size_t from = packets - std::min(packets, prerollPackets(codec) + 2);
+  const size_t from = packets - std::min(packets, kTail);
   const std::vector<int> tail = counter.count(from, packets);
   counts.back() = std::min(counts.back(), tail.back());
   return counts;
@@ -129,6 +129,18 @@ int samplesByDuration(const StreamIndex& stream, const PacketEntry& entry, const
   return static_cast<int>(std::min<int64_t>(samples, 1 << 20));
 }
 
+// Where as many bits came in as samples went out, no packet leaves half a pair to the next one.
+void listWholePairs(StreamIndex& stream) {
+  constexpr int64_t kHeaderBytes = 3;
+  const int64_t sampleBits =
+      int64_t{stream.parameters->ch_layout.nb_channels} * stream.parameters->bits_per_coded_sample;
+  int64_t open = 0;  // bits
+  for (size_t i = 0; i < stream.packets.size(); ++i) {
+    if (open == 0) stream.audio.wholePairs.push_back(static_cast<uint32_t>(i));
+    open += (stream.packets[i].size - kHeaderBytes) * 8 - stream.audio.spans[i].decoded * sampleBits;
+  }
+}
+
 }  // namespace
 
 void buildAudioIndex(const MediaIndex& index, StreamIndex& stream, const std::vector<PacketNote>& notes,
@@ -139,7 +151,7 @@ void buildAudioIndex(const MediaIndex& index, StreamIndex& stream, const std::ve
   int64_t skip = 0;  // samples still to be left out; encoder delay can exceed a packet
   if ((!isPcm(stream.codec()) || packetsVary(stream.codec())) && packets > 0) {
     SampleCounter counter(index, stream, access);
-    if (!packetsVary(stream.codec())) counts = uniformCounts(counter, stream.codec(), packets);
+    if (!packetsVary(stream.codec())) counts = uniformCounts(counter, packets);
     if (counts.empty()) counts = counter.count(0, packets);
     // WMA declares two blocks, of which the second carries sound.
     if (isWma(stream.codec())) skip = counter.declaredDelay() / 2;
@@ -160,6 +172,7 @@ void buildAudioIndex(const MediaIndex& index, StreamIndex& stream, const std::ve
     audio.samples += span.keep;
     audio.spans.push_back(span);
   }
+  if (stream.codec() == AV_CODEC_ID_PCM_DVD) listWholePairs(stream);
 }
 
 }  // namespace mfimport

@@ -82,12 +82,15 @@ struct SampleSpan {
 };
 
 struct AudioIndex {
-  explicit AudioIndex(const HostMemory& memory) : spans(HostAllocator<SampleSpan>(memory)) {}
+  explicit AudioIndex(const HostMemory& memory)
+      : spans(HostAllocator<SampleSpan>(memory)), wholePairs(HostAllocator<uint32_t>(memory)) {}
 
   // The packet that delivers `sample`, which must be in range.
   size_t packetOf(int64_t sample) const;
 
   HostVector<SampleSpan> spans;  // one per packet
+  // Of LPCM of DVD-Video: the packets that do not begin within a pair of samples, ascending.
+  HostVector<uint32_t> wholePairs;
   int64_t samples = 0;
 };
 

@@ -11,6 +11,13 @@
 
 namespace mfimport {
 
+// Work done since the opening.
+struct SampleStats {
+  int64_t beginnings = 0;  // decoders begun
+  int64_t decoded = 0;     // packets sent to them
+  int64_t examined = 0;    // packets and entries of the index looked at to find where to begin
+};
+
 // One thread at a time; index and stream must outlive it.
 class SampleSource {
  public:
@@ -22,6 +29,8 @@ class SampleSource {
   // Writes up to `count` samples of all channels, interleaved, in the layout chosen at opening. The number
   // written, 0 at the end, negative when the file cannot be read.
   virtual int64_t read(uint8_t* out, int64_t count) = 0;
+
+  virtual SampleStats stats() const { return {}; }
 };
 
 // PCM straight from the file where that is possible, else through a decoder. Null on failure, with the reason

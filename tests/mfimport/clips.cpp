@@ -63,8 +63,9 @@ std::string clip(const std::string& name, const std::string& arguments) {
   return path;
 }
 
-std::vector<uint8_t> decodedByFfmpeg(const std::string& path, const std::string& arguments) {
-  return outputOf(kFfmpeg + ("-i '" + path + "' " + arguments + " -"));
+std::vector<uint8_t> decodedByFfmpeg(const std::string& path, const std::string& arguments,
+                                     const std::string& inputOptions) {
+  return outputOf(kFfmpeg + (inputOptions + " -i '" + path + "' " + arguments + " -"));
 }
 
 std::vector<std::string> linesOf(const std::string& command) {

@@ -12,8 +12,9 @@ std::string clip(const std::string& name, const std::string& arguments);
 // A path in the same folder, for files that tests write themselves.
 std::string scratch(const std::string& name);
 
-// Output of `ffmpeg -i path arguments -`.
-std::vector<uint8_t> decodedByFfmpeg(const std::string& path, const std::string& arguments);
+// Output of `ffmpeg inputOptions -i path arguments -`.
+std::vector<uint8_t> decodedByFfmpeg(const std::string& path, const std::string& arguments,
+                                     const std::string& inputOptions = "");
 
 // Lines that a shell command prints.
 std::vector<std::string> linesOf(const std::string& command);
