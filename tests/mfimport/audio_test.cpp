@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <random>
 
@@ -117,30 +116,6 @@ TEST(Audio, RandomSeeks_GiveTheSamplesOfSequentialReading) {
           << "sample " << sample;
     }
   }
-}
-
-// The decoder's noise generator runs on from packet to packet, so that only sequential reading repeats it.
-TEST(Audio, RandomSeeksInNoisyAac_DifferByNoMoreThanItsNoise) {
-  const std::string path =
-      clip("noise.m4a", "-f lavfi -i anoisesrc=a=0.1:r=48000:d=3:seed=1 -c:a aac -b:a 64k {out}");
-  Player player;
-  ASSERT_EQ(player.openAudio(path, kAudioMpegAac), 0);
-  const std::vector<uint8_t> bytes = player.readAll(1024);
-  const auto* all = reinterpret_cast<const int16_t*>(bytes.data());
-  std::vector<int16_t> part(2000);
-  int64_t equalOrder = 0, compared = 0;
-  for (int64_t sample = 20000; sample < 120000; sample += 7777) {
-    ASSERT_EQ(player.seekSample(sample), 0);
-    ASSERT_EQ(mpegInGetNextSample(player.get(), part.data(), 2000), 2000);
-    double difference = 0, energy = 0;
-    for (int i = 0; i < 2000; ++i) {
-      difference += std::pow(part[static_cast<size_t>(i)] - all[sample + i], 2);
-      energy += std::pow(all[sample + i], 2);
-    }
-    ++compared;
-    if (difference < energy) ++equalOrder;
-  }
-  EXPECT_EQ(equalOrder, compared);
 }
 
 TEST(Audio, SeekPastTheEnd_FailsAndKeepsThePosition) {

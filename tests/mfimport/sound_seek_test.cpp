@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <cstring>
 #include <random>
 
@@ -27,6 +28,8 @@ constexpr char kSignal[] =
     "-f lavfi -i aevalsrc=exprs='0.3*sin(2*PI*t*(300+50*t))+0.1*random(0)*mod(t\\,1)|"
     "0.3*sin(2*PI*t*(500+20*t))+0.05*random(1)':s=";
 
+constexpr char kReplicated[] = "replicated.aac";
+
 const std::vector<Kind>& kinds() {
   static const std::vector<Kind> all = {
       {"layer2.mp2", 20, 48000, "-c:a mp2 -b:a 128k", kAudioMpegAac, "-c:a mp2float", "s16le"},
@@ -39,6 +42,7 @@ const std::vector<Kind>& kinds() {
       {"main.m4a", 30, 48000, "-c:a aac -profile:a aac_main -b:a 96k", kAudioMpegAac, "", "s16le"},
       {"predicted.m4a", 30, 48000, "-c:a aac -profile:a aac_ltp -strict -2 -b:a 96k", kAudioMpegAac, "",
        "s16le"},
+      {kReplicated, 60, 24000, "", kAudioMpegAac, "", "s16le"},
       {"dolby.ac3", 20, 48000, "-c:a ac3 -b:a 192k", kAudioDolby, "-cons_noisegen 1", "f32le"},
       {"dolby.eac3", 20, 48000, "-c:a eac3 -b:a 96k", kAudioDolby, "-cons_noisegen 1", "f32le"},
       {"dolby.mkv", 20, 44100, "-c:a ac3 -b:a 128k", kAudioDolby, "-cons_noisegen 1", "f32le"},
@@ -53,7 +57,20 @@ const std::vector<Kind>& kinds() {
   return all;
 }
 
+// No free encoder replicates bands.
+std::string replicated(const Kind& kind) {
+  const std::string path = scratch(kind.name);
+  if (fileBytes(path).empty()) {
+    const std::string plain =
+        clip("sound_core.aac", kSignal + std::to_string(kind.rate) + ":d=" + std::to_string(kind.seconds) +
+                                   " -c:a aac -aac_pns 0 -b:a 64k {out}");
+    linesOf(std::string("python3 -B " KY_SAMPLES_DIR "/aac_sbr.py ") + plain + " " + path + " 10");
+  }
+  return path;
+}
+
 std::string fileOf(const Kind& kind) {
+  if (kind.name == kReplicated) return replicated(kind);
   return clip(std::string("sound_") + kind.name, kSignal + std::to_string(kind.rate) +
                                                      ":d=" + std::to_string(kind.seconds) + " " +
                                                      kind.coding + " {out}");
@@ -123,6 +140,46 @@ std::string nameOf(const testing::TestParamInfo<size_t>& info) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Codecs, LossySound, testing::Range<size_t>(0, kinds().size()), nameOf);
+
+// Noise that the encoder leaves to the decoder, for longer than a decoder is kept: each run has a decoder of
+// its own, and its noise, in linear reading too.
+class LongNoise : public testing::Test {
+ protected:
+  static constexpr int kRate = 16000, kRunSeconds = 120;
+  static constexpr int kNoise = 328;  // largest value, 0.01 of full scale
+
+  static std::string path() {
+    return clip("sound_long.m4a",
+                "-f lavfi -i anoisesrc=d=290:r=16000:a=0.01:seed=7 -f lavfi -i sine=330:d=290:r=16000 "
+                "-filter_complex amerge=inputs=2 -c:a aac -b:a 24k {out}");
+  }
+};
+
+TEST_F(LongNoise, IsExactAfterSeeksInEveryRun) {
+  Player player;
+  ASSERT_EQ(player.openAudio(path(), kAudioMpegAac), 0);
+  ASSERT_GT(player->audio.samples, 2 * kRunSeconds * kRate);
+  const std::vector<uint8_t> linear = player.readAll(4096);
+  expectSeeksToEqualLinearReading(player, linear, 9);
+}
+
+TEST_F(LongNoise, IsThatOfTheIndependentDecodeInTheFirstRun_AndAsLoudBehindIt) {
+  Player player;
+  ASSERT_EQ(player.openAudio(path(), kAudioMpegAac), 0);
+  const std::vector<uint8_t> linear = player.readAll(4096);
+  const std::vector<uint8_t> reference = decodedByFfmpeg(path(), "-map 0:a -f s16le");
+  ASSERT_EQ(linear.size(), reference.size());
+  EXPECT_EQ(firstDifference(linear.data(), reference.data(), kRunSeconds * kRate * 4), -1);
+  int largest = 0;
+  for (size_t at = 0; at + 1 < linear.size(); at += 2) {
+    int16_t ours = 0, theirs = 0;
+    std::memcpy(&ours, linear.data() + at, 2);
+    std::memcpy(&theirs, reference.data() + at, 2);
+    largest = std::max(largest, std::abs(ours - theirs));
+  }
+  EXPECT_GT(largest, 0) << "this stream leaves no noise to the decoder, so it shows nothing";
+  EXPECT_LE(largest, 2 * kNoise);
+}
 
 std::vector<uint8_t> dvdBytes() {
   return fileBytes(clip("sound_dvd.vob", "-f lavfi -i testsrc2=s=352x288:r=25:d=20 " + std::string(kSignal) +

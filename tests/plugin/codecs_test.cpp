@@ -165,22 +165,15 @@ TEST(ElementaryStreams, WithoutStampsAreInPresentationOrderAlsoAfterSeeks) {
   }
 }
 
-// An encoder may leave noise to the decoder, whose generator runs on through the whole stream. Far from the
-// beginning a seek cannot know its state: the noise is then another one of the same loudness.
-TEST(LongAac, SeeksAreExactInTheFirstSecondsAndWithinTheNoiseBehindThem) {
-  constexpr int kNoise = 328;  // largest value, 0.01 of full scale
+// An encoder may leave noise to the decoder, whose generator runs on through the whole stream.
+TEST(LongAac, SeeksAreExactAlsoInSubstitutedNoise) {
   auto const file = test::made("long.m4a",
                                "-f lavfi -i anoisesrc=d=40:r=48000:a=0.01:seed=7 -f lavfi -i "
                                "sine=330:d=40:r=48000 -filter_complex amerge=inputs=2 -c:a aac -b:a 48k");
   PipePtr const pipe = test::opened(file);
   ASSERT_TRUE(pipe);
   auto const linear = test::readAllSamples<int16_t>(*pipe, 0, 4096);
-  auto const total = static_cast<int64_t>(linear.size()) / 2;
-  constexpr int64_t kExact = 500 * 1024;
-  EXPECT_EQ(largestDifferenceAfterSeeks(*pipe, linear, 0, kExact), 0);
-  int const far = largestDifferenceAfterSeeks(*pipe, linear, kExact + 20 * 1024, total);
-  EXPECT_GT(far, 0) << "this stream leaves no noise to the decoder, so it shows nothing";
-  EXPECT_LE(far, 2 * kNoise);
+  EXPECT_EQ(largestDifferenceAfterSeeks(*pipe, linear, 0, static_cast<int64_t>(linear.size()) / 2), 0);
 }
 
 }  // namespace
