@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "kyhost/failure.h"
+#include "mfimport/mfimport.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -35,7 +36,7 @@ int swsMatrix(KyFrame const& frame) {
     case KyYUVMatrix::Fcc:
       return SWS_CS_FCC;
     default:
-      return frame.height() > 576 ? SWS_CS_ITU709 : SWS_CS_ITU601;
+      return mpegMatrixOfHeight(frame.height());  // swscale numbers them as ISO/IEC 23091-2 does
   }
 }
 

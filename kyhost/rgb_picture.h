@@ -9,8 +9,8 @@
 
 namespace kyhost {
 
-// Converts by the matrix of the picture, or where that is unknown by its height (ITU-R BT.709 above 576
-// rows). One thread; memory is used again from picture to picture. Throws Failure.
+// Converts by the matrix of the picture, or where that is unknown by that of its height, as the decoder does
+// (mpegMatrixOfHeight). One thread; memory is used again from picture to picture. Throws Failure.
 class RgbConverter {
  public:
   // RGB of 8 bits, or of 16 bits big-endian when `deep`. The result is valid until the next call.

@@ -61,6 +61,10 @@ enum MpegContainer {
   kContainerMatroska = 20
 };
 
+// The matrix (ISO/IEC 23091-2 code) of pictures that tell none: BT.709 from 720 lines on, BT.601 below, also
+// of those that carry lines of blanking (608 and 512, SMPTE ST 356).
+constexpr int mpegMatrixOfHeight(int height) { return height >= 720 ? 1 : 6; }
+
 // Facts about the video stream of an instance; all zero when there is none.
 struct MpegVideoInfo {
   int present;  // 1 when the instance decodes (or, after parsing, the file holds) video

@@ -135,11 +135,10 @@ bool isRgb(AVPixelFormat format) {
   return info && (info->flags & AV_PIX_FMT_FLAG_RGB) != 0;
 }
 
-// The swscale matrix of a frame; pictures that do not tell are BT.709 from 720 lines on, as everywhere.
+// The swscale matrix of a frame, whose numbers are those of ISO/IEC 23091-2.
 const int* coefficientsOf(const AVFrame& frame) {
   int space = frame.colorspace;
-  if (space == AVCOL_SPC_UNSPECIFIED || space == AVCOL_SPC_RGB)
-    space = frame.height >= 720 ? SWS_CS_ITU709 : SWS_CS_ITU601;
+  if (space == AVCOL_SPC_UNSPECIFIED || space == AVCOL_SPC_RGB) space = mpegMatrixOfHeight(frame.height);
   return sws_getCoefficients(space);
 }
 

@@ -36,7 +36,7 @@ Weights weightsOf(int matrix, int height) {
     case 10:  // BT.2020
       return {0.2627, 0.0593};
     default:
-      return height >= 720 ? kBt709 : kBt601;
+      return weightsOf(mpegMatrixOfHeight(height), height);
   }
 }
 

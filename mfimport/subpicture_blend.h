@@ -10,8 +10,8 @@
 
 namespace mfimport {
 
-// What colours are brought into. `matrix` is an ISO/IEC 23091-2 code; where it names no matrix, pictures are
-// BT.709 from 720 lines on and BT.601 below.
+// What colours are brought into. `matrix` is an ISO/IEC 23091-2 code; where it names no matrix,
+// mpegMatrixOfHeight() does.
 struct PictureColours {
   int matrix;
   bool fullRange;

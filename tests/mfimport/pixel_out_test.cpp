@@ -83,6 +83,22 @@ TEST(PixelWriting, EveryDecodedLayoutToEveryFormat_HasAConversion) {
   }
 }
 
+// ITU-R BT.601 and BT.709 differ most in red.
+TEST(PixelWriting, OfPicturesWithoutAMatrix_FollowsTheirHeight) {
+  const auto redOf = [](int height) {
+    const lav::Frame frame = picture(AV_PIX_FMT_YUV444P, 16, height);
+    const uint8_t values[] = {120, 100, 180};
+    for (int p = 0; p < 3; ++p) std::fill_n(frame->data[p], frame->linesize[p] * height, values[p]);
+    std::vector<uint8_t> rows(static_cast<size_t>(64 * height));
+    PixelWriter writer;
+    std::string error;
+    EXPECT_TRUE(writer.write(*frame, mpegFourcc("BGR4"), {{rows.data()}, {64}}, error)) << error;
+    return rows[rows.size() / 2 + 2];
+  };
+  for (const int height : {480, 512, 576, 608, 718}) EXPECT_NEAR(redOf(height), 204, 2) << height;
+  for (const int height : {720, 1080}) EXPECT_NEAR(redOf(height), 214, 2) << height;
+}
+
 TEST(PixelWriting, TargetsThatDoNotFit_AreRefused) {
   const lav::Frame frame = picture(AV_PIX_FMT_YUV422P10, 64, 48);
   std::vector<uint8_t> plane(64 * 48 * 4 + 1, 0xEE);

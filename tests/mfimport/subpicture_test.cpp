@@ -282,8 +282,9 @@ TEST_P(Blending, TheMatrixOfThePicture_MakesTheColours) {
 
 TEST(SubpictureColours, UnspecifiedMatrices_AreThatOfTheSize) {
   constexpr uint32_t kRed = 0xFFFF0000;
-  EXPECT_EQ(ycbcrOf(kRed, {2, false}, 576).y, 81);
-  EXPECT_EQ(ycbcrOf(kRed, {2, false}, 720).y, 63);
+  for (const int height : {480, 512, 576, 608, 718})
+    EXPECT_EQ(ycbcrOf(kRed, {2, false}, height).y, 81) << height;
+  for (const int height : {720, 1080}) EXPECT_EQ(ycbcrOf(kRed, {2, false}, height).y, 63) << height;
   EXPECT_EQ(ycbcrOf(kRed, {6, false}, 1080).y, 81);
   EXPECT_EQ(ycbcrOf(kRed, {9, false}, 1080).y, 74);
 }
