@@ -1,6 +1,7 @@
 #include "mfimport/header_info.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "mfimport/bit_reader.h"
 
@@ -79,13 +80,35 @@ void readMpeg12Unit(std::span<const uint8_t> unit, HeaderInfo& info) {
   }
 }
 
+// video_object_layer() from vol_control_parameters to fixed_vop_time_increment, ISO/IEC 14496-2 6.2.3.
+void readMpeg4Clock(BitReader& bits, uint32_t version, HeaderInfo& info) {
+  constexpr uint32_t kGrayscale = 3;
+  if (bits.flag()) {                 // vol_control_parameters
+    bits.skip(3);                    // chroma_format, low_delay
+    if (bits.flag()) bits.skip(79);  // vbv_parameters
+  }
+  const uint32_t shape = bits.bits(2);
+  if (shape == kGrayscale && version != 1) bits.skip(4);
+  bits.skip(1);  // marker_bit
+  const uint32_t ticks = bits.bits(16);
+  bits.skip(1);  // marker_bit
+  const uint32_t increment = bits.flag() ? bits.bits(std::bit_width(std::max(ticks, 2U) - 1)) : 0;
+  if (bits.failed()) return;
+  info.clockTicks = static_cast<int>(ticks);
+  info.pictureTicks = static_cast<int>(increment);
+}
+
 // video_object_layer(), ISO/IEC 14496-2 6.2.3.
 void readMpeg4Unit(std::span<const uint8_t> unit, HeaderInfo& info) {
   constexpr uint32_t kExtendedPar = 15;
   if (unit[0] < 0x20 || unit[0] > 0x2F) return;
   BitReader bits(unit.subspan(1));
-  bits.skip(1 + 8);               // random_accessible_vol, video_object_type_indication
-  if (bits.flag()) bits.skip(7);  // video_object_layer_verid, _priority
+  bits.skip(1 + 8);  // random_accessible_vol, video_object_type_indication
+  uint32_t version = 1;
+  if (bits.flag()) {
+    version = bits.bits(4);
+    bits.skip(3);  // video_object_layer_priority
+  }
   const uint32_t idc = bits.bits(4);
   if (bits.failed()) return;
   info.aspectPresent = true;
@@ -94,6 +117,7 @@ void readMpeg4Unit(std::span<const uint8_t> unit, HeaderInfo& info) {
     info.sarWidth = static_cast<int>(bits.bits(8));
     info.sarHeight = static_cast<int>(bits.bits(8));
   }
+  readMpeg4Clock(bits, version, info);
 }
 
 // The beginning of vui_parameters(), the same in H.264 and HEVC.
@@ -441,6 +465,14 @@ HeaderInfo readHeaders(HeaderSyntax syntax, std::span<const uint8_t> extradata,
   readUnits(syntax, lengthBytes, packet, info);
   if (info.bitRateValue && !info.mpeg2) info.chromaFormat = 1;
   return info;
+}
+
+double codedRate(const HeaderInfo& headers) {
+  // ISO/IEC 13818-2 table 6-4 and 6.3.5.
+  constexpr double kRates[] = {0, 24000.0 / 1001, 24, 25, 30000.0 / 1001, 30, 50, 60000.0 / 1001, 60};
+  const int code = headers.codedRateCode;
+  if (code >= 1 && code <= 8) return kRates[code] * headers.rateMultiplier / headers.rateDivisor;
+  return headers.pictureTicks > 0 ? static_cast<double>(headers.clockTicks) / headers.pictureTicks : 0;
 }
 
 std::vector<UserData> readUserData(HeaderSyntax syntax, int lengthBytes, std::span<const uint8_t> packet) {

@@ -26,6 +26,9 @@ struct HeaderInfo {
   int codedRateCode = 0;                    // frame_rate_code
   int rateMultiplier = 1, rateDivisor = 1;  // of the extension
 
+  // MPEG-4: ticks per second of its clock, and per picture where all are equally long, else 0.
+  int clockTicks = 0, pictureTicks = 0;
+
   // H.264, HEVC: video usability information; MPEG-4: aspect_ratio_info
   bool aspectPresent = false;
   int aspectIdc = 0, sarWidth = 0, sarHeight = 0;
@@ -38,6 +41,8 @@ struct HeaderInfo {
   uint32_t sequenceId = 0;  // seq_parameter_set_id
   int frameNumberBits = 4;
   bool separatePlanes = false, framesOnly = true;
+
+  bool any() const { return aspectCode != 0 || aspectPresent || depth != 0; }  // a sequence was described
 };
 
 // Units between start codes (00 00 01), the start code left out.
@@ -58,6 +63,9 @@ HeaderInfo readHeaders(HeaderSyntax syntax, std::span<const uint8_t> extradata,
 
 // A sequence parameter set of H.264, behind its NAL header.
 HeaderInfo readH264Sequence(std::span<const uint8_t> unit);
+
+// Frames per second by headers of MPEG-1, MPEG-2 and MPEG-4; 0 when they do not tell.
+double codedRate(const HeaderInfo& headers);
 
 // One user data unit (MPEG, type 0xB2) or SEI message (H.264; 4 registered, 5 unregistered).
 struct UserData {

@@ -81,10 +81,4 @@ struct StampedPicture {
 };
 std::vector<uint32_t> presentationRanks(const std::vector<StampedPicture>& pictures, bool stampsMayJump);
 
-// Pictures per second from the presentation stamps of all pictures in ascending order, AV_NOPTS_VALUE where a
-// picture has none; 0 when they do not tell. Gaps are left out, and among regular stamps those of the few
-// pictures that a recording dropped; a result close to a usual rate becomes that rate.
-double measuredRate(const std::vector<int64_t>& stamps, AVRational timeBase);
-double snappedRate(double rate);
-
 }  // namespace mfimport

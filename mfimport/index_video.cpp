@@ -1,12 +1,11 @@
 // Display order of pictures.
 #include <algorithm>
-#include <cmath>
 #include <numeric>
-#include <optional>
 #include <utility>
 
 #include "mfimport/classify.h"
 #include "mfimport/closing_probe.h"
+#include "mfimport/frame_rate.h"
 #include "mfimport/index_build.h"
 #include "mfimport/picture_reader.h"
 #include "mfimport/video_codec.h"
@@ -118,7 +117,7 @@ class OpeningProbe {
       const PictureReader::Result result = reader_->next(*packet);
       if (result == PictureReader::Result::end) break;
       if (result == PictureReader::Result::error) continue;
-      if (number == stream_.video.firstKey)
+      if (number == stream_.video.firstKey || !stream_.headers.any())
         stream_.headers = readHeaders(headerSyntaxOf(stream_.codec()), lav::extradata(*stream_.parameters),
                                       lav::payload(*packet));
       packet->pts = pictures_[number].rank;
@@ -158,7 +157,19 @@ class OpeningProbe {
     first.format = static_cast<AVPixelFormat>(frame.format);
     first.interlaced = lav::interlaced(frame);
     first.topFieldFirst = lav::topFieldFirst(frame);
-    if (codec_->framerate.num > 0 && codec_->framerate.den > 0) first.codedRate = av_q2d(codec_->framerate);
+    completeColour(frame);
+    // Of MPEG-4 libavcodec tells the clock in which pictures are timed.
+    const AVRational rate = codec_->framerate;
+    if (rate.num > 0 && rate.den > 0 && stream_.codec() != AV_CODEC_ID_MPEG4) first.codedRate = av_q2d(rate);
+  }
+
+  // The coded headers fill in what the container leaves open: in MXF libavformat reads none of them.
+  void completeColour(const AVFrame& frame) {
+    AVCodecParameters& colour = *stream_.parameters;
+    if (colour.color_primaries == AVCOL_PRI_UNSPECIFIED) colour.color_primaries = frame.color_primaries;
+    if (colour.color_trc == AVCOL_TRC_UNSPECIFIED) colour.color_trc = frame.color_trc;
+    if (colour.color_space == AVCOL_SPC_UNSPECIFIED) colour.color_space = frame.colorspace;
+    if (colour.color_range == AVCOL_RANGE_UNSPECIFIED) colour.color_range = frame.color_range;
   }
 
   StreamIndex& stream_;
@@ -195,82 +206,7 @@ void numberForDisplay(VideoIndex& video, const OpeningProbe& probe, uint32_t rea
   }
 }
 
-void measureRates(StreamIndex& stream, const std::vector<PacketNote>& notes) {
-  VideoIndex& video = stream.video;
-  std::vector<int64_t> stamps;
-  stamps.reserve(video.frames());
-  int64_t fields = 0, lastFields = 0;
-  for (const uint32_t at : video.byDisplay) {
-    const Picture& picture = video.pictures[at];
-    stamps.push_back(stream.packets[picture.packet].pts);
-    lastFields = picture.packets == 2 ? 2 : notes[picture.packet].fields;
-    fields += lastFields;
-  }
-  if (video.stampsOfDecoding) std::sort(stamps.begin(), stamps.end());
-  const double declared = stream.averageRate > 0 ? stream.averageRate : stream.baseRate;
-  video.rate = measuredRate(stamps, stream.timeBase);
-  if (video.rate <= 0) video.rate = snappedRate(declared);
-  video.displayedRate = video.rate;
-  const auto frames = static_cast<double>(video.frames());
-  const double shown = frames > 0 ? static_cast<double>(fields) / (2 * frames) : 1;
-  if (shown <= 1.02) return;
-  // The stamps span all fields but those of the last picture.
-  const double spanned = frames > 1 ? static_cast<double>(fields - lastFields) / (2 * (frames - 1)) : shown;
-  video.displayedRate = snappedRate(video.rate * spanned);
-  video.rate = snappedRate(video.displayedRate / shown);
-}
-
 }  // namespace
-
-double snappedRate(double rate) {
-  constexpr double kTolerance = 0.0005;
-  for (int whole = 1; whole <= 300; ++whole) {
-    const double drop = whole * 1000.0 / 1001.0;
-    const bool dropUsual = whole % 24 == 0 || whole % 30 == 0 || whole == 15;
-    // Both candidates lie a thousandth apart: the nearer one counts.
-    const bool nearWhole = std::abs(rate - whole) < kTolerance * whole;
-    const bool nearDrop = dropUsual && std::abs(rate - drop) < kTolerance * drop;
-    if (nearWhole && (!nearDrop || std::abs(rate - whole) <= std::abs(rate - drop))) return whole;
-    if (nearDrop) return drop;
-  }
-  return rate;
-}
-
-double measuredRate(const std::vector<int64_t>& stamps, AVRational timeBase) {
-  if (stamps.size() < 2 || timeBase.num <= 0 || timeBase.den <= 0) return 0;
-  // From one stamp to the next lie `pictures` pictures.
-  struct Step {
-    double ticks, pictures;
-    double each() const { return ticks / pictures; }
-  };
-  std::vector<Step> steps;
-  steps.reserve(stamps.size() - 1);
-  std::optional<size_t> before;
-  for (size_t i = 0; i < stamps.size(); ++i) {
-    if (stamps[i] == AV_NOPTS_VALUE) continue;
-    if (before && stamps[i] > stamps[*before])
-      steps.push_back({static_cast<double>(stamps[i] - stamps[*before]), static_cast<double>(i - *before)});
-    before = i;
-  }
-  if (steps.empty()) return 0;
-  const auto middle = steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2);
-  std::nth_element(steps.begin(), middle, steps.end(),
-                   [](const Step& a, const Step& b) { return a.each() < b.each(); });
-  const double usual = middle->each();
-  // Containers with coarse clocks round every stamp.
-  const auto regular = [&](const Step& step) {
-    return std::abs(step.each() - usual) <= std::max(1.0, usual / 50);
-  };
-  const auto regulars = std::count_if(steps.begin(), steps.end(), regular);
-  const bool steady = static_cast<size_t>(regulars) * 10 >= steps.size() * 9;
-  double ticks = 0, pictures = 0;
-  for (const Step& step : steps) {
-    if (steady ? !regular(step) : step.each() > 4 * usual) continue;
-    ticks += step.ticks;
-    pictures += step.pictures;
-  }
-  return snappedRate(pictures * timeBase.den / (ticks * timeBase.num));
-}
 
 void buildVideoIndex(const MediaIndex& index, StreamIndex& stream, const std::vector<PacketNote>& notes,
                      const mediafile::FileAccess& access) {
@@ -288,7 +224,7 @@ void buildVideoIndex(const MediaIndex& index, StreamIndex& stream, const std::ve
   const uint32_t reached = probe.run();
   numberForDisplay(video, probe, reached);
   measureGroups(video);
-  measureRates(stream, notes);
+  measureRates(index, stream, notes);
 }
 
 }  // namespace mfimport

@@ -5,18 +5,12 @@
 
 #include "mfimport/audio_codec.h"
 #include "mfimport/classify.h"
+#include "mfimport/frame_rate.h"
 #include "mfimport/stamps.h"
 #include "mfimport/video_codec.h"
 
 namespace mfimport {
 namespace {
-
-// ISO/IEC 13818-2 table 6-4 and 6.3.5; 0 when the headers tell none.
-double codedRate(const HeaderInfo& headers) {
-  constexpr double kRates[] = {0, 24000.0 / 1001, 24, 25, 30000.0 / 1001, 30, 50, 60000.0 / 1001, 60};
-  const int code = headers.codedRateCode;
-  return code >= 1 && code <= 8 ? kRates[code] * headers.rateMultiplier / headers.rateDivisor : 0;
-}
 
 double bitRateOf(const StreamIndex& stream, int64_t frames) {
   constexpr uint32_t kVariable = 0x3FFFF;  // of MPEG-1, and what encoders write that do not know
@@ -86,12 +80,13 @@ void setHeaderFacts(MpegVideoInfo& info, const StreamIndex& stream) {
   info.dropFrame = headers.dropFrame || stream.dropFrame ? 1 : 0;
 }
 
-void setRates(MpegVideoInfo& info, const StreamIndex& stream) {
+void setRates(MpegVideoInfo& info, const StreamIndex& stream, int containerType) {
   info.rate = stream.video.rate;
   info.secondRate = stream.video.displayedRate;
   info.containerFps = stream.averageRate > 0 ? stream.averageRate : stream.baseRate;
-  info.streamFps = codedRate(stream.headers);
-  if (info.streamFps <= 0) info.streamFps = stream.first.codedRate;
+  info.streamFps = codedRateOf(stream);
+  // What libavformat tells of a bare stream is a guess at its coded rate.
+  if (containerType == kContainerElementary && info.streamFps > 0) info.containerFps = info.streamFps;
   if (info.streamFps <= 0) info.streamFps = info.rate;
 }
 
@@ -196,7 +191,7 @@ MpegVideoInfo videoInfo(const Media& media, size_t streamNumber) {
     frames += static_cast<int64_t>(clip->streams[streamNumber].video.frames());
   info.frames = static_cast<int>(std::min<int64_t>(frames, INT32_MAX));
   info.bitRate = bitRateOf(stream, static_cast<int64_t>(stream.video.frames()));
-  setRates(info, stream);
+  setRates(info, stream, media.containerType);
   info.progressive = isProgressive(stream) ? 1 : 0;
   info.topFieldFirst = isTopFieldFirst(stream) ? 1 : 0;
   info.gopN = stream.video.gopN;

@@ -31,6 +31,8 @@ lav::CodecContext openVideoCodec(const StreamIndex& stream, const ThreadSetting&
   }
   lav::CodecContext context(lav::checked(avcodec_alloc_context3(codec)));
   int result = avcodec_parameters_to_context(context.get(), stream.parameters.get());
+  // Later versions copy the container's; what stands here behind is the coded rate.
+  context->framerate = {0, 1};
   context->thread_count = std::clamp(threads.count, 1, 64);
   context->thread_type = threadTypeFor(*codec, threads.type);
   context->max_pixels = kMostPixels;

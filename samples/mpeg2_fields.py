@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 """An MPEG-2 video stream of field pictures (ISO/IEC 13818-2), which no encoder option gives.
 
-    mpeg2_fields.py OUT.m2v|OUT.ts PICTURES [user_data]
+    mpeg2_fields.py OUT.m2v|OUT.ts PICTURES [user_data] [bottom]
 
 64x64, 25 pictures per second, groups of 12: an intra pair, then predicted pairs of which each field replaces its first
 macroblock and copies the others. Levels differ from picture to picture and between the fields. `.ts` wraps the
 pictures into a transport stream. `user_data`: sequence, group and both fields of every picture n have user data, the texts
-"sequence", "group", "n top" and "n bottom".
+"sequence", "group", "n top" and "n bottom". `bottom`: the bottom field comes first.
 """
 import sys
 
@@ -74,7 +74,7 @@ def field(temporal, kind, parity, level, text=None):
     return out
 
 
-def pictures(count, texts):
+def pictures(count, texts, bottom_first):
     for number in range(count):
         within = number % GROUP
         headers = b""
@@ -82,23 +82,24 @@ def pictures(count, texts):
             headers = sequence() + (user_data("sequence") if texts else b"")
             headers += group(number) + (user_data("group") if texts else b"")
         level = 130 + number * 7 % 80
-        top, bottom = (f"{number} top", f"{number} bottom") if texts else (None, None)
-        yield (headers + field(within, INTRA if within == 0 else PREDICTED, TOP, level, top) +
-               field(within, PREDICTED, BOTTOM, level + 3, bottom))
+        names = (f"{number} top", f"{number} bottom") if texts else (None, None)
+        first, second = ((TOP, level, names[0]), (BOTTOM, level + 3, names[1]))[::-1 if bottom_first else 1]
+        yield (headers + field(within, INTRA if within == 0 else PREDICTED, *first) +
+               field(within, PREDICTED, *second))
 
 
 def main():
     path, count = sys.argv[1], int(sys.argv[2])
-    texts = "user_data" in sys.argv[3:]
+    texts, bottom_first = "user_data" in sys.argv[3:], "bottom" in sys.argv[3:]
     if path.endswith(".ts"):
         out = TransportWriter(path, "mpeg2")
-        for number, picture in enumerate(pictures(count, texts)):
+        for number, picture in enumerate(pictures(count, texts, bottom_first)):
             stamp = 90000 + 90000 // RATE * number
             out.access_unit(picture, stamp, stamp)
         out.close()
         return
     with open(path, "wb") as out:
-        out.writelines(pictures(count, texts))
+        out.writelines(pictures(count, texts, bottom_first))
         out.write(b"\0\0\1\xb7")
 
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "mfimport/frame_rate.h"
 #include "mfimport/index_build.h"
 #include "mfimport/media.h"
 #include "mfimport/stamps.h"
@@ -34,21 +35,22 @@ TEST(PresentationOrder, AfterALeapOfTheClock_StartsANewStretch) {
 TEST(MeasuredRate, OfRegularStamps_IsExact) {
   std::vector<int64_t> stamps;
   for (int i = 0; i < 100; ++i) stamps.push_back(i * 1001);
-  EXPECT_DOUBLE_EQ(measuredRate(stamps, {1, 30000}), 30000.0 / 1001);
-  EXPECT_DOUBLE_EQ(measuredRate(stamps, {1, 25025}), 25);
+  EXPECT_DOUBLE_EQ(measuredRate(stepsOf(stamps), {1, 30000}), 30000.0 / 1001);
+  EXPECT_DOUBLE_EQ(measuredRate(stepsOf(stamps), {1, 25025}), 25);
 }
 
 TEST(MeasuredRate, OfRoundedStamps_IsTheUsualRate) {
   std::vector<int64_t> stamps;
   for (int i = 0; i < 300; ++i) stamps.push_back((i * 1001 * 1000 + 15000) / 30000);
-  EXPECT_DOUBLE_EQ(measuredRate(stamps, {1, 1000}), 30000.0 / 1001);
+  EXPECT_DOUBLE_EQ(measuredRate(stepsOf(stamps), {1, 1000}), 30000.0 / 1001);
 }
 
 TEST(MeasuredRate, CountsPicturesWithoutAStamp) {
-  EXPECT_DOUBLE_EQ(measuredRate({0, 1, kNone, 3, 4, kNone, kNone, 7}, {1, 25}), 25);
-  EXPECT_DOUBLE_EQ(measuredRate({kNone, 0, kNone, 2, kNone}, {1, 25}), 25);
-  EXPECT_DOUBLE_EQ(measuredRate({0, 3600, kNone, kNone, 14400, 18000, kNone, 25200}, {1, 90000}), 25);
-  EXPECT_EQ(measuredRate({kNone, 5, kNone}, {1, 25}), 0);
+  EXPECT_DOUBLE_EQ(measuredRate(stepsOf({0, 1, kNone, 3, 4, kNone, kNone, 7}), {1, 25}), 25);
+  EXPECT_DOUBLE_EQ(measuredRate(stepsOf({kNone, 0, kNone, 2, kNone}), {1, 25}), 25);
+  EXPECT_DOUBLE_EQ(measuredRate(stepsOf({0, 3600, kNone, kNone, 14400, 18000, kNone, 25200}), {1, 90000}),
+                   25);
+  EXPECT_EQ(measuredRate(stepsOf({kNone, 5, kNone}), {1, 25}), 0);
 }
 
 TEST(DisplayStamps, OfPicturesWithoutOne_LieEvenlyBetweenTheirNeighbours) {
@@ -79,22 +81,22 @@ TEST(DisplayStamps, WithoutAnyStamp_RunAtTheRateFromTheFirstDecodingTime) {
 }
 
 TEST(MeasuredRate, LeavesGapsOut) {
-  EXPECT_DOUBLE_EQ(measuredRate({0, 1, 2, 3, 1000, 1001, 1002}, {1, 25}), 25);
-  EXPECT_EQ(measuredRate({5}, {1, 25}), 0);
-  EXPECT_EQ(measuredRate({5, 5, 5}, {1, 25}), 0);
+  EXPECT_DOUBLE_EQ(measuredRate(stepsOf({0, 1, 2, 3, 1000, 1001, 1002}), {1, 25}), 25);
+  EXPECT_EQ(measuredRate(stepsOf({5}), {1, 25}), 0);
+  EXPECT_EQ(measuredRate(stepsOf({5, 5, 5}), {1, 25}), 0);
 }
 
 TEST(MeasuredRate, IsThatOfRegularStampsAlthoughPicturesAreMissing) {
   std::vector<int64_t> stamps;
   for (int i = 0; i < 98; ++i)
     if (i != 40 && i != 41) stamps.push_back(i);
-  EXPECT_DOUBLE_EQ(measuredRate(stamps, {1001, 24000}), 24000.0 / 1001);
+  EXPECT_DOUBLE_EQ(measuredRate(stepsOf(stamps), {1001, 24000}), 24000.0 / 1001);
 }
 
 TEST(MeasuredRate, OfIrregularStamps_IsTheAverage) {
   std::vector<int64_t> stamps;
   for (int64_t i = 0, at = 0; i < 101; ++i, at += i % 2 ? 3003 : 4505) stamps.push_back(at);
-  EXPECT_NEAR(measuredRate(stamps, {1, 90000}), 24000.0 / 1001, 1e-9);
+  EXPECT_NEAR(measuredRate(stepsOf(stamps), {1, 90000}), 24000.0 / 1001, 1e-9);
 }
 
 TEST(StartOfDecoding, ForLeadingPicturesOfAnOpenGroup_IsTheKeyBefore) {
