@@ -88,6 +88,11 @@ inline bool topFieldFirst(const AVFrame& frame) {
 #endif
 }
 
+// The decoder met errors in the picture and filled in what it could not read.
+inline bool damaged(const AVFrame& frame) {
+  return frame.decode_error_flags != 0 || (frame.flags & AV_FRAME_FLAG_CORRUPT) != 0;
+}
+
 inline std::span<const uint8_t> extradata(const AVCodecParameters& parameters) {
   if (!parameters.extradata || parameters.extradata_size <= 0) return {};
   return {parameters.extradata, static_cast<size_t>(parameters.extradata_size)};

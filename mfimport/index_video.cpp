@@ -5,6 +5,7 @@
 
 #include "mfimport/classify.h"
 #include "mfimport/closing_probe.h"
+#include "mfimport/exact_pictures.h"
 #include "mfimport/frame_rate.h"
 #include "mfimport/index_build.h"
 #include "mfimport/picture_reader.h"
@@ -139,7 +140,7 @@ class OpeningProbe {
   void receive() {
     const lav::Frame frame = lav::newFrame();
     while (!reached_ && avcodec_receive_frame(codec_.get(), frame.get()) >= 0) {
-      if (!stream_.first.seen) note(*frame);
+      if (!stream_.first.seen || (firstIsBroken_ && !lav::damaged(*frame))) note(*frame);
       const int64_t rank = frame->pts;
       if (rank < 0 || rank >= static_cast<int64_t>(comesOut_.size())) continue;
       comesOut_[static_cast<size_t>(rank)] = true;
@@ -152,6 +153,7 @@ class OpeningProbe {
   void note(const AVFrame& frame) {
     FirstPicture& first = stream_.first;
     first.seen = true;
+    firstIsBroken_ = lav::damaged(frame);
     first.width = frame.width;
     first.height = frame.height;
     first.format = static_cast<AVPixelFormat>(frame.format);
@@ -177,6 +179,7 @@ class OpeningProbe {
   std::vector<bool> comesOut_;  // by rank
   std::unique_ptr<PictureReader> reader_;
   lav::CodecContext codec_;
+  bool firstIsBroken_ = false;  // its facts are to be those of a later one
   bool reached_ = false;
   uint32_t reachedRank_ = 0;
 };
@@ -206,6 +209,18 @@ void numberForDisplay(VideoIndex& video, const OpeningProbe& probe, uint32_t rea
   }
 }
 
+// Leaves pictures that never come out whole at either end out of the numbers.
+void dropBrokenEnds(VideoIndex& video, const BrokenEnds& ends) {
+  auto& shown = video.byDisplay;
+  if (ends.first + ends.last == 0) return;
+  for (size_t i = 0; i < shown.size(); ++i) {
+    const bool kept = i >= ends.first && i < shown.size() - ends.last;
+    video.pictures[shown[i]].display = kept ? static_cast<int32_t>(i - ends.first) : Picture::kNotShown;
+  }
+  shown.resize(shown.size() - ends.last);
+  shown.erase(shown.begin(), shown.begin() + static_cast<std::ptrdiff_t>(ends.first));
+}
+
 }  // namespace
 
 void buildVideoIndex(const MediaIndex& index, StreamIndex& stream, const std::vector<PacketNote>& notes,
@@ -223,6 +238,8 @@ void buildVideoIndex(const MediaIndex& index, StreamIndex& stream, const std::ve
   OpeningProbe probe(index, stream, access);
   const uint32_t reached = probe.run();
   numberForDisplay(video, probe, reached);
+  // Streams that can be cut anywhere; other containers list pictures that are there as a whole.
+  if (index.bytePositions) dropBrokenEnds(video, brokenEnds(index, stream, access));
   measureGroups(video);
   measureRates(index, stream, notes);
 }

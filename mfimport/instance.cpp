@@ -147,7 +147,7 @@ int MpegInImpl::selectVideo() {
   std::string error;
   if (!openVideoCodec(media_->first().streams[number], {}, nullptr, error))
     return report(kMpegErrorNoDecoder, "video stream", self.set.videoStream, error);
-  video_ = std::make_unique<VideoDecoder>(media_, number, access_, host.memory());
+  video_ = std::make_unique<VideoDecoder>(media_, number, access_, host);
   overlay_ = std::make_unique<Overlay>(media_, number, table_->subpictures, access_, host);
   return kMpegOk;
 }

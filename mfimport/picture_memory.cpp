@@ -48,6 +48,7 @@ AVBufferRef* newBlock(void* opaque, size_t bytes) {
 void PictureMemory::serve(AVCodecContext& decoder) {
   decoder.opaque = this;
   decoder.get_buffer2 = &onGetBuffer;
+  if (countsRows_) decoder.draw_horiz_band = &onRows;
 #if LIBAVCODEC_VERSION_MAJOR < 60
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -62,6 +63,27 @@ void PictureMemory::received(const AVFrame& frame) {
 
 int PictureMemory::onGetBuffer(AVCodecContext* decoder, AVFrame* frame, int flags) {
   return static_cast<PictureMemory*>(decoder->opaque)->fill(*decoder, *frame, flags);
+}
+
+void PictureMemory::onRows(AVCodecContext* decoder, const AVFrame* frame, int*, int, int, int rows) {
+  auto& self = *static_cast<PictureMemory*>(decoder->opaque);
+  const std::lock_guard guard(self.lock_);
+  if (const auto found = self.missingRows_.find(frame->pts); found != self.missingRows_.end())
+    found->second -= rows;
+}
+
+bool PictureMemory::hasAllRows(int64_t stamp) {
+  const std::lock_guard guard(lock_);
+  const auto found = missingRows_.find(stamp);
+  if (found == missingRows_.end()) return true;
+  const bool all = found->second <= 0;
+  missingRows_.erase(found);
+  return all;
+}
+
+void PictureMemory::forgetRows() {
+  const std::lock_guard guard(lock_);
+  missingRows_.clear();
 }
 
 bool PictureMemory::layoutFor(AVCodecContext& decoder, const AVFrame& frame, Layout& layout) {
@@ -92,12 +114,18 @@ bool PictureMemory::layoutFor(AVCodecContext& decoder, const AVFrame& frame, Lay
 }
 
 int PictureMemory::fill(AVCodecContext& decoder, AVFrame& frame, int flags) {
+  served_.fetch_add(1, std::memory_order_relaxed);
+  if (countsRows_) {
+    const std::lock_guard guard(lock_);
+    missingRows_[frame.pts] = decoder.height;
+  }
   Layout layout;
   if (!(decoder.codec->capabilities & AV_CODEC_CAP_DR1) || !layoutFor(decoder, frame, layout))
     return avcodec_default_get_buffer2(&decoder, &frame, flags);
   frame.buf[0] = block(layout.bytes);
   if (!frame.buf[0]) return AVERROR(ENOMEM);
   uint8_t* const data = frame.buf[0]->data;
+  if (clears_) std::memset(data, 0, frame.buf[0]->size);
   uint8_t* const start =
       data + (aligned(reinterpret_cast<uintptr_t>(data)) - reinterpret_cast<uintptr_t>(data));
   for (size_t plane = 0; plane < kPlanes; ++plane) {

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <array>
+#include <atomic>
+#include <map>
 #include <mutex>
 #include <span>
 
@@ -16,7 +18,18 @@ namespace mfimport {
 // used again.
 class PictureMemory {
  public:
-  explicit PictureMemory(const HostMemory& memory) : memory_(memory) {}
+  // `clears`: every picture starts from zero, also in memory that is used again, so that what a damaged one
+  // leaves out never depends on what was decoded before.
+  explicit PictureMemory(const HostMemory& memory, bool clears = false) : memory_(memory), clears_(clears) {}
+
+  // Pictures that the decoder has asked memory for.
+  int64_t served() const { return served_.load(std::memory_order_relaxed); }
+
+  // From the opening of the decoder on counts the rows that are decoded of each picture, told by its stamp.
+  void countRows() { countsRows_ = true; }
+  // False when memory was asked for the picture and not all of its rows were decoded. Once for each picture.
+  bool hasAllRows(int64_t stamp);
+  void forgetRows();
 
   // Before the decoder is opened. Codecs that bring their own memory keep it.
   void serve(AVCodecContext& decoder);
@@ -35,6 +48,8 @@ class PictureMemory {
     size_t bytes = 0;
   };
 
+  static void onRows(AVCodecContext* decoder, const AVFrame* frame, int* offsets, int y, int structure,
+                     int rows);
   static int onGetBuffer(AVCodecContext* decoder, AVFrame* frame, int flags);
   static bool layoutFor(AVCodecContext& decoder, const AVFrame& frame, Layout& layout);
   int fill(AVCodecContext& decoder, AVFrame& frame, int flags);
@@ -45,6 +60,10 @@ class PictureMemory {
   };
 
   HostMemory memory_;
+  bool clears_;
+  bool countsRows_ = false;
+  std::map<int64_t, int> missingRows_;  // by stamp
+  std::atomic<int64_t> served_{0};
   std::mutex lock_;
   size_t poolBytes_ = 0;
   std::unique_ptr<AVBufferPool, PoolDeleter> pool_;

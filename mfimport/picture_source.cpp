@@ -5,15 +5,30 @@
 #include "mfimport/classify.h"
 
 namespace mfimport {
+namespace {
+
+// HEVC is shown as it was read: what its slices leave out stays as it was.
+bool leavesGaps(AVCodecID codec) { return codec == AV_CODEC_ID_HEVC; }
+
+}  // namespace
 
 PictureSource::PictureSource(const MediaIndex& index, const StreamIndex& stream, mediafile::FileAccess access,
-                             const HostMemory& memory, MpegDecodeStats& stats)
-    : index_(index), stream_(stream), access_(std::move(access)), stats_(stats), memory_(memory) {}
+                             const HostMemory& memory, MpegDecodeStats& stats, Care care)
+    : index_(index),
+      stream_(stream),
+      access_(std::move(access)),
+      stats_(stats),
+      memory_(memory, care == Care::exact || leavesGaps(stream.codec())),
+      care_(care) {}
 
 bool PictureSource::open(const ThreadSetting& threads, std::string& error) {
   reader_ = PictureReader::open(index_, stream_, access_, error);
   if (!reader_) return false;
-  codec_ = openVideoCodec(stream_, threads, &memory_, error);
+  ThreadSetting setting = threads;
+  if (care_ == Care::exact) setting.count = 1;
+  // Frame threads of H.264 lose the marks of pictures that they conceal.
+  if (setting.count > 1 && stream_.codec() == AV_CODEC_ID_H264) memory_.countRows();
+  codec_ = openVideoCodec(stream_, setting, &memory_, error);
   if (!codec_) return false;
   packet_ = lav::newPacket();
   nalLengthBytes_ = nalLengthBytes(headerSyntaxOf(stream_.codec()), lav::extradata(*stream_.parameters));
@@ -30,7 +45,12 @@ bool PictureSource::begin(size_t picture) {
   draining_ = false;
   unreadable_ = false;
   userData_.clear();
-  if (reader_->nextPicture() != picture) {
+  beginning_ = checked_ = sent_ = picture;
+  memory_.forgetRows();
+  memoryDue_ = memory_.served();
+  damage_ = -1;
+  broken_.clear();
+    if (reader_->nextPicture() != picture) {
     // The very first positioning of a reader, to the first key picture, is part of opening.
     if (reader_->nextPicture() != 0 || picture != stream_.video.firstKey) ++stats_.seeks;
     if (!reader_->position(picture)) {
@@ -56,14 +76,20 @@ std::optional<DecodedPicture> PictureSource::next() {
       ++stats_.pictures;
       PictureMemory::received(*frame);
       const int64_t display = frame->pts;
+      const size_t unit = unitOf(*frame);
+      if (lav::damaged(*frame)) noteDamage(unit);
+      noteUnfinished(unit);
       if (display >= passed_ && display < static_cast<int64_t>(stream_.video.frames())) {
         passed_ = display + 1;
-        return DecodedPicture{std::move(frame), takeUserData(display)};
+        return DecodedPicture{std::move(frame), takeUserData(display), !broken_.contains(unit)};
       }
       av_frame_unref(frame.get());
       continue;
     }
-    if (result != AVERROR(EAGAIN) && result != AVERROR_EOF) complaint_ = lav::errorText(result);
+    if (result != AVERROR(EAGAIN) && result != AVERROR_EOF) {
+      complaint_ = lav::errorText(result);
+      noteDamage(sent_);
+    }
     const bool ended = result == AVERROR_EOF || draining_;
     if (ended) {
       passed_ = static_cast<int64_t>(stream_.video.frames());
@@ -95,13 +121,55 @@ bool PictureSource::sendOne() {
   // Pictures that are not shown get stamps of their own below all display numbers.
   packet_->pts = display != Picture::kNotShown ? display : -1 - static_cast<int64_t>(unit);
   packet_->dts = AV_NOPTS_VALUE;
-  packet_->flags &= ~AV_PKT_FLAG_DISCARD;
+  // A leap in the counts of a transport stream need not have lost a byte of the picture.
+  packet_->flags &= ~(AV_PKT_FLAG_DISCARD | AV_PKT_FLAG_CORRUPT);
+  ++memoryDue_;
+  sent_ = unit;
   const int sent = avcodec_send_packet(codec_.get(), packet_.get());
   av_packet_unref(packet_.get());
   fed_ = true;
   ++stats_.packets;
-  if (sent < 0 && sent != AVERROR(EAGAIN)) complaint_ = lav::errorText(sent);
+  if (sent < 0 && sent != AVERROR(EAGAIN)) {
+    complaint_ = lav::errorText(sent);
+    noteDamage(unit);
+  }
+  noteMissingReferences(unit);
   return true;
+}
+
+size_t PictureSource::unitOf(const AVFrame& frame) const {
+  if (frame.pts < 0) return static_cast<size_t>(-1 - frame.pts);
+  const auto display = static_cast<size_t>(frame.pts);
+  return display < stream_.video.frames() ? stream_.video.byDisplay[display] : sent_;
+}
+
+// What is wrong with pictures that decoding passes over, those shown before the one it began at, harms no
+// other.
+void PictureSource::noteDamage(size_t unit) {
+  const auto& pictures = stream_.video.pictures;
+  if (unit > beginning_ && pictures[unit].rank < pictures[beginning_].rank) return;
+  broken_.insert(unit);
+  damage_ = std::max(damage_, static_cast<int64_t>(unit));
+}
+
+// What came out was sent to a thread after all that were decoded before it, and results keep that order:
+// those are finished, and rows that they lack stay missing.
+void PictureSource::noteUnfinished(size_t unit) {
+  const auto& pictures = stream_.video.pictures;
+  for (; checked_ <= unit; ++checked_) {
+    const int64_t stamp = pictures[checked_].display != Picture::kNotShown
+                              ? pictures[checked_].display
+                              : -1 - static_cast<int64_t>(checked_);
+    if (!memory_.hasAllRows(stamp)) noteDamage(checked_);
+  }
+}
+
+// Decoders make up pictures that are referred to and not there, which takes memory that is not due. A key
+// picture may be preceded by some: it refers to none of them.
+void PictureSource::noteMissingReferences(size_t unit) {
+  if (memory_.served() <= memoryDue_) return;
+  memoryDue_ = memory_.served();
+  if (!stream_.video.pictures[unit].key) noteDamage(unit);
 }
 
 void PictureSource::keepUserData(int64_t display, const AVPacket& packet) {

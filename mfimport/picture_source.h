@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -19,13 +20,23 @@ namespace mfimport {
 struct DecodedPicture {
   lav::Frame frame;  // its display number in frame->pts
   std::vector<UserData> userData;
+  bool whole = true;  // false: errors in its own data, or pictures that it refers to are not there
+};
+
+// Where a key picture only starts a gradual refresh, pictures behind it come out whole only when decoding
+// began before: so many key pictures are tried, each before the other.
+constexpr int kMostBeginnings = 3;
+
+enum class Care {
+  quick,  // several threads; a damaged picture, and those that refer to it, may come out in more than one way
+  exact   // the same pictures and the same errors whenever decoding begins at the same key picture
 };
 
 // One thread at a time; index and stream must outlive it.
 class PictureSource {
  public:
   PictureSource(const MediaIndex& index, const StreamIndex& stream, mediafile::FileAccess access,
-                const HostMemory& memory, MpegDecodeStats& stats);
+                const HostMemory& memory, MpegDecodeStats& stats, Care care = Care::quick);
 
   // Opens file and decoder. False with the reason in `error`.
   bool open(const ThreadSetting& threads, std::string& error);
@@ -44,11 +55,18 @@ class PictureSource {
   size_t nextPicture() const { return reader_->nextPicture(); }
   // Pictures with a smaller number have come out or never will, until begin() is called.
   int64_t passed() const { return passed_; }
+  // True when since begin() there was damage in `picture` or behind it in decoding, or may have been: several
+  // threads tell of errors later than they happen, never earlier.
+  bool damagedSince(size_t picture) const { return damage_ >= static_cast<int64_t>(picture); }
   // Why a picture was missing: the last complaint of reader or decoder.
   const std::string& complaint() const { return complaint_; }
 
  private:
   bool sendOne();
+  void noteDamage(size_t unit);
+  void noteMissingReferences(size_t unit);
+  void noteUnfinished(size_t unit);
+  size_t unitOf(const AVFrame& frame) const;
   void keepUserData(int64_t display, const AVPacket& packet);
   std::vector<UserData> takeUserData(int64_t display);
 
@@ -66,6 +84,13 @@ class PictureSource {
   bool draining_ = false;
   bool unreadable_ = false;
   int64_t passed_ = 0;
+  Care care_;
+  size_t beginning_ = 0;     // the picture that decoding began at
+  size_t checked_ = 0;       // pictures before it are known to be complete or not
+  size_t sent_ = 0;          // the one sent last
+  int64_t memoryDue_ = 0;    // pictures that memory is due for, of those sent
+  int64_t damage_ = -1;      // the last picture in decoding that had any
+  std::set<size_t> broken_;  // pictures, in decoding order
   std::string complaint_;
   std::map<int64_t, std::vector<UserData>> userData_;  // of pictures inside the decoder
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "mfimport/classify.h"
 #include "mfimport/picture_memory.h"
 
 namespace mfimport {
@@ -15,6 +16,8 @@ int threadTypeFor(const AVCodec& codec, int wanted) {
   const bool slices = (codec.capabilities & AV_CODEC_CAP_SLICE_THREADS) != 0;
   if (wanted == FF_THREAD_FRAME && !frames && slices) return FF_THREAD_SLICE;
   if (wanted == FF_THREAD_SLICE && !slices && frames) return FF_THREAD_FRAME;
+  // Between its slice threads H.264 loses track of damage.
+  if (codec.id == AV_CODEC_ID_H264) return FF_THREAD_FRAME;
   return wanted;
 }
 
@@ -33,9 +36,12 @@ lav::CodecContext openVideoCodec(const StreamIndex& stream, const ThreadSetting&
   int result = avcodec_parameters_to_context(context.get(), stream.parameters.get());
   // Later versions copy the container's; what stands here behind is the coded rate.
   context->framerate = {0, 1};
-  context->thread_count = std::clamp(threads.count, 1, 64);
+  // Threads of MPEG-4 and its relatives hand pictures on before they are marked as damaged.
+  context->thread_count = isMpeg4Family(codec->id) ? 1 : std::clamp(threads.count, 1, 64);
   context->thread_type = threadTypeFor(*codec, threads.type);
   context->max_pixels = kMostPixels;
+  // What HEVC cannot read it leaves as it was and says so in no other way.
+  if (codec->id == AV_CODEC_ID_HEVC) context->err_recognition |= AV_EF_EXPLODE;
   lav::quieten(*context);
   if (memory) memory->serve(*context);
   context->pkt_timebase = {1, 1};

@@ -41,8 +41,8 @@ std::shared_ptr<const DecodedPicture> PictureCache::find(int64_t number) const {
 }
 
 VideoDecoder::VideoDecoder(std::shared_ptr<const Media> media, size_t streamNumber,
-                           mediafile::FileAccess access, const HostMemory& memory)
-    : track_(std::move(media), streamNumber), access_(std::move(access)), memory_(memory) {}
+                           mediafile::FileAccess access, const HostCallbacks& host)
+    : track_(std::move(media), streamNumber), access_(std::move(access)), host_(host) {}
 
 void VideoDecoder::setThreadCount(int count) {
   threadsChanged_ |= threadCount_ != count;
@@ -134,10 +134,11 @@ std::shared_ptr<const DecodedPicture> VideoDecoder::picture(int64_t number, std:
 bool VideoDecoder::enterPart(size_t part, std::string& error) {
   if (part_ == part && source_) return true;
   held_.reset();
+  exact_.reset();
   part_ = SIZE_MAX;
   begun_ = false;
   const VideoTrack::Part& clip = track_.parts[part];
-  source_ = std::make_unique<PictureSource>(*clip.index, *clip.stream, access_, memory_, stats_);
+  source_ = std::make_unique<PictureSource>(*clip.index, *clip.stream, access_, host_.memory(), stats_);
   if (!source_->open(threads(), error)) {
     source_.reset();
     return false;
@@ -159,27 +160,46 @@ bool VideoDecoder::canDecodeOn(int64_t local) const {
 }
 
 std::shared_ptr<const DecodedPicture> VideoDecoder::decode(int64_t local, std::string& error) {
-  constexpr int kMostBeginnings = 3;
+  const VideoIndex& video = track_.parts[part_].stream->video;
+  std::shared_ptr<const DecodedPicture> found = decodeQuickly(local);
+  const bool damage = source_->damagedSince(video.startFor(static_cast<size_t>(local)));
+  if (source_->unreadable()) {
+    begun_ = false;
+    error = source_->complaint();
+    return nullptr;
+  }
+  return found && !damage ? found : decodeExactly(local, error);
+}
+
+std::shared_ptr<const DecodedPicture> VideoDecoder::decodeQuickly(int64_t local) {
+  if (canDecodeOn(local)) return decodeOnTo(local);
   const VideoIndex& video = track_.parts[part_].stream->video;
   std::shared_ptr<const DecodedPicture> found;
-  if (canDecodeOn(local)) {
+  size_t start = video.startFor(static_cast<size_t>(local));
+  for (int beginning = 0; beginning < kMostBeginnings && !found; ++beginning) {
+    held_.reset();
+    begun_ = source_->begin(start);
+    if (!begun_) break;
+    lastOut_ = source_->passed() - 1;
     found = decodeOnTo(local);
-  } else {
-    // Where a key picture only starts a gradual refresh, pictures behind it come out whole only when decoding
-    // began before.
-    size_t start = video.startFor(static_cast<size_t>(local));
-    for (int attempt = 0; attempt < kMostBeginnings && !found; ++attempt) {
-      held_.reset();
-      begun_ = source_->begin(start);
-      if (!begun_) break;
-      lastOut_ = source_->passed() - 1;
-      found = decodeOnTo(local);
-      if (start == video.firstKey || source_->unreadable()) break;
-      start = video.keyBefore(start);
-    }
+    if (start == video.firstKey || source_->unreadable() || source_->damagedSince(start)) break;
+    start = video.keyBefore(start);
   }
-  if (source_->unreadable()) begun_ = false;
-  if (!found) error = source_->complaint().empty() ? "it cannot be decoded" : source_->complaint();
+  return found;
+}
+
+std::shared_ptr<const DecodedPicture> VideoDecoder::decodeExactly(int64_t local, std::string& error) {
+  cache_.clear();
+  const VideoTrack::Part& clip = track_.parts[part_];
+  if (!exact_) exact_ = std::make_unique<ExactPictures>(*clip.index, *clip.stream, access_, host_.memory());
+  std::shared_ptr<const DecodedPicture> found = exact_->find(static_cast<size_t>(local), error);
+  // A decoder that has lost its way where there is no damage finds it at the next beginning.
+  if (!exact_->metDamage()) begun_ = false;
+  if (!found && !warned_) {
+    warned_ = true;
+    host_.warning(formatted("mfimport: '%s': picture %lld is missing or damaged; such pictures fail",
+                            clip.index->name.c_str(), static_cast<long long>(clip.first + local)));
+  }
   return found;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "mfimport/exact_pictures.h"
 #include "mfimport/media.h"
 #include "mfimport/picture_source.h"
 #include "mfimport/pixel_out.h"
@@ -35,11 +36,14 @@ class PictureCache {
 //   - any other begins at the key picture that it depends on;
 //   - only the picture asked for is converted, and only after it has been decoded;
 //   - after two steps backward in a row, the pictures before the target are kept decoded;
-//   - at the border of two clips decoding begins afresh.
+//   - at the border of two clips decoding begins afresh;
+//   - a picture with damage between its beginning and itself is decoded a second time in the one exact way,
+//   and
+//     fails when it is not whole; the host is warned of the first one.
 class VideoDecoder {
  public:
   VideoDecoder(std::shared_ptr<const Media> media, size_t streamNumber, mediafile::FileAccess access,
-               const HostMemory& memory);
+               const HostCallbacks& host);
 
   // In force from the next picture on; a change reopens the decoder.
   void setThreadCount(int count);
@@ -64,12 +68,14 @@ class VideoDecoder {
   std::shared_ptr<const DecodedPicture> picture(int64_t number, std::string& error);
   bool enterPart(size_t part, std::string& error);
   std::shared_ptr<const DecodedPicture> decode(int64_t local, std::string& error);
+  std::shared_ptr<const DecodedPicture> decodeQuickly(int64_t local);
+  std::shared_ptr<const DecodedPicture> decodeExactly(int64_t local, std::string& error);
   std::shared_ptr<const DecodedPicture> decodeOnTo(int64_t local);
   bool canDecodeOn(int64_t local) const;
 
   VideoTrack track_;
   mediafile::FileAccess access_;
-  HostMemory memory_;
+  const HostCallbacks& host_;
   int threadCount_ = -1, threadMode_ = -1;  // -1 unset
   bool threadsChanged_ = false;
   MpegDecodeStats stats_{};
@@ -77,6 +83,8 @@ class VideoDecoder {
 
   size_t part_ = SIZE_MAX;                 // the clip that source_ decodes
   std::unique_ptr<PictureSource> source_;  // null until the first picture is asked for
+  std::unique_ptr<ExactPictures> exact_;   // of the same clip; null until there is damage
+  bool warned_ = false;
   bool begun_ = false;
   int64_t lastOut_ = -1;                        // within the clip, since decoding began
   std::shared_ptr<const DecodedPicture> held_;  // came out of the decoder beyond the target

@@ -1,0 +1,72 @@
+#include "mfimport/exact_pictures.h"
+
+#include <algorithm>
+
+namespace mfimport {
+
+ExactPictures::ExactPictures(const MediaIndex& index, const StreamIndex& stream,
+                             const mediafile::FileAccess& access, const HostMemory& memory)
+    : stream_(stream), source_(index, stream, access, memory, stats_, Care::exact) {}
+
+std::shared_ptr<const DecodedPicture> ExactPictures::find(size_t display, std::string& error) {
+  if (!open_ && !source_.open({}, error)) return nullptr;
+  open_ = true;
+  const VideoIndex& video = stream_.video;
+  size_t start = video.startFor(display);
+  for (int beginning = 0; beginning < kMostBeginnings; ++beginning) {
+    std::shared_ptr<const DecodedPicture> found = from(start, static_cast<int64_t>(display));
+    if (found && found->whole) return found;
+    if (found) error = "it is damaged or refers to pictures that are not there";
+    if (start == video.firstKey || source_.unreadable()) break;
+    start = video.keyBefore(start);
+  }
+  if (error.empty()) error = source_.complaint().empty() ? "it cannot be decoded" : source_.complaint();
+  return nullptr;
+}
+
+// Decodes until `display` comes out. Null when it does not.
+std::shared_ptr<const DecodedPicture> ExactPictures::from(size_t start, int64_t display) {
+  if (begunAt_ != start || display <= lastOut_ || source_.unreadable()) {
+    held_.reset();
+    begunAt_.reset();
+    if (!source_.begin(start)) return nullptr;
+    begunAt_ = start;
+    lastOut_ = source_.passed() - 1;
+  }
+  for (;;) {
+    if (!held_) {
+      std::optional<DecodedPicture> decoded = source_.next();
+      if (!decoded) return nullptr;
+      held_ = std::make_shared<const DecodedPicture>(std::move(*decoded));
+    }
+    if (held_->frame->pts > display) return nullptr;
+    std::shared_ptr<const DecodedPicture> picture = std::move(held_);
+    held_.reset();
+    lastOut_ = picture->frame->pts;
+    if (lastOut_ == display) return picture;
+  }
+}
+
+BrokenEnds brokenEnds(const MediaIndex& index, const StreamIndex& stream,
+                      const mediafile::FileAccess& access) {
+  // About a second of decoding: 128 pictures of 1920 x 1088.
+  constexpr int64_t kMostPixels = int64_t{128} * 1920 * 1088;
+  constexpr size_t kMostBroken = 64;
+  const VideoIndex& video = stream.video;
+  const size_t frames = video.frames();
+  if (frames == 0) return {};
+  ExactPictures pictures(index, stream, access, HostMemory{});
+  std::string error;
+  const auto whole = [&](size_t display) { return pictures.find(display, error) != nullptr; };
+  BrokenEnds ends;
+  while (ends.first < std::min(frames, kMostBroken) && !whole(ends.first)) ++ends.first;
+  if (ends.first == std::min(frames, kMostBroken)) return {};
+  const size_t tail = video.byDisplay[frames - 1] - video.startFor(frames - 1);
+  const int64_t pixels = int64_t{stream.parameters->width} * stream.parameters->height;
+  if (static_cast<int64_t>(tail) * pixels > kMostPixels) return ends;
+  while (ends.last < kMostBroken && ends.first + ends.last + 1 < frames && !whole(frames - 1 - ends.last))
+    ++ends.last;
+  return ends;
+}
+
+}  // namespace mfimport

@@ -1,0 +1,48 @@
+// Pictures of a clip that has damage: each is the same whichever way it is reached, or an error.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "mfimport/picture_source.h"
+
+namespace mfimport {
+
+// Decodes with one thread, and every picture from a beginning that the picture alone decides: errors are
+// filled in from what has been decoded before, so only the way there makes them the same each time. Slow
+// beside a decoder that goes on from picture to picture, and meant for the groups of pictures in which that
+// one met damage. One thread at a time; index and stream must outlive it.
+class ExactPictures {
+ public:
+  ExactPictures(const MediaIndex& index, const StreamIndex& stream, const mediafile::FileAccess& access,
+                const HostMemory& memory);
+
+  // The picture shown as number `display`, which must be in range. Null with the reason in `error` when it
+  // cannot be decoded or is not whole.
+  std::shared_ptr<const DecodedPicture> find(size_t display, std::string& error);
+
+  // Whether there was damage since the beginning that the last picture was decoded from.
+  bool metDamage() const { return source_.damagedSince(begunAt_.value_or(0)); }
+
+ private:
+  std::shared_ptr<const DecodedPicture> from(size_t start, int64_t display);
+
+  const StreamIndex& stream_;
+  MpegDecodeStats stats_{};
+  PictureSource source_;
+  bool open_ = false;
+  std::optional<size_t> begunAt_;
+  int64_t lastOut_ = -1;
+  std::shared_ptr<const DecodedPicture> held_;  // came out beyond the picture that was looked for
+};
+
+// Pictures at either end of a clip that are not whole, as where it was cut out of a longer one. None when no
+// picture is. Bounded: of ends that take long to decode the pictures count as whole.
+struct BrokenEnds {
+  size_t first = 0, last = 0;
+};
+BrokenEnds brokenEnds(const MediaIndex& index, const StreamIndex& stream,
+                      const mediafile::FileAccess& access);
+
+}  // namespace mfimport
