@@ -50,7 +50,7 @@ bool PictureSource::begin(size_t picture) {
   memoryDue_ = memory_.served();
   damage_ = -1;
   broken_.clear();
-    if (reader_->nextPicture() != picture) {
+  if (reader_->nextPicture() != picture) {
     // The very first positioning of a reader, to the first key picture, is part of opening.
     if (reader_->nextPicture() != 0 || picture != stream_.video.firstKey) ++stats_.seeks;
     if (!reader_->position(picture)) {
