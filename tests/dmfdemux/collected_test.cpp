@@ -34,6 +34,16 @@ TEST(DmfCollected, TooMuchIsNotKept) {
   EXPECT_TRUE(warnings.starts_with("dmfdemux: push: ")) << warnings;
 }
 
+TEST(DmfCollected, AFileThatIsGoneBeforeTheFirstPushFails) {
+  fs::path const file = test::xsubAvi("gone.avi", 320, "--tag DXSB,DXSA");
+  DemuxPtr const demux = opened(file);
+  Recorder a;
+  int const parser = parserFor(demux, 2, a, false);
+  fs::remove(file);
+  EXPECT_EQ(dmfDemuxPush(demux.get(), parser), -1);
+  EXPECT_TRUE(a.events.empty());
+}
+
 TEST(DmfCollected, OneStreamAloneIsNotKept) {
   fs::path const file = test::xsubAvi("alone.avi", 320, "--tag DXSB");
   DemuxPtr const demux = opened(file);
@@ -53,6 +63,13 @@ TEST(DmfWarnings, NameTheFileAndTheReason) {
   EXPECT_EQ(dmfDemuxOpen(demux.get(), other.c_str()), -1);
   EXPECT_EQ(warnings,
             "dmfdemux: " + other.string() + ": no AVI or Matroska file but mov,mp4,m4a,3gp,3g2,mj2");
+}
+
+TEST(DmfWarnings, AreNoneWhereNothingIsWrong) {
+  DemuxPtr const demux = opened(threeLanguages());
+  Recorder to;
+  EXPECT_GT(pushAll(demux, parserFor(demux, 4, to, true)), 0);
+  EXPECT_EQ(warnings, "");
 }
 
 TEST(DmfWarnings, NameTheCallAndWhatWasThrown) {

@@ -165,7 +165,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Character{"\xC1\xBF", {0xFFFD, 0xFFFD}}, Character{"\xE0\x9F\xBF", {0xFFFD}},
                     Character{"\xED\xA0\x80", {0xFFFD}}, Character{"\xED\xBF\xBF", {0xFFFD}},
                     Character{"\xF0\x8F\xBF\xBF", {0xFFFD}}, Character{"\xF4\x90\x80\x80", {0xFFFD}},
-                    Character{"\xF5\x80\x80", {0xFFFD, 0xFFFD, 0xFFFD}},
+                    Character{"\xF5\x80\x80\x80", {0xFFFD, 0xFFFD, 0xFFFD, 0xFFFD}},
                     Character{"\xE2\x82", {0xFFFD, 0xFFFD}}, Character{"\xE2\x82(", {0xFFFD, 0xFFFD, '('}}));
 
 }  // namespace
