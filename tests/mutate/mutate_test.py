@@ -60,6 +60,12 @@ class Finding(unittest.TestCase):
                          [f"{one} -> removed" for one in ("g();", "h();", "a = 1;", "b = 2;", "b = a;")])
         self.assertEqual(changes(text, "swapped"), ["g(); <-> h();", "b = 2; <-> b = a;"])
 
+    def test_entries_of_a_dictionary_do_not_change_places(self):
+        text = 'struct D { void set(char const*, int); }; void f(D d, D e) { %s }'
+        self.assertEqual(changes(text % 'd.set("a", 1); d.set("b", 2);', "swapped"), [])
+        self.assertEqual(len(changes(text % 'd.set("a", 1); d.set("a", 2);', "swapped")), 1)
+        self.assertEqual(len(changes(text % 'd.set("a", 1); e.set("b", 2);', "swapped")), 1)
+
     def test_bodies_without_braces_are_statements(self):
         self.assertEqual(changes("void g(int); void f(int n) { for (int i = 1; n; n = i) g(n); if (n) g(n); else g(n); }",
                                  "removed"), ["g(n); -> removed"] * 3)

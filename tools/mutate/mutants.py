@@ -34,6 +34,8 @@ INTEGERS = {TypeKind.INT, TypeKind.UINT, TypeKind.LONG, TypeKind.ULONG, TypeKind
 
 # Calls that change nothing.
 HARMLESS = r"\b(?:\w+_cast|sizeof|std::(?:min|max|clamp|abs|size|string|string_view)|u?int\d+_t)\b[^(]*\("
+# Entries of a dictionary are read by name.
+ENTRY = r'([\w.>()-]+)\.set\((".*?"),'
 ESCAPE = r"\\(?:x[0-9a-fA-F]+(?![0-9a-fA-F])|[0-7]{1,3}(?![0-7])|[^x0-7])"
 CONVERSION = r"%[-+ #0-9.*]*(?:hh|h|ll|l|z|j|t|L)?[a-zA-Z%]"
 
@@ -356,6 +358,9 @@ class Finder:
         if first.kind in jumps or second.kind in jumps:
             return False
         texts = [self.of(first), self.of(second)]
+        entries = [re.match(ENTRY, text) for text in texts]
+        if all(entries) and entries[0][1] == entries[1][1] and entries[0][2] != entries[1][2]:
+            return False
         names = [set(re.findall(r"[A-Za-z_]\w*", text)) for text in texts]
         written = [re.findall(r"[A-Za-z_]\w*", re.split(r"(?<![=!<>])=(?!=)", text)[0]) for text in texts]
         calls = [re.search(r"\w\s*\(", re.sub(HARMLESS, "", text)) for text in texts]
