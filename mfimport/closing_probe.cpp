@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "mfimport/index_build.h"
 #include "mfimport/picture_reader.h"
 #include "mfimport/video_codec.h"
 
@@ -55,16 +56,6 @@ bool transportEndsWhole(mediafile::ByteSource& source, uint16_t pid) {
 bool hasFieldsOfTheirOwn(const VideoIndex& video) {
   return std::any_of(video.pictures.begin(), video.pictures.end(),
                      [](const Picture& picture) { return picture.packets > 1; });
-}
-
-bool containerVouchesForTheEnd(const MediaIndex& index, const StreamIndex& stream,
-                               const mediafile::FileAccess& access) {
-  if (!index.bytePositions) return true;
-  const bool transport = index.containerType == kContainerTransport || index.containerType == kContainerM2ts;
-  if (!transport || hasFieldsOfTheirOwn(stream.video)) return false;
-  std::string error;
-  const auto source = access.open(index.name, error);
-  return source && transportEndsWhole(*source, stream.id.pid);
 }
 
 // Decodes the end of a stream.
@@ -140,11 +131,20 @@ class ClosingProbe {
 
 }  // namespace
 
+bool containerVouchesForTheEnd(const MediaIndex& index, const StreamIndex& stream,
+                               const mediafile::FileAccess& access) {
+  if (!index.bytePositions) return true;
+  const bool transport = index.containerType == kContainerTransport || index.containerType == kContainerM2ts;
+  if (!transport || hasFieldsOfTheirOwn(stream.video)) return false;
+  std::string error;
+  const auto source = access.open(index.name, error);
+  return source && transportEndsWhole(*source, stream.id.pid);
+}
+
 bool lastPictureIsWhole(const MediaIndex& index, const StreamIndex& stream,
                         const mediafile::FileAccess& access) {
   const VideoIndex& video = stream.video;
-  if (video.pictures.size() <= video.firstKey + 1 || containerVouchesForTheEnd(index, stream, access))
-    return true;
+  if (video.pictures.size() <= video.firstKey + 1) return true;
   ClosingProbe probe(index, stream, access);
   if (!probe.works()) return true;
   // Behind a key picture that only starts a gradual refresh, pictures come out whole later.
@@ -154,6 +154,7 @@ bool lastPictureIsWhole(const MediaIndex& index, const StreamIndex& stream,
     do {
       key = video.keyBefore(key);
     } while (key != video.firstKey && video.pictures[key].rank > video.pictures.back().rank);
+    if (takesLongToDecode(stream, video.pictures.size() - key)) return true;
     if (probe.comesOutWhole(key)) return true;
   }
   return false;

@@ -5,9 +5,13 @@
 
 namespace mfimport {
 
-// Whether the picture decoded last is there with all its bytes. Streams whose packets are counted in a table
-// or have a length of their own need no look; of others, which a recording may leave or a copy may cut
-// anywhere, the last group of pictures is decoded. Reads stream.video.pictures with their ranks.
+// Whether the container tells that the last picture is there with all its bytes: packets are counted in a
+// table or have a length of their own. Others a recording may leave, or a copy cut, anywhere.
+bool containerVouchesForTheEnd(const MediaIndex& index, const StreamIndex& stream,
+                               const mediafile::FileAccess& access);
+
+// Whether the picture decoded last is there with all its bytes, found out by decoding the last group of
+// pictures; true of groups that take too long. Reads stream.video.pictures with their ranks.
 bool lastPictureIsWhole(const MediaIndex& index, const StreamIndex& stream,
                         const mediafile::FileAccess& access);
 

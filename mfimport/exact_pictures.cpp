@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "mfimport/index_build.h"
+
 namespace mfimport {
 
 ExactPictures::ExactPictures(const MediaIndex& index, const StreamIndex& stream,
@@ -47,10 +49,8 @@ std::shared_ptr<const DecodedPicture> ExactPictures::from(size_t start, int64_t 
   }
 }
 
-BrokenEnds brokenEnds(const MediaIndex& index, const StreamIndex& stream,
-                      const mediafile::FileAccess& access) {
-  // About a second of decoding: 128 pictures of 1920 x 1088.
-  constexpr int64_t kMostPixels = int64_t{128} * 1920 * 1088;
+BrokenEnds brokenEnds(const MediaIndex& index, const StreamIndex& stream, const mediafile::FileAccess& access,
+                      bool lookAtTheEnd) {
   constexpr size_t kMostBroken = 64;
   const VideoIndex& video = stream.video;
   const size_t frames = video.frames();
@@ -62,8 +62,7 @@ BrokenEnds brokenEnds(const MediaIndex& index, const StreamIndex& stream,
   while (ends.first < std::min(frames, kMostBroken) && !whole(ends.first)) ++ends.first;
   if (ends.first == std::min(frames, kMostBroken)) return {};
   const size_t tail = video.byDisplay[frames - 1] - video.startFor(frames - 1);
-  const int64_t pixels = int64_t{stream.parameters->width} * stream.parameters->height;
-  if (static_cast<int64_t>(tail) * pixels > kMostPixels) return ends;
+  if (!lookAtTheEnd || takesLongToDecode(stream, tail)) return ends;
   while (ends.last < kMostBroken && ends.first + ends.last + 1 < frames && !whole(frames - 1 - ends.last))
     ++ends.last;
   return ends;

@@ -38,11 +38,12 @@ class ExactPictures {
 };
 
 // Pictures at either end of a clip that are not whole, as where it was cut out of a longer one. None when no
-// picture is. Bounded: of ends that take long to decode the pictures count as whole.
+// picture is. Bounded: of ends that take long to decode the pictures count as whole. The last ones are looked
+// at only with `lookAtTheEnd`.
 struct BrokenEnds {
   size_t first = 0, last = 0;
 };
-BrokenEnds brokenEnds(const MediaIndex& index, const StreamIndex& stream,
-                      const mediafile::FileAccess& access);
+BrokenEnds brokenEnds(const MediaIndex& index, const StreamIndex& stream, const mediafile::FileAccess& access,
+                      bool lookAtTheEnd);
 
 }  // namespace mfimport

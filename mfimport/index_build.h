@@ -68,6 +68,9 @@ void buildAudioIndex(const MediaIndex& index, StreamIndex& stream, const std::ve
 // Joins packets to pictures.
 void groupPackets(StreamIndex& stream, const std::vector<PacketNote>& notes);
 
+// More than about a second of decoding, which opening a file does not spend on looking at pictures.
+bool takesLongToDecode(const StreamIndex& stream, size_t pictures);
+
 // Gives every picture its rank.
 void rankPictures(StreamIndex& stream, const std::vector<PacketNote>& notes, bool stampsMayJump);
 

@@ -223,6 +223,12 @@ void dropBrokenEnds(VideoIndex& video, const BrokenEnds& ends) {
 
 }  // namespace
 
+bool takesLongToDecode(const StreamIndex& stream, size_t pictures) {
+  constexpr int64_t kMostPixels = int64_t{128} * 1920 * 1088;
+  const int64_t pixels = int64_t{stream.parameters->width} * stream.parameters->height;
+  return static_cast<int64_t>(pictures) * pixels > kMostPixels;
+}
+
 void buildVideoIndex(const MediaIndex& index, StreamIndex& stream, const std::vector<PacketNote>& notes,
                      const mediafile::FileAccess& access) {
   VideoIndex& video = stream.video;
@@ -234,12 +240,13 @@ void buildVideoIndex(const MediaIndex& index, StreamIndex& stream, const std::ve
     video.firstKey = 0;  // no marks: any picture may be a beginning
   video.reorderDepth = reorderDepthOf(video);
   // What never comes out whole has no number, and decoders let it get in the way of others.
-  if (!lastPictureIsWhole(index, stream, access)) removeLastPicture(stream);
+  const bool vouched = containerVouchesForTheEnd(index, stream, access);
+  if (!vouched && !lastPictureIsWhole(index, stream, access)) removeLastPicture(stream);
   OpeningProbe probe(index, stream, access);
   const uint32_t reached = probe.run();
   numberForDisplay(video, probe, reached);
   // Streams that can be cut anywhere; other containers list pictures that are there as a whole.
-  if (index.bytePositions) dropBrokenEnds(video, brokenEnds(index, stream, access));
+  if (index.bytePositions) dropBrokenEnds(video, brokenEnds(index, stream, access, !vouched));
   measureGroups(video);
   measureRates(index, stream, notes);
 }

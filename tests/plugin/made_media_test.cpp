@@ -39,20 +39,6 @@ std::vector<Row> rowsWith(char const* kind) {
   return rows;
 }
 
-// What is known to be wrong and waits: the file is made and opened all the same.
-struct Open {
-  char const *file, *aspect, *what;
-};
-constexpr Open kOpen[] = {
-    {"h264_open_aac.mov", "pictures", "the last picture, asked for twice in a row, is refused"},
-    {"xvid_ac3.avi", "pictures", "two pictures in a packet, an empty one behind"},
-    {"msmpeg4v3_wma2.avi", "samples", "the last 2048 samples are silent"},
-    {"msmpeg4v3_wma2.asf", "samples", "the last 2048 samples are silent"},
-    {"h264_wma1.asf", "samples", "the last 2048 samples are silent"},
-    {"wma2.wma", "samples", "the last 2048 samples are silent"},
-    {"prediction.dts", "samples", "subband prediction runs on from before the pre-roll of a seek"},
-};
-
 // An entry of a stream, as the `ffprobe` program tells it.
 std::string probed(std::filesystem::path const& file, std::string const& stream, std::string const& entry) {
   std::string const text =
@@ -82,12 +68,6 @@ class MadeFile : public testing::TestWithParam<Row> {
                     "-flags +bitexact ") +
             GetParam().options);
   }
-  // Why the file waits; null when it does not.
-  static char const* waiting(std::string const& aspect) {
-    for (Open const& open : kOpen)
-      if (open.file == std::string(GetParam().file) && open.aspect == aspect) return open.what;
-    return nullptr;
-  }
   PipePtr open(int threads) const {
     return test::opened(file_, AnyDict("joinMonoStreams", 0, "numThreads", threads));
   }
@@ -108,7 +88,6 @@ TEST_P(MadeFile, HasTheStreamsThatWereWritten) {
 }
 
 TEST_P(MadePictures, EqualTheIndependentDecodeAlsoAfterSeeks) {
-  if (char const* const what = waiting("pictures")) GTEST_SKIP() << what;
   int const depth = probed(file_, "v:0", "pix_fmt").find("10") != std::string::npos ? 10 : 8;
   auto const expected = test::frameHashes(file_);
   ASSERT_GE(expected.size(), 45U);
@@ -123,7 +102,6 @@ TEST_P(MadePictures, EqualTheIndependentDecodeAlsoAfterSeeks) {
 }
 
 TEST_P(MadeSound, EqualsTheIndependentDecodeAlsoAfterSeeks) {
-  if (char const* const what = waiting("samples")) GTEST_SKIP() << what;
   auto const bytes = test::samples(file_, 0, "s16le");
   auto const* const words = reinterpret_cast<int16_t const*>(bytes.data());
   std::vector<int16_t> const expected(words, words + bytes.size() / sizeof(int16_t));

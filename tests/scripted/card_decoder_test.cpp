@@ -85,10 +85,10 @@ class CardDecoderTest : public ScriptedTest {
 TEST_F(CardDecoderTest, OpeningAndClosingLeavesNoDescriptorOpen) {
   ASSERT_EQ(open(description_), 0) << decoder_->errorDesc();
   EXPECT_EQ(decoder_->close(), 0);
-  long const before = test::processUse().descriptors;
+  long const before = test::openDescriptors();
   ASSERT_EQ(decoder_->open(), 0);
   EXPECT_EQ(decoder_->close(), 0);
-  EXPECT_EQ(test::processUse().descriptors, before);
+  EXPECT_EQ(test::openDescriptors(), before);
 }
 
 TEST_F(CardDecoderTest, AListMayGetDescriptorZero) {
