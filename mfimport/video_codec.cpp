@@ -10,6 +10,8 @@ namespace {
 
 constexpr int64_t kMostPixels = int64_t{8192} * 8192;
 
+bool isMpeg12(AVCodecID codec) { return codec == AV_CODEC_ID_MPEG1VIDEO || codec == AV_CODEC_ID_MPEG2VIDEO; }
+
 // The kind that was asked for, or the other where the codec lacks it.
 int threadTypeFor(const AVCodec& codec, int wanted) {
   const bool frames = (codec.capabilities & AV_CODEC_CAP_FRAME_THREADS) != 0;
@@ -40,8 +42,10 @@ lav::CodecContext openVideoCodec(const StreamIndex& stream, const ThreadSetting&
   context->thread_count = isMpeg4Family(codec->id) ? 1 : std::clamp(threads.count, 1, 64);
   context->thread_type = threadTypeFor(*codec, threads.type);
   context->max_pixels = kMostPixels;
-  // What HEVC cannot read it leaves as it was and says so in no other way.
-  if (codec->id == AV_CODEC_ID_HEVC) context->err_recognition |= AV_EF_EXPLODE;
+  // A picture with errors ends with one. What HEVC cannot read it leaves as it was and says so in no other
+  // way; slice threads of MPEG-2 mark the picture when others that refer to it have come out.
+  const bool slicesOfMpeg2 = isMpeg12(codec->id) && context->thread_count > 1;
+  if (codec->id == AV_CODEC_ID_HEVC || slicesOfMpeg2) context->err_recognition |= AV_EF_EXPLODE;
   lav::quieten(*context);
   if (memory) memory->serve(*context);
   context->pkt_timebase = {1, 1};
