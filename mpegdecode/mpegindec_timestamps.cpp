@@ -1,4 +1,5 @@
 // Time stamps of the pictures of a stream, read by a container reader of their own.
+#include <algorithm>
 #include <memory>
 #include <new>
 #include <vector>
@@ -10,6 +11,9 @@
 
 namespace {
 
+// Memory is taken for so many pictures on the file's word; for more only as they come.
+constexpr int kTrustedFrames = 1 << 20;
+
 // Null when a picture is missing.
 std::unique_ptr<KyStreamTimestamps> readTable(MfHandle* handle, int title, int stream, int frames) {
   MfStreamPtr const reader(
@@ -17,7 +21,7 @@ std::unique_ptr<KyStreamTimestamps> readTable(MfHandle* handle, int title, int s
   MfUnit unit{};
   if (!reader || mfCall([&] { return mfimportStreamSeek(reader.get(), 0, &unit); }) != 0) return nullptr;
   std::vector<FrameTime> times;
-  times.reserve(static_cast<size_t>(frames));
+  times.reserve(static_cast<size_t>(std::min(frames, kTrustedFrames)));
   times.push_back({unit.sortKey, unit.time});
   for (int i = 1; i < frames; ++i) {
     if (mfCall([&] { return mfimportStreamGetNext(reader.get(), &unit); }) != 0) return nullptr;
@@ -30,7 +34,7 @@ std::unique_ptr<KyStreamTimestamps> readTable(MfHandle* handle, int title, int s
   return table;
 }
 
-// The number of pictures is the file's word: memory may not hold it.
+// Null as well when memory does not hold them.
 std::unique_ptr<KyStreamTimestamps> frameTable(MfHandle* handle, int title, int stream, int frames) {
   if (frames < 1) return nullptr;
   try {
