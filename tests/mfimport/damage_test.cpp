@@ -30,7 +30,7 @@ const Clip kMpeg4Mp4{"mpeg4.mp4", "-c:v mpeg4 -b:v 1M -g 12 -bf 2 "};
 const Clip kMpeg4Avi{"mpeg4.avi", "-c:v mpeg4 -b:v 1M -g 12 "};
 
 std::string made(const Clip& wanted) {
-  return clip(wanted.name, kSource + std::string(wanted.options) + "{out}");
+  return clip(std::string("damage_") + wanted.name, kSource + std::string(wanted.options) + "{out}");
 }
 
 struct Place {
