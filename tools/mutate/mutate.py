@@ -61,6 +61,7 @@ class Room:
     def __init__(self, name, tree, arguments):
         self.name, self.tree, self.arguments = name, tree, arguments
         self.outcomes = {}  # key to (outcome, detail)
+        self.fresh = set()  # keys that this run tried
         self.results_path = os.path.join(tree.work, "results", name.replace("/", "_") + ".json")
         self.began = time.monotonic()
 
@@ -158,6 +159,7 @@ class Room:
         else:
             outcome, detail = KILLED, found
         self.outcomes[mutant.key] = (outcome, detail)
+        self.fresh.add(mutant.key)
 
     def run(self):
         equivalents = read_equivalents(self.arguments.equivalent)
@@ -234,17 +236,21 @@ class Room:
                     print(f"    {mutant.source}")
         judged = {outcome: sum(self.outcomes.get(mutant.key, ("",))[0] == outcome for mutant in mutants)
                   for outcome in (KILLED, SURVIVED, NOT_REACHED, EQUIVALENT)}
-        tried = sum(judged.values())
-        alive = judged[SURVIVED] + judged[NOT_REACHED]
+        tried, alive = sum(judged.values()), judged[SURVIVED] + judged[NOT_REACHED]
+        # What was left out is taken to be like what was tried now, which an earlier run's killed are not.
+        untried = len(mutants) - tried
+        fresh = sum(mutant.key in self.fresh for mutant in mutants)
+        share = 100 * (alive + untried * alive / max(1, fresh)) / max(1, len(mutants))
         print(f"{self.name}: {len(mutants)} mutants, {tried} tried: {judged[KILLED]} killed, "
               f"{judged[SURVIVED]} survived, {judged[NOT_REACHED]} not reached, {judged[EQUIVALENT]} equivalent; "
-              f"{100 * alive / max(1, tried):.1f} % alive; {time.monotonic() - self.began:.0f} s", flush=True)
+              f"{'about ' if untried else ''}{share:.1f} % alive; {time.monotonic() - self.began:.0f} s", flush=True)
         return alive
 
 
 def options():
     parser = argparse.ArgumentParser(prog="ky mutate", description=__doc__.split("\n\n", maxsplit=1)[0])
-    parser.add_argument("folder", nargs="*", default=CONTRACT_ROOMS, help="rooms; default: " + ", ".join(CONTRACT_ROOMS))
+    parser.add_argument("folder", nargs="*", default=CONTRACT_ROOMS,
+                        help="rooms; default: " + ", ".join(CONTRACT_ROOMS))
     parser.add_argument("--seconds", type=float, default=1800, help="for each folder, building included; 0: no bound "
                         "(default 1800). What is not tried by then is a random part")
     parser.add_argument("--seed", type=int, default=0, help="of the random order")
@@ -252,7 +258,8 @@ def options():
     parser.add_argument("--list", action="store_true", help="print the mutants and try none")
     parser.add_argument("--again", action="store_true", help="leave out what an earlier run saw killed")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="tests at a time")
-    parser.add_argument("--program", action="append", help="run this test program instead of the room's; may be repeated")
+    parser.add_argument("--program", action="append",
+                        help="run this test program instead of the room's; may be repeated")
     parser.add_argument("--work", default=os.path.join(ROOT, "build", "mutate"), help=argparse.SUPPRESS)
     parser.add_argument("--root", default=ROOT, help=argparse.SUPPRESS)
     parser.add_argument("--equivalent", default=os.path.join(ROOT, "tests", "mutate", "equivalent.txt"),
