@@ -88,6 +88,14 @@ inline bool topFieldFirst(const AVFrame& frame) {
 #endif
 }
 
+inline bool keyFrame(const AVFrame& frame) {
+#ifdef AV_FRAME_FLAG_KEY
+  return (frame.flags & AV_FRAME_FLAG_KEY) != 0;
+#else
+  return frame.key_frame != 0;
+#endif
+}
+
 // The decoder met errors in the picture and filled in what it could not read.
 inline bool damaged(const AVFrame& frame) {
   return frame.decode_error_flags != 0 || (frame.flags & AV_FRAME_FLAG_CORRUPT) != 0;

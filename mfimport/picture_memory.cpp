@@ -68,22 +68,19 @@ int PictureMemory::onGetBuffer(AVCodecContext* decoder, AVFrame* frame, int flag
 void PictureMemory::onRows(AVCodecContext* decoder, const AVFrame* frame, int*, int, int, int rows) {
   auto& self = *static_cast<PictureMemory*>(decoder->opaque);
   const std::lock_guard guard(self.lock_);
-  if (const auto found = self.missingRows_.find(frame->pts); found != self.missingRows_.end())
-    found->second -= rows;
+  if (const auto found = self.work_.find(frame->pts); found != self.work_.end())
+    found->second.missingRows -= rows;
 }
 
-bool PictureMemory::hasAllRows(int64_t stamp) {
+PictureMemory::Work PictureMemory::workOf(int64_t stamp) {
   const std::lock_guard guard(lock_);
-  const auto found = missingRows_.find(stamp);
-  if (found == missingRows_.end()) return true;
-  const bool all = found->second <= 0;
-  missingRows_.erase(found);
-  return all;
+  const auto node = work_.extract(stamp);
+  return node ? node.mapped() : Work{};
 }
 
-void PictureMemory::forgetRows() {
+void PictureMemory::forgetWork() {
   const std::lock_guard guard(lock_);
-  missingRows_.clear();
+  work_.clear();
 }
 
 bool PictureMemory::layoutFor(AVCodecContext& decoder, const AVFrame& frame, Layout& layout) {
@@ -114,10 +111,11 @@ bool PictureMemory::layoutFor(AVCodecContext& decoder, const AVFrame& frame, Lay
 }
 
 int PictureMemory::fill(AVCodecContext& decoder, AVFrame& frame, int flags) {
-  served_.fetch_add(1, std::memory_order_relaxed);
-  if (countsRows_) {
+  {
     const std::lock_guard guard(lock_);
-    missingRows_[frame.pts] = decoder.height;
+    Work& work = work_[frame.pts];
+    ++work.pictures;
+    if (countsRows_) work.missingRows = decoder.height;
   }
   Layout layout;
   if (!(decoder.codec->capabilities & AV_CODEC_CAP_DR1) || !layoutFor(decoder, frame, layout))

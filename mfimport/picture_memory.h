@@ -3,7 +3,6 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <map>
 #include <mutex>
 #include <span>
@@ -22,14 +21,17 @@ class PictureMemory {
   // leaves out never depends on what was decoded before.
   explicit PictureMemory(const HostMemory& memory, bool clears = false) : memory_(memory), clears_(clears) {}
 
-  // Pictures that the decoder has asked memory for.
-  int64_t served() const { return served_.load(std::memory_order_relaxed); }
-
-  // From the opening of the decoder on counts the rows that are decoded of each picture, told by its stamp.
+  // From the opening of the decoder on counts the rows that are decoded of each picture.
   void countRows() { countsRows_ = true; }
-  // False when memory was asked for the picture and not all of its rows were decoded. Once for each picture.
-  bool hasAllRows(int64_t stamp);
-  void forgetRows();
+
+  // What decoding the packet of a stamp took.
+  struct Work {
+    int pictures = 0;     // that memory was asked for: its own, and those made up for it to refer to
+    int missingRows = 0;  // not decoded; 0 where rows are not counted
+  };
+  // Once for each packet, when its decoding has ended.
+  Work workOf(int64_t stamp);
+  void forgetWork();
 
   // Before the decoder is opened. Codecs that bring their own memory keep it.
   void serve(AVCodecContext& decoder);
@@ -62,8 +64,7 @@ class PictureMemory {
   HostMemory memory_;
   bool clears_;
   bool countsRows_ = false;
-  std::map<int64_t, int> missingRows_;  // by stamp
-  std::atomic<int64_t> served_{0};
+  std::map<int64_t, Work> work_;  // by stamp
   std::mutex lock_;
   size_t poolBytes_ = 0;
   std::unique_ptr<AVBufferPool, PoolDeleter> pool_;

@@ -43,13 +43,14 @@ bool PictureSource::begin(size_t picture) {
     fed_ = false;
   }
   draining_ = false;
+  failuresAtEnd_ = 0;
   unreadable_ = false;
   userData_.clear();
   beginning_ = checked_ = sent_ = picture;
-  memory_.forgetRows();
-  memoryDue_ = memory_.served();
+  memory_.forgetWork();
   damage_ = -1;
   broken_.clear();
+  preceded_.clear();
   if (reader_->nextPicture() != picture) {
     // The very first positioning of a reader, to the first key picture, is part of opening.
     if (reader_->nextPicture() != 0 || picture != stream_.video.firstKey) ++stats_.seeks;
@@ -79,6 +80,7 @@ std::optional<DecodedPicture> PictureSource::next() {
       const size_t unit = unitOf(*frame);
       if (lav::damaged(*frame)) noteDamage(unit);
       noteUnfinished(unit);
+      if (preceded_.contains(unit) && !lav::keyFrame(*frame)) noteDamage(unit);
       if (display >= passed_ && display < static_cast<int64_t>(stream_.video.frames())) {
         passed_ = display + 1;
         return DecodedPicture{std::move(frame), takeUserData(display), !broken_.contains(unit)};
@@ -89,6 +91,8 @@ std::optional<DecodedPicture> PictureSource::next() {
     if (result != AVERROR(EAGAIN) && result != AVERROR_EOF) {
       complaint_ = lav::errorText(result);
       noteDamage(sent_);
+      // At the end every thread may still hold a picture behind the one that failed.
+      if (draining_ && ++failuresAtEnd_ <= kMostThreads) continue;
     }
     const bool ended = result == AVERROR_EOF || draining_;
     if (ended) {
@@ -123,7 +127,6 @@ bool PictureSource::sendOne() {
   packet_->dts = AV_NOPTS_VALUE;
   // A leap in the counts of a transport stream need not have lost a byte of the picture.
   packet_->flags &= ~(AV_PKT_FLAG_DISCARD | AV_PKT_FLAG_CORRUPT);
-  ++memoryDue_;
   sent_ = unit;
   const int sent = avcodec_send_packet(codec_.get(), packet_.get());
   av_packet_unref(packet_.get());
@@ -133,7 +136,6 @@ bool PictureSource::sendOne() {
     complaint_ = lav::errorText(sent);
     noteDamage(unit);
   }
-  noteMissingReferences(unit);
   return true;
 }
 
@@ -153,23 +155,18 @@ void PictureSource::noteDamage(size_t unit) {
 }
 
 // What came out was sent to a thread after all that were decoded before it, and results keep that order:
-// those are finished, and rows that they lack stay missing.
+// those are finished, and rows that they lack stay missing. Decoders make up pictures that are referred to
+// and not there. A key picture may be preceded by some: it refers to none of them.
 void PictureSource::noteUnfinished(size_t unit) {
   const auto& pictures = stream_.video.pictures;
   for (; checked_ <= unit; ++checked_) {
-    const int64_t stamp = pictures[checked_].display != Picture::kNotShown
-                              ? pictures[checked_].display
-                              : -1 - static_cast<int64_t>(checked_);
-    if (!memory_.hasAllRows(stamp)) noteDamage(checked_);
+    const Picture& picture = pictures[checked_];
+    const int64_t stamp =
+        picture.display != Picture::kNotShown ? picture.display : -1 - static_cast<int64_t>(checked_);
+    const PictureMemory::Work work = memory_.workOf(stamp);
+    if (work.pictures > 1 && picture.key) preceded_.insert(checked_);
+    if (work.missingRows > 0 || (work.pictures > 1 && !picture.key)) noteDamage(checked_);
   }
-}
-
-// Decoders make up pictures that are referred to and not there, which takes memory that is not due. A key
-// picture may be preceded by some: it refers to none of them.
-void PictureSource::noteMissingReferences(size_t unit) {
-  if (memory_.served() <= memoryDue_) return;
-  memoryDue_ = memory_.served();
-  if (!stream_.video.pictures[unit].key) noteDamage(unit);
 }
 
 void PictureSource::keepUserData(int64_t display, const AVPacket& packet) {

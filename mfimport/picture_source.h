@@ -64,7 +64,6 @@ class PictureSource {
  private:
   bool sendOne();
   void noteDamage(size_t unit);
-  void noteMissingReferences(size_t unit);
   void noteUnfinished(size_t unit);
   size_t unitOf(const AVFrame& frame) const;
   void keepUserData(int64_t display, const AVPacket& packet);
@@ -82,15 +81,16 @@ class PictureSource {
   int nalLengthBytes_ = 0;
   bool fed_ = false;  // packets were sent since the decoder was opened or flushed
   bool draining_ = false;
+  int failuresAtEnd_ = 0;
   bool unreadable_ = false;
   int64_t passed_ = 0;
   Care care_;
-  size_t beginning_ = 0;     // the picture that decoding began at
-  size_t checked_ = 0;       // pictures before it are known to be complete or not
-  size_t sent_ = 0;          // the one sent last
-  int64_t memoryDue_ = 0;    // pictures that memory is due for, of those sent
-  int64_t damage_ = -1;      // the last picture in decoding that had any
-  std::set<size_t> broken_;  // pictures, in decoding order
+  size_t beginning_ = 0;       // the picture that decoding began at
+  size_t checked_ = 0;         // pictures before it are known to be complete or not
+  size_t sent_ = 0;            // the one sent last
+  int64_t damage_ = -1;        // the last picture in decoding that had any
+  std::set<size_t> broken_;    // pictures, in decoding order
+  std::set<size_t> preceded_;  // key pictures that the decoder made up references for
   std::string complaint_;
   std::map<int64_t, std::vector<UserData>> userData_;  // of pictures inside the decoder
 };

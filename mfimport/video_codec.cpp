@@ -18,8 +18,8 @@ int threadTypeFor(const AVCodec& codec, int wanted) {
   const bool slices = (codec.capabilities & AV_CODEC_CAP_SLICE_THREADS) != 0;
   if (wanted == FF_THREAD_FRAME && !frames && slices) return FF_THREAD_SLICE;
   if (wanted == FF_THREAD_SLICE && !slices && frames) return FF_THREAD_FRAME;
-  // Between its slice threads H.264 loses track of damage.
-  if (codec.id == AV_CODEC_ID_H264) return FF_THREAD_FRAME;
+  // Between their slice threads H.264 and HEVC lose track of damage.
+  if (codec.id == AV_CODEC_ID_H264 || codec.id == AV_CODEC_ID_HEVC) return FF_THREAD_FRAME;
   return wanted;
 }
 
@@ -39,7 +39,7 @@ lav::CodecContext openVideoCodec(const StreamIndex& stream, const ThreadSetting&
   // Later versions copy the container's; what stands here behind is the coded rate.
   context->framerate = {0, 1};
   // Threads of MPEG-4 and its relatives hand pictures on before they are marked as damaged.
-  context->thread_count = isMpeg4Family(codec->id) ? 1 : std::clamp(threads.count, 1, 64);
+  context->thread_count = isMpeg4Family(codec->id) ? 1 : std::clamp(threads.count, 1, kMostThreads);
   context->thread_type = threadTypeFor(*codec, threads.type);
   context->max_pixels = kMostPixels;
   // A picture with errors ends with one. What HEVC cannot read it leaves as it was and says so in no other

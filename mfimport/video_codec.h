@@ -7,6 +7,8 @@
 
 namespace mfimport {
 
+constexpr int kMostThreads = 64;
+
 // Decoder threads; several pictures at once, or the slices of one.
 struct ThreadSetting {
   int count = 1;

@@ -26,6 +26,12 @@ const Clip kH264Open{"h264_open.mp4",
                      "-c:v libx264 -preset veryfast -x264-params keyint=24:bframes=2:open-gop=1 "};
 const Clip kH264Refresh{"h264_refresh.ts",
                         "-c:v libx264 -preset veryfast -x264-params keyint=20:intra-refresh=1:bframes=0 "};
+const Clip kHevcTs{
+    "hevc.ts", "-c:v libx265 -preset ultrafast -x265-params log-level=none:keyint=24:bframes=3:open-gop=0 "};
+const Clip kHevcOpen{"hevc_open.mp4",
+                     "-c:v libx265 -preset ultrafast -x265-params log-level=none:keyint=24:bframes=3 "};
+const Clip kH264Slices{"h264_slices.ts",
+                       "-c:v libx264 -preset veryfast -x264-params keyint=24:bframes=2:slices=4 "};
 const Clip kMpeg4Mp4{"mpeg4.mp4", "-c:v mpeg4 -b:v 1M -g 12 -bf 2 "};
 const Clip kMpeg4Avi{"mpeg4.avi", "-c:v mpeg4 -b:v 1M -g 12 "};
 
@@ -148,7 +154,7 @@ std::string nameOf(const testing::TestParamInfo<std::tuple<Clip, Damage>>& test)
 
 INSTANTIATE_TEST_SUITE_P(Cut, DamagedClip,
                          testing::Combine(testing::Values(kMpeg2Ts, kMpeg2Ps, kH264Ts, kH264Refresh,
-                                                          kMpeg4Avi),
+                                                          kH264Slices, kHevcTs, kMpeg4Avi),
                                           testing::Values(kCut)),
                          nameOf);
 INSTANTIATE_TEST_SUITE_P(Hit, DamagedClip,
@@ -158,5 +164,7 @@ INSTANTIATE_TEST_SUITE_P(Hit, DamagedClip,
                          nameOf);
 INSTANTIATE_TEST_SUITE_P(HitOpenGroups, DamagedClip,
                          testing::Combine(testing::Values(kH264Open), testing::Values(kZeros)), nameOf);
+INSTANTIATE_TEST_SUITE_P(HitHevc, DamagedClip,
+                         testing::Values(std::tuple(kHevcTs, kZeros), std::tuple(kHevcOpen, kNoise)), nameOf);
 
 }  // namespace
