@@ -1,7 +1,8 @@
 // What opening asks of the library, in which order, and what it says.
+#include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <regex>
+#include <optional>
 #include <thread>
 
 #include "host/colour.h"
@@ -17,18 +18,36 @@ using namespace std::chrono_literals;
 
 class OpeningDetails : public ScriptedTest {
  protected:
-  // The numbers of the only line at the level that matches, first group first.
-  std::vector<std::string> numbersOf(int level, std::string const& pattern) const {
+  // The numbers of the only line at the level that is the pattern with a number for each "$", in order.
+  std::vector<std::string> numbersOf(int level, std::string_view pattern) const {
     std::vector<std::string> found;
     int lines = 0;
     for (auto const& line : log.lines) {
-      std::smatch match;
-      if (line.level != level || !std::regex_match(line.text, match, std::regex(pattern))) continue;
+      auto numbers = numbersIn(line.text, pattern);
+      if (line.level != level || !numbers) continue;
       ++lines;
-      found.assign(std::next(match.begin()), match.end());
+      found = std::move(*numbers);
     }
     EXPECT_EQ(lines, 1) << pattern;
     return found;
+  }
+
+ private:
+  // Nothing where the whole text is not that of the pattern.
+  static std::optional<std::vector<std::string>> numbersIn(std::string_view text, std::string_view pattern) {
+    std::vector<std::string> numbers;
+    for (char const wanted : pattern) {
+      if (wanted != '$') {
+        if (!text.starts_with(wanted)) return std::nullopt;
+        text.remove_prefix(1);
+        continue;
+      }
+      size_t const length = std::min(text.find_first_not_of("-.0123456789"), text.size());
+      if (length == 0) return std::nullopt;
+      numbers.emplace_back(text.substr(0, length));
+      text.remove_prefix(length);
+    }
+    return text.empty() ? std::optional(numbers) : std::nullopt;
   }
 };
 
@@ -103,24 +122,21 @@ TEST_F(OpeningDetails, TheParsingIsTimedAndItsStreamsAreCounted) {
   };
   opened();
   library.onCall = nullptr;
-  auto const numbers =
-      numbersOf(kLogTrace,
-                "mpegInGetInfo: ([0-9.]+) sec, result=(-?[0-9]+), nvids=([0-9]+), nauds=([0-9]+), "
-                "nsubs=([0-9]+)");
+  auto const numbers = numbersOf(kLogTrace, "mpegInGetInfo: $ sec, result=$, nvids=$, nauds=$, nsubs=$");
   ASSERT_EQ(numbers.size(), 5U);
   EXPECT_GE(std::stod(numbers[0]), 0.02);
   EXPECT_EQ(numbers[1], "0");
   EXPECT_EQ(numbers[2], "2");
   EXPECT_EQ(numbers[3], "9") << "four of the known formats and five others";
   EXPECT_EQ(numbers[4], "3");
-  EXPECT_GE(std::stod(numbersOf(kLogTrace, "mpegdec: opened in ([0-9.]+) sec\\.").at(0)), 0.02);
+  EXPECT_GE(std::stod(numbersOf(kLogTrace, "mpegdec: opened in $ sec.").at(0)), 0.02);
 }
 
 TEST_F(OpeningDetails, AFileWithoutVideoHasNoVideoStreamsWhateverTheirNumber) {
   library.addVideo().info.present = 0;
   library.addAudio(kAudioLpcm);
   opened();
-  EXPECT_EQ(numbersOf(kLogTrace, "mpegInGetInfo: .* result=0, nvids=([0-9]+), nauds=1, nsubs=0").at(0), "0");
+  EXPECT_EQ(numbersOf(kLogTrace, "mpegInGetInfo: $ sec, result=0, nvids=$, nauds=1, nsubs=0").at(1), "0");
   EXPECT_EQ(pipe->countStreams(kKindVideo), 0);
 }
 
@@ -130,7 +146,7 @@ TEST_F(OpeningDetails, TheOpeningOfAStreamIsTimedWithItsResult) {
     if (function == kOpen) std::this_thread::sleep_for(20ms);
   };
   opened();
-  auto numbers = numbersOf(kLogTrace, "mpegInOpen: ([0-9.]+) sec, result=(-?[0-9]+)");
+  auto numbers = numbersOf(kLogTrace, "mpegInOpen: $ sec, result=$");
   ASSERT_EQ(numbers.size(), 2U);
   EXPECT_GE(std::stod(numbers[0]), 0.02);
   EXPECT_EQ(numbers[1], "0");
@@ -138,7 +154,7 @@ TEST_F(OpeningDetails, TheOpeningOfAStreamIsTimedWithItsResult) {
   library.give(kOpen, 17);
   ready();
   EXPECT_EQ(pipe->open(), -1);
-  numbers = numbersOf(kLogTrace, "mpegInOpen: ([0-9.]+) sec, result=(-?[0-9]+)");
+  numbers = numbersOf(kLogTrace, "mpegInOpen: $ sec, result=$");
   ASSERT_EQ(numbers.size(), 2U);
   EXPECT_EQ(numbers[1], "17");
   library.onCall = nullptr;
@@ -154,8 +170,7 @@ TEST_F(OpeningDetails, SwitchingASubpictureIsTimed) {
   };
   ASSERT_EQ(pipe->setStreamParam(kKindVideo, 1, "subpicOverlay", 2), 0);
   library.onCall = nullptr;
-  auto const numbers =
-      numbersOf(0, "\\[scripted\\] Switched video #([0-9]+) to subpic #([0-9]+) in ([0-9.]+)");
+  auto const numbers = numbersOf(0, "[scripted] Switched video #$ to subpic #$ in $");
   ASSERT_EQ(numbers.size(), 3U);
   EXPECT_EQ(numbers[0], "1");
   EXPECT_EQ(numbers[1], "2");
