@@ -197,8 +197,8 @@ std::shared_ptr<const DecodedPicture> VideoDecoder::decodeExactly(int64_t local,
   if (!exact_->metDamage()) begun_ = false;
   if (!found && !warned_) {
     warned_ = true;
-    host_.warning(formatted("mfimport: '%s': picture %lld is missing or damaged; such pictures fail",
-                            clip.index->name.c_str(), static_cast<long long>(clip.first + local)));
+    host_.warning(formatted("mfimport: '%s': picture %s is missing or damaged; such pictures fail",
+                            clip.index->name.c_str(), std::to_string(clip.first + local).c_str()));
   }
   return found;
 }
