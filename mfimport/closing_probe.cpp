@@ -111,7 +111,7 @@ class ClosingProbe {
       const int result = avcodec_receive_frame(codec_.get(), frame.get());
       if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
       if (result < 0 || frame->pts != stream_.video.pictures.back().rank) continue;
-      if (frame->decode_error_flags == 0 && (frame->flags & AV_FRAME_FLAG_CORRUPT) == 0) keep(*frame);
+      if (!lav::damaged(*frame)) keep(*frame);
     }
   }
 

@@ -451,6 +451,12 @@ HeaderInfo readH264Sequence(std::span<const uint8_t> unit) {
   return info;
 }
 
+HeaderInfo readMpeg4Layer(std::span<const uint8_t> unit) {
+  HeaderInfo info;
+  readMpeg4Unit(unit, info);
+  return info;
+}
+
 HeaderInfo readHeaders(HeaderSyntax syntax, std::span<const uint8_t> extradata,
                        std::span<const uint8_t> packet) {
   HeaderInfo info;

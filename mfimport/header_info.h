@@ -63,6 +63,8 @@ HeaderInfo readHeaders(HeaderSyntax syntax, std::span<const uint8_t> extradata,
 
 // A sequence parameter set of H.264, behind its NAL header.
 HeaderInfo readH264Sequence(std::span<const uint8_t> unit);
+// A video object layer of MPEG-4, its start code value first.
+HeaderInfo readMpeg4Layer(std::span<const uint8_t> unit);
 
 // Frames per second by headers of MPEG-1, MPEG-2 and MPEG-4; 0 when they do not tell.
 double codedRate(const HeaderInfo& headers);

@@ -74,27 +74,10 @@ PictureKind readMainKind(const Vc1Sequence& sequence, BitReader& bits) {
   return bits.flag() ? PictureKind::intra : PictureKind::bidirectional;
 }
 
-int bitsFor(uint32_t resolution) { return std::max(1, static_cast<int>(std::bit_width(resolution - 1))); }
-
-// vop_time_increment_resolution of a video object layer (ISO/IEC 14496-2 6.2.3) as the bits that count it.
-int readTimeBits(std::span<const uint8_t> unit) {
-  constexpr uint32_t kExtendedPar = 15, kGrayscale = 3, kVbvBits = 79;
-  BitReader bits(unit.subspan(1));
-  bits.skip(9);  // random_accessible_vol, video_object_type_indication
-  uint32_t version = 1;
-  if (bits.flag()) {
-    version = bits.bits(4);
-    bits.skip(3);
-  }
-  if (bits.bits(4) == kExtendedPar) bits.skip(16);
-  if (bits.flag()) {  // vol_control_parameters
-    bits.skip(3);
-    if (bits.flag()) bits.skip(kVbvBits);
-  }
-  if (bits.bits(2) == kGrayscale && version != 1) bits.skip(4);
-  bits.skip(1);
-  const uint32_t resolution = bits.bits(16);
-  return bits.failed() || resolution == 0 ? 0 : bitsFor(resolution);
+// The bits that count vop_time_increment (ISO/IEC 14496-2 6.2.5), by the video object layer; 0 unknown.
+int readTimeBits(std::span<const uint8_t> layer) {
+  const auto ticks = static_cast<uint32_t>(readMpeg4Layer(layer).clockTicks);
+  return ticks == 0 ? 0 : std::max(1, static_cast<int>(std::bit_width(ticks - 1)));
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 
     packed_avi.py IN.m4v OUT.avi WIDTH HEIGHT RATE [empty]
 
-A chunk holds an anchor and the B picture that is shown before it; the chunk behind is a placeholder, a picture that is
+A chunk holds an anchor and the B picture that is shown before it; the chunk behind holds a picture that is
 not coded or, with `empty`, no bytes at all. User data "DivX503b1393p" announces it. RATE pictures per second, whole.
 """
 import struct
@@ -15,7 +15,7 @@ from bit_writer import BitWriter
 ANNOUNCEMENT = b"\0\0\1\xb2DivX503b1393p"
 
 
-def placeholder(rate):
+def uncoded(rate):
     """A predicted picture with vop_coded 0 (ISO/IEC 14496-2 6.2.5)."""
     bits = BitWriter().bits(2, 1).bits(1, 0).bits(1, 1).bits(max(1, (rate - 1).bit_length()), 0).bits(1, 1).bits(1, 0)
     return b"\0\0\1\xb6" + bits.stuffing().bytes()
@@ -37,8 +37,8 @@ def time_base(picture):
 
 
 def pack(pictures, empty):
-    """Anchor A, B pictures b1 .. bn behind it: [A b1] [b2] .. [bn] [placeholder]."""
-    blank = b"" if empty else placeholder(time_base(pictures[0]))
+    """Anchor A, B pictures b1 .. bn behind it: [A b1] [b2] .. [bn] [uncoded]."""
+    blank = b"" if empty else uncoded(time_base(pictures[0]))
     chunks, i = [], 0
     while i < len(pictures):
         run = 1
