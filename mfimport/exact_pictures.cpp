@@ -14,10 +14,10 @@ std::shared_ptr<const DecodedPicture> ExactPictures::find(size_t display, std::s
   if (!open_ && !source_.open({}, error)) return nullptr;
   open_ = true;
   const VideoIndex& video = stream_.video;
-  size_t start = video.startFor(display);
+  size_t start = source_.startFor(display);
   for (int beginning = 0; beginning < kMostBeginnings; ++beginning) {
     std::shared_ptr<const DecodedPicture> found = from(start, static_cast<int64_t>(display));
-    if (found && found->whole) return found;
+    if (found && found->whole && start <= source_.startFor(display)) return found;
     if (found) error = "it is damaged or refers to pictures that are not there";
     if (start == video.firstKey || source_.unreadable()) break;
     start = video.keyBefore(start);
@@ -28,6 +28,8 @@ std::shared_ptr<const DecodedPicture> ExactPictures::find(size_t display, std::s
 
 // Decodes until `display` comes out. Null when it does not.
 std::shared_ptr<const DecodedPicture> ExactPictures::from(size_t start, int64_t display) {
+  if (const auto first = firstOut_.find(start); first != firstOut_.end() && display < first->second)
+    return nullptr;
   if (begunAt_ != start || display <= lastOut_ || source_.unreadable()) {
     held_.reset();
     begunAt_.reset();
@@ -40,6 +42,7 @@ std::shared_ptr<const DecodedPicture> ExactPictures::from(size_t start, int64_t 
       std::optional<DecodedPicture> decoded = source_.next();
       if (!decoded) return nullptr;
       held_ = std::make_shared<const DecodedPicture>(std::move(*decoded));
+      firstOut_.try_emplace(start, held_->frame->pts);
     }
     if (held_->frame->pts > display) return nullptr;
     std::shared_ptr<const DecodedPicture> picture = std::move(held_);

@@ -1,6 +1,7 @@
 // Pictures of a clip that has damage: each is the same whichever way it is reached, or an error.
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -35,6 +36,7 @@ class ExactPictures {
   std::optional<size_t> begunAt_;
   int64_t lastOut_ = -1;
   std::shared_ptr<const DecodedPicture> held_;  // came out beyond the picture that was looked for
+  std::map<size_t, int64_t> firstOut_;          // by beginning, where known
 };
 
 // Pictures at either end of a clip that are not whole, as where it was cut out of a longer one. None when no

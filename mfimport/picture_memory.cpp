@@ -26,6 +26,27 @@ void takeOver([[maybe_unused]] void* block) {
 constexpr size_t kAlignment = 64;
 constexpr size_t kReadBehind = 16 + kAlignment - 1;
 
+// What stands at the first bytes of each block before it is decoded, in steps of the smallest coding tree
+// block (ITU-T H.265, 7.4.3.2.1: 16 samples). Filters at the edges of decoded blocks do not reach so far into
+// others.
+constexpr int kBlock = 16;
+constexpr std::array<uint8_t, 8> kUnwritten{0xa3, 0x1c, 0xf9, 0x46, 0x6a, 0xd5, 0x08, 0xb7};
+
+// Calls `visit` with the first byte of each block until it answers false.
+template <typename Visit>
+bool everyBlock(const AVFrame& frame, Visit visit) {
+  const AVPixFmtDescriptor& format = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+  const ptrdiff_t step = ptrdiff_t{kBlock} * format.comp[0].step;
+  const ptrdiff_t end =
+      ptrdiff_t{frame.width} * format.comp[0].step - static_cast<ptrdiff_t>(kUnwritten.size());
+  for (int y = 0; y < frame.height; y += kBlock) {
+    uint8_t* const row = frame.data[0] + ptrdiff_t{y} * frame.linesize[0];
+    for (ptrdiff_t x = 0; x <= end; x += step)
+      if (!visit(row + x)) return false;
+  }
+  return true;
+}
+
 size_t aligned(size_t bytes) { return (bytes + kAlignment - 1) / kAlignment * kAlignment; }
 
 // A block of the caller's memory. The pool hands it out again and again, so its first contents are cleared
@@ -48,7 +69,10 @@ AVBufferRef* newBlock(void* opaque, size_t bytes) {
 void PictureMemory::serve(AVCodecContext& decoder) {
   decoder.opaque = this;
   decoder.get_buffer2 = &onGetBuffer;
-  if (countsRows_) decoder.draw_horiz_band = &onRows;
+  if (followsRows_) {
+    decoder.draw_horiz_band = &onRows;
+    decoder.slice_flags = SLICE_FLAG_ALLOW_FIELD | SLICE_FLAG_CODED_ORDER;
+  }
 #if LIBAVCODEC_VERSION_MAJOR < 60
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -65,17 +89,31 @@ int PictureMemory::onGetBuffer(AVCodecContext* decoder, AVFrame* frame, int flag
   return static_cast<PictureMemory*>(decoder->opaque)->fill(*decoder, *frame, flags);
 }
 
-void PictureMemory::onRows(AVCodecContext* decoder, const AVFrame* frame, int*, int, int, int rows) {
+void PictureMemory::onRows(AVCodecContext* decoder, const AVFrame* frame, int*, int y, int structure,
+                           int rows) {
   auto& self = *static_cast<PictureMemory*>(decoder->opaque);
   const std::lock_guard guard(self.lock_);
-  if (const auto found = self.work_.find(frame->pts); found != self.work_.end())
-    found->second.missingRows -= rows;
+  const auto found = self.work_.find(frame->pts);
+  if (found == self.work_.end() || y >= found->second.height) return;
+  int& next = found->second.next[static_cast<size_t>(structure) & 3];
+  found->second.disordered |= y != next;
+  next = y + rows;
+}
+
+bool PictureMemory::Progress::complete() const {
+  const auto done = [this](size_t structure) { return next[structure] >= height; };
+  if (height > 0 && (disordered || !(done(3) || (done(1) && done(2))))) return false;
+  return !watched || everyBlock(*watched, [](const uint8_t* block) {
+    return std::memcmp(block, kUnwritten.data(), kUnwritten.size()) != 0;
+  });
 }
 
 PictureMemory::Work PictureMemory::workOf(int64_t stamp) {
-  const std::lock_guard guard(lock_);
-  const auto node = work_.extract(stamp);
-  return node ? node.mapped() : Work{};
+  const auto node = [&] {
+    const std::lock_guard guard(lock_);
+    return work_.extract(stamp);
+  }();
+  return node ? Work{node.mapped().pictures, node.mapped().complete()} : Work{};
 }
 
 void PictureMemory::forgetWork() {
@@ -113,9 +151,9 @@ bool PictureMemory::layoutFor(AVCodecContext& decoder, const AVFrame& frame, Lay
 int PictureMemory::fill(AVCodecContext& decoder, AVFrame& frame, int flags) {
   {
     const std::lock_guard guard(lock_);
-    Work& work = work_[frame.pts];
+    Progress& work = work_[frame.pts];
     ++work.pictures;
-    if (countsRows_) work.missingRows = decoder.height;
+    if (followsRows_) work.height = decoder.height;
   }
   Layout layout;
   if (!(decoder.codec->capabilities & AV_CODEC_CAP_DR1) || !layoutFor(decoder, frame, layout))
@@ -131,7 +169,21 @@ int PictureMemory::fill(AVCodecContext& decoder, AVFrame& frame, int flags) {
     frame.data[plane] = layout.strides[plane] ? start + layout.offsets[plane] : nullptr;
   }
   frame.extended_data = frame.data;
+  if (watchesBlocks_) watch(frame);
   return 0;
+}
+
+void PictureMemory::watch(const AVFrame& frame) {
+  everyBlock(frame, [](uint8_t* block) {
+    std::memcpy(block, kUnwritten.data(), kUnwritten.size());
+    return true;
+  });
+  lav::Frame reference = lav::newFrame();
+  if (av_frame_ref(reference.get(), &frame) < 0) return;
+  const std::lock_guard guard(lock_);
+  lav::Frame& watched = work_[frame.pts].watched;
+  // The picture itself comes first, then those that are made up for it to refer to.
+  if (!watched) watched = std::move(reference);
 }
 
 AVBufferRef* PictureMemory::block(size_t bytes) {

@@ -21,13 +21,18 @@ class PictureMemory {
   // leaves out never depends on what was decoded before.
   explicit PictureMemory(const HostMemory& memory, bool clears = false) : memory_(memory), clears_(clears) {}
 
-  // From the opening of the decoder on counts the rows that are decoded of each picture.
-  void countRows() { countsRows_ = true; }
+  // From the opening of the decoder on follows which rows are decoded of each picture. For H.264, which
+  // reports those that it decodes, not those that it conceals.
+  void followRows() { followsRows_ = true; }
+
+  // From the opening of the decoder on looks for blocks of pictures that nobody wrote to. For HEVC, which
+  // says nothing of a slice that ends too early.
+  void watchBlocks() { watchesBlocks_ = true; }
 
   // What decoding the packet of a stamp took.
   struct Work {
-    int pictures = 0;     // that memory was asked for: its own, and those made up for it to refer to
-    int missingRows = 0;  // not decoded; 0 where rows are not counted
+    int pictures = 0;      // that memory was asked for: its own, and those made up for it to refer to
+    bool complete = true;  // all of it was decoded, as far as that is followed
   };
   // Once for each packet, when its decoding has ended.
   Work workOf(int64_t stamp);
@@ -50,12 +55,23 @@ class PictureMemory {
     size_t bytes = 0;
   };
 
+  struct Progress {
+    int pictures = 0;
+    int height = 0;             // rows; 0 where they are not followed
+    std::array<int, 4> next{};  // row that comes next of 1: top field, 2: bottom field, 3: frame
+    bool disordered = false;
+    lav::Frame watched;  // null where blocks are not watched
+
+    bool complete() const;
+  };
+
   static void onRows(AVCodecContext* decoder, const AVFrame* frame, int* offsets, int y, int structure,
                      int rows);
   static int onGetBuffer(AVCodecContext* decoder, AVFrame* frame, int flags);
   static bool layoutFor(AVCodecContext& decoder, const AVFrame& frame, Layout& layout);
   int fill(AVCodecContext& decoder, AVFrame& frame, int flags);
   AVBufferRef* block(size_t bytes);
+  void watch(const AVFrame& frame);
 
   struct PoolDeleter {
     void operator()(AVBufferPool* pool) const { av_buffer_pool_uninit(&pool); }
@@ -63,8 +79,9 @@ class PictureMemory {
 
   HostMemory memory_;
   bool clears_;
-  bool countsRows_ = false;
-  std::map<int64_t, Work> work_;  // by stamp
+  bool followsRows_ = false;
+  bool watchesBlocks_ = false;
+  std::map<int64_t, Progress> work_;  // by stamp
   std::mutex lock_;
   size_t poolBytes_ = 0;
   std::unique_ptr<AVBufferPool, PoolDeleter> pool_;

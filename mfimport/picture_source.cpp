@@ -5,30 +5,25 @@
 #include "mfimport/classify.h"
 
 namespace mfimport {
-namespace {
-
-// HEVC is shown as it was read: what its slices leave out stays as it was.
-bool leavesGaps(AVCodecID codec) { return codec == AV_CODEC_ID_HEVC; }
-
-}  // namespace
-
 PictureSource::PictureSource(const MediaIndex& index, const StreamIndex& stream, mediafile::FileAccess access,
                              const HostMemory& memory, MpegDecodeStats& stats, Care care)
     : index_(index),
       stream_(stream),
       access_(std::move(access)),
       stats_(stats),
-      memory_(memory, care == Care::exact || leavesGaps(stream.codec())),
+      memory_(memory, care == Care::exact),
       care_(care) {}
 
 bool PictureSource::open(const ThreadSetting& threads, std::string& error) {
   reader_ = PictureReader::open(index_, stream_, access_, error);
   if (!reader_) return false;
-  ThreadSetting setting = threads;
-  if (care_ == Care::exact) setting.count = 1;
-  // Frame threads of H.264 lose the marks of pictures that they conceal.
-  if (setting.count > 1 && stream_.codec() == AV_CODEC_ID_H264) memory_.countRows();
-  codec_ = openVideoCodec(stream_, setting, &memory_, error);
+  threads_ = threads;
+  if (care_ == Care::exact) threads_.count = 1;
+  // H.264 marks pictures that it conceals when they come out, behind others that refer to them, and its frame
+  // threads lose the marks.
+  if (care_ == Care::quick && stream_.codec() == AV_CODEC_ID_H264) memory_.followRows();
+  if (stream_.codec() == AV_CODEC_ID_HEVC) memory_.watchBlocks();
+  codec_ = openVideoCodec(stream_, threads_, &memory_, error);
   if (!codec_) return false;
   packet_ = lav::newPacket();
   nalLengthBytes_ = nalLengthBytes(headerSyntaxOf(stream_.codec()), lav::extradata(*stream_.parameters));
@@ -37,11 +32,7 @@ bool PictureSource::open(const ThreadSetting& threads, std::string& error) {
 
 bool PictureSource::begin(size_t picture) {
   const Picture& key = stream_.video.pictures[picture];
-  if (fed_) {
-    avcodec_flush_buffers(codec_.get());
-    ++stats_.flushes;
-    fed_ = false;
-  }
+  if (fed_ && !startAnew()) return false;
   draining_ = false;
   failuresAtEnd_ = 0;
   unreadable_ = false;
@@ -49,6 +40,7 @@ bool PictureSource::begin(size_t picture) {
   beginning_ = checked_ = sent_ = picture;
   memory_.forgetWork();
   damage_ = -1;
+  first_ = true;
   broken_.clear();
   preceded_.clear();
   if (reader_->nextPicture() != picture) {
@@ -69,6 +61,19 @@ bool PictureSource::begin(size_t picture) {
   return true;
 }
 
+// A decoder keeps more than its pictures: what it knows of motion fills in damaged ones. A new one has
+// nothing to remember.
+bool PictureSource::startAnew() {
+  fed_ = false;
+  if (care_ == Care::exact) {
+    codec_ = openVideoCodec(stream_, threads_, &memory_, complaint_);
+    return codec_ != nullptr;
+  }
+  avcodec_flush_buffers(codec_.get());
+  ++stats_.flushes;
+  return true;
+}
+
 std::optional<DecodedPicture> PictureSource::next() {
   lav::Frame frame = spare_ ? std::move(spare_) : lav::newFrame();
   for (;;) {
@@ -80,6 +85,7 @@ std::optional<DecodedPicture> PictureSource::next() {
       const size_t unit = unitOf(*frame);
       if (lav::damaged(*frame)) noteDamage(unit);
       noteUnfinished(unit);
+      noteRefresh(unit, *frame);
       if (preceded_.contains(unit) && !lav::keyFrame(*frame)) noteDamage(unit);
       if (display >= passed_ && display < static_cast<int64_t>(stream_.video.frames())) {
         passed_ = display + 1;
@@ -139,6 +145,17 @@ bool PictureSource::sendOne() {
   return true;
 }
 
+size_t PictureSource::startFor(size_t display) const {
+  const size_t start = stream_.video.startFor(display);
+  return gradual_ ? stream_.video.keyBefore(start) : start;
+}
+
+bool PictureSource::damagedSince(size_t picture) const {
+  for (int beginning = 1; gradual_ && beginning < kMostBeginnings; ++beginning)
+    picture = stream_.video.keyBefore(picture);
+  return damage_ >= static_cast<int64_t>(picture);
+}
+
 size_t PictureSource::unitOf(const AVFrame& frame) const {
   if (frame.pts < 0) return static_cast<size_t>(-1 - frame.pts);
   const auto display = static_cast<size_t>(frame.pts);
@@ -165,8 +182,20 @@ void PictureSource::noteUnfinished(size_t unit) {
         picture.display != Picture::kNotShown ? picture.display : -1 - static_cast<int64_t>(checked_);
     const PictureMemory::Work work = memory_.workOf(stamp);
     if (work.pictures > 1 && picture.key) preceded_.insert(checked_);
-    if (work.missingRows > 0 || (work.pictures > 1 && !picture.key)) noteDamage(checked_);
+    if (!work.complete || (work.pictures > 1 && !picture.key)) noteDamage(checked_);
   }
+}
+
+// libavcodec's H.264 decoder withholds what follows a recovery point until the refresh is said to be complete
+// (ISO/IEC 14496-10, D.2.8). When decoding began before, the key picture comes out and is not coded on its
+// own; the second field of one that is may refer to the first.
+void PictureSource::noteRefresh(size_t unit, const AVFrame& frame) {
+  if (stream_.codec() != AV_CODEC_ID_H264) return;
+  const auto& pictures = stream_.video.pictures;
+  if (pictures[unit].rank < pictures[beginning_].rank) return;
+  gradual_ |= first_ && unit != beginning_ && damage_ < 0;
+  gradual_ |= pictures[unit].key && frame.pict_type == AV_PICTURE_TYPE_P && !lav::interlaced(frame);
+  first_ = false;
 }
 
 void PictureSource::keepUserData(int64_t display, const AVPacket& packet) {

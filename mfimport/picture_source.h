@@ -51,20 +51,28 @@ class PictureSource {
 
   bool unreadable() const { return unreadable_; }
 
+  // The picture to begin at for the one shown as number `display`, as far as is known from what has been
+  // decoded: where pictures are refreshed gradually one key picture further back, since damage that no
+  // decoder notices may refer to what is not refreshed yet.
+  size_t startFor(size_t display) const;
+
   // The picture that will be sent to the decoder next.
   size_t nextPicture() const { return reader_->nextPicture(); }
   // Pictures with a smaller number have come out or never will, until begin() is called.
   int64_t passed() const { return passed_; }
   // True when since begin() there was damage in `picture` or behind it in decoding, or may have been: several
-  // threads tell of errors later than they happen, never earlier.
-  bool damagedSince(size_t picture) const { return damage_ >= static_cast<int64_t>(picture); }
+  // threads tell of errors later than they happen, never earlier. Where pictures are refreshed gradually,
+  // also for damage that they may still show of the key pictures before.
+  bool damagedSince(size_t picture) const;
   // Why a picture was missing: the last complaint of reader or decoder.
   const std::string& complaint() const { return complaint_; }
 
  private:
+  bool startAnew();
   bool sendOne();
   void noteDamage(size_t unit);
   void noteUnfinished(size_t unit);
+  void noteRefresh(size_t unit, const AVFrame& frame);
   size_t unitOf(const AVFrame& frame) const;
   void keepUserData(int64_t display, const AVPacket& packet);
   std::vector<UserData> takeUserData(int64_t display);
@@ -75,6 +83,7 @@ class PictureSource {
   MpegDecodeStats& stats_;
   std::unique_ptr<PictureReader> reader_;
   PictureMemory memory_;
+  ThreadSetting threads_;
   lav::CodecContext codec_;
   lav::Packet packet_;
   lav::Frame spare_;
@@ -89,6 +98,8 @@ class PictureSource {
   size_t checked_ = 0;         // pictures before it are known to be complete or not
   size_t sent_ = 0;            // the one sent last
   int64_t damage_ = -1;        // the last picture in decoding that had any
+  bool first_ = true;          // nothing has come out since begin()
+  bool gradual_ = false;       // some key picture only begins a gradual refresh
   std::set<size_t> broken_;    // pictures, in decoding order
   std::set<size_t> preceded_;  // key pictures that the decoder made up references for
   std::string complaint_;

@@ -160,28 +160,32 @@ bool VideoDecoder::canDecodeOn(int64_t local) const {
 }
 
 std::shared_ptr<const DecodedPicture> VideoDecoder::decode(int64_t local, std::string& error) {
-  const VideoIndex& video = track_.parts[part_].stream->video;
   std::shared_ptr<const DecodedPicture> found = decodeQuickly(local);
-  const bool damage = source_->damagedSince(video.startFor(static_cast<size_t>(local)));
   if (source_->unreadable()) {
     begun_ = false;
     error = source_->complaint();
     return nullptr;
   }
-  return found && !damage ? found : decodeExactly(local, error);
+  return found && !damaged(local) ? found : decodeExactly(local, error);
+}
+
+bool VideoDecoder::damaged(int64_t local) const {
+  const VideoIndex& video = track_.parts[part_].stream->video;
+  return source_->damagedSince(video.startFor(static_cast<size_t>(local)));
 }
 
 std::shared_ptr<const DecodedPicture> VideoDecoder::decodeQuickly(int64_t local) {
   if (canDecodeOn(local)) return decodeOnTo(local);
   const VideoIndex& video = track_.parts[part_].stream->video;
   std::shared_ptr<const DecodedPicture> found;
-  size_t start = video.startFor(static_cast<size_t>(local));
-  for (int beginning = 0; beginning < kMostBeginnings && !found; ++beginning) {
+  size_t start = source_->startFor(static_cast<size_t>(local));
+  for (int beginning = 0; beginning < kMostBeginnings; ++beginning) {
     held_.reset();
     begun_ = source_->begin(start);
     if (!begun_) break;
     lastOut_ = source_->passed() - 1;
     found = decodeOnTo(local);
+    if (found && start <= source_->startFor(static_cast<size_t>(local))) break;
     if (start == video.firstKey || source_->unreadable() || source_->damagedSince(start)) break;
     start = video.keyBefore(start);
   }
@@ -217,7 +221,7 @@ std::shared_ptr<const DecodedPicture> VideoDecoder::decodeOnTo(int64_t local) {
     std::shared_ptr<const DecodedPicture> picture = std::move(held_);
     held_.reset();
     lastOut_ = number;
-    if (stepsBack_ >= kStepsBackToCache) cache_.add(base + number, picture);
+    if (stepsBack_ >= kStepsBackToCache && !damaged(number)) cache_.add(base + number, picture);
     if (number == local) return picture;
   }
 }

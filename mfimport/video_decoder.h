@@ -68,6 +68,8 @@ class VideoDecoder {
   std::shared_ptr<const DecodedPicture> picture(int64_t number, std::string& error);
   bool enterPart(size_t part, std::string& error);
   std::shared_ptr<const DecodedPicture> decode(int64_t local, std::string& error);
+  // Whether damage may have touched the picture that comes out as number `local` of the part.
+  bool damaged(int64_t local) const;
   std::shared_ptr<const DecodedPicture> decodeQuickly(int64_t local);
   std::shared_ptr<const DecodedPicture> decodeExactly(int64_t local, std::string& error);
   std::shared_ptr<const DecodedPicture> decodeOnTo(int64_t local);
