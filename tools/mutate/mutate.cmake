@@ -28,7 +28,7 @@ endfunction()
 function(ky_listen)
   ky_tests_below(${CMAKE_SOURCE_DIR} programs)
   foreach(program ${programs})
-    target_sources(${program} PRIVATE ${ky_mutate_dir}/listener.cpp)
+    target_sources(${program} PRIVATE ${ky_mutate_dir}/listener.cpp ${ky_mutate_dir}/server.cpp)
   endforeach()
   # Headers of the mutated rooms lose their constexpr, which the warnings of the house do not like.
   if(TARGET ky_options)

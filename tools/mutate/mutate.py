@@ -16,11 +16,11 @@ import time
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(HERE))
 
-# The test programs that are about a room and quick: a survivor costs a run of every one that reaches it.
+# The test programs that are about a room and quick: a survivor costs a run of every one that reaches it. Those left
+# out for the plug-in (MXF, LPCM, field pairs and others) saw nothing in 700 mutants that these did not see.
 PLUGIN_PROGRAMS = ["test_rules", "test_scripted", "test_scripted_dmf", "test_contract", "test_answers", "test_captions",
-                   "test_userdata", "test_refused", "test_mxf", "test_memory", "test_description", "test_dolby",
-                   "test_external_io", "test_fields", "test_lpcm", "test_opening", "test_reading", "test_seeking",
-                   "test_sync", "test_overlay"]
+                   "test_description", "test_dolby", "test_external_io", "test_opening", "test_reading",
+                   "test_seeking", "test_sync", "test_overlay"]
 ROOMS = {
     "plugin": ["test_contract"],
     "xdcamdecode": ["test_scripted", "test_contract"],
@@ -135,8 +135,8 @@ class Room:
         return probes if probes else set(range(1, self.count))
 
     def examine(self, mutant):
-        environment = {} if mutant.slow else {"KY_MUTANT": str(mutant.number)}
-        return runner.killer(self.programs, self.numbers(mutant), environment, self.arguments.scratch)
+        return runner.killer(self.programs, self.numbers(mutant), None if mutant.slow else mutant.number,
+                             self.arguments.scratch, self.pool)
 
     def examine_slow(self, mutant):
         plan = [program.name for program in self.programs if program.reaching(self.numbers(mutant))]
@@ -177,9 +177,11 @@ class Room:
         slow = sorted((mutant for mutant in waiting if mutant.slow), key=lambda mutant: mutant.file)
         if self.arguments.seconds:
             slow = [mutant for mutant in waiting if mutant.slow]
+        self.pool = runner.Pool(self.arguments.scratch)
         try:
             self.try_all(woven, slow)
         finally:
+            self.pool.close()
             self.store()
 
     def try_all(self, woven, slow):
@@ -275,6 +277,7 @@ def main():
     arguments.scratch = os.path.join(arguments.work, "scratch")
     shutil.rmtree(arguments.scratch, ignore_errors=True)
     os.makedirs(arguments.scratch)
+    runner.keep_media(os.path.join(arguments.work, "media"))
     for folder in arguments.folder:
         tree = treemodule.Tree(os.path.abspath(arguments.root), arguments.work, [])
         room = Room(folder.rstrip("/"), tree, arguments)
