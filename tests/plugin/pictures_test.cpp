@@ -363,7 +363,7 @@ TEST_P(CutTransportStream, HasEveryWholePictureAndNoOther) {
     auto const expected = wholePicturesOf(piece);
     ASSERT_FALSE(expected.empty());
     expectInOrder(piece, expected);
-    expectSeeksGive(piece, expected, 20);
+    expectSeeksGive(piece, expected, 200);
     fs::remove(piece);
   }
 }
