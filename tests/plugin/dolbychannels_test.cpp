@@ -50,6 +50,29 @@ TEST(DolbyChannels, OfDependentSubstreams_StandBehindThoseOfTheMode) {
   EXPECT_EQ(channelsOf(7, 0x560F), "L0 C2 R1 Ls4 Rs5 Lvh6 Rvh7 LFE3");
 }
 
+// Speaker masks as WAVE numbers them; from bit 31 on as libavutil goes on.
+TEST(DolbyChannels, OfDependentSubstreams_HaveTheNamesOfTheStandard) {
+  struct Row {
+    uint64_t mask;
+    char const* name;
+  };
+  for (Row const& row :
+       {Row{1ULL << 6, "Lc"}, Row{1ULL << 7, "Rc"}, Row{1ULL << 4, "Lrs"}, Row{1ULL << 5, "Rrs"},
+        Row{1ULL << 8, "Cs"}, Row{1ULL << 11, "Ts"}, Row{1ULL << 33, "Lsd"}, Row{1ULL << 34, "Rsd"},
+        Row{1ULL << 31, "Lw"}, Row{1ULL << 32, "Rw"}, Row{1ULL << 12, "Lvh"}, Row{1ULL << 14, "Rvh"},
+        Row{1ULL << 13, "Cvh"}, Row{1ULL << 35, "LFE2"}})
+    EXPECT_EQ(channelsOf(2, 0x3 | row.mask), "L0 R1 " + std::string(row.name) + "2");
+  EXPECT_EQ(channelsOf(2, 0xF800079F3),
+            "L0 R1 Lc4 Rc5 Lrs2 Rrs3 Cs6 Ts7 Lsd13 Rsd14 Lw11 Rw12 Lvh8 Rvh10 Cvh9 LFE215");
+}
+
+TEST(DolbyChannels, AtTheSidesTakeTheBackOnesOnlyWhereThereAreNone) {
+  EXPECT_EQ(channelsOf(7, 0x207), "L0 C2 R1 Ls3") << "one of the two";
+  EXPECT_EQ(channelsOf(7, 0x407), "L0 C2 R1 Rs3");
+  EXPECT_EQ(channelsOf(7, 0x017), "L0 C2 R1 Ls3");
+  EXPECT_EQ(channelsOf(7, 0x027), "L0 C2 R1 Rs3");
+}
+
 TEST(DolbyChannels, OfUnknownSpeakersOrModes_AreNone) {
   EXPECT_EQ(channelsOf(7, 0), "");
   EXPECT_EQ(channelsOf(8, 0x607), "");

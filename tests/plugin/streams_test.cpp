@@ -1,6 +1,8 @@
 // Stream objects, their lists and the guarded calls.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -126,12 +128,22 @@ TEST(AudioBlockBuffer, ConstructionAllocatesBytesPerSampleFrameTimes1536TimesBlo
   EXPECT_EQ(buffer.filled(), 0);
 }
 
+TEST(AudioBlockBuffer, RemembersWhatItWasMadeFor) {
+  MpegIn file{};
+  AudioBlockBuffer const buffer(&file, 6, 3);
+  EXPECT_EQ(buffer.file(), &file);
+  EXPECT_EQ(buffer.blocks(), 3u);
+  EXPECT_EQ(buffer.bytesPerSampleFrame(), 6u);
+}
+
 TEST(AudioBlockBuffer, ResizingTo4BlocksAllocates98304BytesWhateverTheSampleFrame) {
   for (uint32_t bytes : {1u, 4u, 16u, 64u}) {
     AudioBlockBuffer buffer(nullptr, bytes, 1);
     buffer.resize(bytes, 4);
     EXPECT_EQ(buffer.data().size(), 98304u) << bytes;
     EXPECT_EQ(buffer.bytesPerSampleFrame(), bytes);
+    EXPECT_EQ(buffer.blocks(), 4u);
+    EXPECT_EQ(buffer.filled(), 0);
   }
 }
 
@@ -139,6 +151,7 @@ TEST(AudioBlockBuffer, ResizingWithAllBitsSetKeepsTheBlockCount) {
   AudioBlockBuffer buffer(nullptr, 4, 2);
   buffer.resize(8, 0xFFFFFFFF);
   EXPECT_EQ(buffer.blocks(), 2u);
+  EXPECT_EQ(buffer.bytesPerSampleFrame(), 8u);
   EXPECT_EQ(buffer.data().size(), 2u * 24576);
   EXPECT_EQ(buffer.reset(), 0);
 }
@@ -156,6 +169,36 @@ TEST(VideoStream, ConstructionCopiesTheIdentityBlock) {
   EXPECT_EQ(stream.colorRange, 1u);
   EXPECT_FALSE(stream.selected);
   EXPECT_FALSE(stream.userDataEnabled);
+}
+
+TEST(VideoStream, StartsWithoutDecoderFramesOrDescription) {
+  MpegInVideoStream const stream(FileInformation().file, 0);
+  EXPECT_FALSE(stream.name.valid());
+  EXPECT_TRUE(stream.info.empty());
+  EXPECT_EQ(stream.decoder, nullptr);
+  EXPECT_FALSE(stream.ownsDecoderMemory);
+  EXPECT_FALSE(stream.endOfStream);
+  EXPECT_EQ(stream.frame, nullptr);
+  EXPECT_EQ(stream.scratch, nullptr);
+  EXPECT_FALSE(stream.framePending);
+  EXPECT_EQ(stream.passedPictures, 0);
+  EXPECT_EQ(stream.headerColour.primaries, 2);
+  EXPECT_EQ(stream.headerColour.transfer, 2);
+  EXPECT_EQ(stream.headerColour.matrix, 2);
+}
+
+TEST(VideoStream, OfAFileWithoutRecordsHasNoIdentity) {
+  MpegIn file{};
+  file.nVideo = 1;
+  Failures failures;
+  MpegInVideoStream const stream(file, 0);
+  EXPECT_TRUE(failures.seen.empty());
+  EXPECT_EQ(stream.pid, 0);
+  EXPECT_EQ(stream.id, 0);
+  EXPECT_EQ(stream.subId, 0);
+  EXPECT_EQ(stream.programNumber, 0);
+  EXPECT_EQ(stream.reserved32, 0u);
+  EXPECT_EQ(stream.reserved16, 0);
 }
 
 TEST(VideoStream, NumberOutsideTheFile_RaisesAtPosition467) {
@@ -196,6 +239,38 @@ TEST(AudioStream, NumbersRunFormatByFormat) {
     EXPECT_EQ(stream.pid, row.pid) << row.number;
     EXPECT_EQ(stream.index, row.number);
   }
+}
+
+TEST(AudioStream, StartsWithoutDecoderSamplesOrDelay) {
+  MpegInAudioStream const stream(FileInformation().file, 0);
+  EXPECT_TRUE(stream.info.empty());
+  EXPECT_EQ(stream.decoder, nullptr);
+  EXPECT_FALSE(stream.selected);
+  EXPECT_FALSE(stream.ownsDecoderMemory);
+  EXPECT_FALSE(stream.endOfStream);
+  EXPECT_EQ(stream.pcm, nullptr);
+  EXPECT_EQ(stream.scratch, nullptr);
+  EXPECT_EQ(stream.blocks, nullptr);
+  EXPECT_EQ(stream.tracker, nullptr);
+  EXPECT_EQ(stream.sampleCount, 0);
+  EXPECT_EQ(stream.syncDelaySamples, 0);
+  EXPECT_EQ(stream.use32BitSamples, 0u);
+  EXPECT_TRUE(stream.carry.empty());
+  EXPECT_EQ(stream.carrySamples, 0);
+}
+
+TEST(AudioStream, RemembersTheRunThatItWasListedIn) {
+  FileInformation const information;
+  int const formats[] = {kAudioMpegAac, kAudioLpcm, kAudioLpcm, kAudioDolby, kAudioAes3,
+                         kAudioAes3,    kAudioAmr,  kAudioWma,  kAudioDts};
+  for (int number = 0; number < 9; ++number)
+    EXPECT_EQ(MpegInAudioStream(information.file, number).format, formats[number]) << number;
+}
+
+TEST(AudioStream, OnlyTheNameDolbyIsDolby) {
+  FileInformation const information;
+  for (int number = 0; number < 9; ++number)
+    EXPECT_EQ(MpegInAudioStream(information.file, number).isDolby(), number == 3) << number;
 }
 
 TEST(AudioStream, NamesFollowTheMpegFlagAndTheContainer) {
@@ -250,6 +325,19 @@ TEST(AudioSelection, MapsTheHostNumberToOneFormatAndClearsTheOthers) {
   selectAudioStream(settings, information.file, 5);
   for (int format = 0; format < kAudioFormats; ++format)
     EXPECT_EQ(settings.audioStream[format], format == kAudioAes3 ? 2 : 0) << format;
+}
+
+TEST(AudioSelection, NumbersRunFormatByFormat) {
+  FileInformation const information;
+  int number = 0;
+  for (int format = 0; format < kAudioFormats; ++format)
+    for (int inFormat = 1; inFormat <= information.counts[format]; ++inFormat, ++number) {
+      MpegSettings settings{};
+      std::fill(std::begin(settings.audioStream), std::end(settings.audioStream), 77);
+      selectAudioStream(settings, information.file, number);
+      for (int other = 0; other < kAudioFormats; ++other)
+        EXPECT_EQ(settings.audioStream[other], other == format ? inFormat : 0) << number << " in " << other;
+    }
 }
 
 TEST(AudioSelection, NumberOutsideAllRuns_RaisesAtPosition918AndSelectsNothing) {
