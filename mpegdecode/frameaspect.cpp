@@ -1,5 +1,7 @@
 #include "mpegdecode/frameaspect.h"
 
+#include <iterator>
+
 #include "host/failure.h"
 #include "host/framerate.h"
 #include "host/util.h"
@@ -16,14 +18,13 @@ double widthToHeight(MpegVideoInfo const& video) {
   return static_cast<double>(video.width) / static_cast<double>(video.height);
 }
 
-// aspect_ratio_idc 0 to 16, ITU-T H.264 table E-1.
+// aspect_ratio_idc 1 to 16, ITU-T H.264 table E-1.
 struct SampleAspect {
   long width, height;
 };
-constexpr SampleAspect kSampleAspects[] = {{0, 1},   {1, 1},    {12, 11}, {10, 11}, {16, 11}, {40, 33},
-                                           {24, 11}, {20, 11},  {32, 11}, {80, 33}, {18, 11}, {15, 11},
-                                           {64, 33}, {160, 99}, {4, 3},   {3, 2},   {2, 1}};
-constexpr int kLastSampleAspect = 16;
+constexpr SampleAspect kSampleAspects[] = {{1, 1},    {12, 11}, {10, 11}, {16, 11}, {40, 33}, {24, 11},
+                                           {20, 11},  {32, 11}, {80, 33}, {18, 11}, {15, 11}, {64, 33},
+                                           {160, 99}, {4, 3},   {3, 2},   {2, 1}};
 
 // Sizes whose usual indices mean exactly 4:3 or 16:9 of the whole picture.
 constexpr int kNoIndex = 0;  // 0 stands for an explicit sample aspect
@@ -55,11 +56,11 @@ double indexedSampleAspect(MpegVideoInfo const& video) {
     if (idc == exact.idc43) return ratio(4, 3);
     if (idc == exact.idc169) return ratio(16, 9);
   }
-  if (idc < 1 || idc > kLastSampleAspect) {
+  if (idc < 1 || idc > static_cast<int>(std::size(kSampleAspects))) {
     kyExceptionFail("./mpegdecode/mpeginutil(497)", nullptr);
     return widthToHeight(video);
   }
-  SampleAspect const& aspect = kSampleAspects[idc];
+  SampleAspect const& aspect = kSampleAspects[idc - 1];
   return ratio(aspect.width * video.width, video.height * aspect.height);
 }
 
@@ -103,12 +104,13 @@ double displayAreaAspect(MpegVideoInfo const& video) {
 double mpeg1Aspect(MpegVideoInfo const& video) {
   // By ISO/IEC 11172-2 table of pel aspect ratios, but for entries 3 and 4, which are exchanged, and entry 8:
   // existing material was described with these values.
-  static constexpr double kPelAspects[15] = {0.0,    1.0,    0.6735, 0.7615, 0.7031, 0.8055, 0.8437, 0.8935,
-                                             0.9157, 0.9815, 1.0255, 1.0695, 1.095,  1.1575, 1.2015};
+  static constexpr double kPelAspects[] = {1.0,    0.6735, 0.7615, 0.7031, 0.8055, 0.8437, 0.8935,
+                                           0.9157, 0.9815, 1.0255, 1.0695, 1.095,  1.1575, 1.2015};
   constexpr uint32_t kProfileVcd = 1;
   if (video.profileType == kProfileVcd) return 1.333333;
-  if (video.aspectCode < 1 || video.aspectCode > 14) return widthToHeight(video);
-  double aspect = widthToHeight(video) / kPelAspects[video.aspectCode];
+  int const code = video.aspectCode;
+  if (code < 1 || code > static_cast<int>(std::size(kPelAspects))) return widthToHeight(video);
+  double aspect = widthToHeight(video) / kPelAspects[code - 1];
   if (KyUtil::equ(aspect, 4.0 / 3.0, 0.1)) aspect = 1.3333333333333333;
   if (KyUtil::equ(aspect, 16.0 / 9.0, 0.1)) aspect = 1.7777777777777777;
   return aspect;
