@@ -8,10 +8,9 @@ namespace {
 constexpr double kTicksPerSecond = 2.7e7;
 constexpr int64_t kDefaultTolerance = 1080000;
 
-// Toward zero; conversion of what does not fit is undefined, so it saturates, NaN to 0.
+// Toward zero; conversion of what does not fit is undefined, so it saturates. Not for NaN.
 int64_t truncate(double value) {
   constexpr double kLimit = 9223372036854775808.0;
-  if (std::isnan(value)) return 0;
   if (value >= kLimit) return std::numeric_limits<int64_t>::max();
   if (value < -kLimit) return std::numeric_limits<int64_t>::min();
   return static_cast<int64_t>(value);

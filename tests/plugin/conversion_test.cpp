@@ -92,6 +92,7 @@ TEST(Conversions, TreatEveryLengthAsOneByOne) {
 }
 
 constexpr int64_t kMs = 27000;
+constexpr int64_t kLongest = std::numeric_limits<int64_t>::max();
 
 TEST(SyncDelay, LeavesAudioThatStartsWithinOneFrame) {
   EXPECT_FALSE(syncDelay(0, 40 * kMs, 25.0, 48000));
@@ -128,6 +129,27 @@ TEST(SyncDelay, TakesFortyMillisecondsForAnUnknownRate) {
   EXPECT_TRUE(syncDelay(0, 1080001, 0.0, 48000));
 }
 
+TEST(SyncDelay, TakesFortyMillisecondsForARateThatIsNone) {
+  double const none = std::numeric_limits<double>::quiet_NaN();
+  EXPECT_FALSE(syncDelay(0, 1080000, none, 48000));
+  EXPECT_TRUE(syncDelay(0, 1080001, none, 48000));
+}
+
+TEST(SyncDelay, TakesNoTicksForARateWithoutBound) {
+  double const infinite = std::numeric_limits<double>::infinity();
+  EXPECT_FALSE(syncDelay(5, 5, infinite, 48000));
+  EXPECT_TRUE(syncDelay(5, 6, infinite, 48000));
+}
+
+// Nobody has such rates; the tolerance is what the arithmetic yields.
+TEST(SyncDelay, TakesTheFrameOfARateBelowZeroAsItIs) {
+  EXPECT_TRUE(syncDelay(1080001, 2, -25.0, 48000));
+  EXPECT_FALSE(syncDelay(1080001, 1, -25.0, 48000));
+  EXPECT_TRUE(syncDelay(kLongest, 0, -1e-300, 48000));
+  EXPECT_TRUE(syncDelay(-2, 0, -1e-300, 48000)) << "a bound that no stamp is below";
+  EXPECT_FALSE(syncDelay(-2, -kLongest - 1, -1e-300, 48000));
+}
+
 TEST(SyncDelay, RoundsSamplesAndMilliseconds) {
   auto const delay = syncDelay(-500, 2700000 - 500 + 14000, 25.0, 44100);
   ASSERT_TRUE(delay);
@@ -141,10 +163,31 @@ TEST(SyncDelay, OfAbsurdStampsSaturates) {
   EXPECT_FALSE(syncDelay(kLast, kLast, 25.0, 48000));
   EXPECT_FALSE(syncDelay(0, kLast, 1e-300, 48000));
   EXPECT_FALSE(syncDelay(kLast, kFirst, 25.0, 48000));
+  EXPECT_FALSE(syncDelay(kLast, kLast - 1, 25.0, 48000));
+  EXPECT_TRUE(syncDelay(kLast - 1080001, kLast, 25.0, 48000));
   auto const delay = syncDelay(kFirst, kLast, std::numeric_limits<double>::quiet_NaN(), kMax);
   ASSERT_TRUE(delay);
   EXPECT_EQ(delay->samples, kLast);
-  EXPECT_GT(delay->ms, 0);
+  EXPECT_EQ(delay->ms, 683212743470724);  // 2^64 / 27000
+}
+
+TEST(SyncDelay, OfMoreSamplesThanAWordHoldsSaturates) {
+  constexpr int64_t kSeconds = int64_t{1} << 37;
+  auto const samplesAt = [](int rate) {
+    auto const delay = syncDelay(0, 27000000 * kSeconds, 25.0, rate);
+    return delay ? delay->samples : -1;
+  };
+  EXPECT_EQ(samplesAt(1 << 25), int64_t{1} << 62);
+  EXPECT_EQ(samplesAt((1 << 26) - 1), kLongest - kSeconds + 1);
+  EXPECT_EQ(samplesAt(1 << 26), kLongest);
+  EXPECT_EQ(samplesAt((1 << 26) + 1), kLongest);
+}
+
+TEST(SyncDelay, BetweenStampsThatAreTooFarApartToSubtractIsExactToADouble) {
+  auto const delay = syncDelay(-kLongest, 8100000000, 25.0, 0);
+  ASSERT_TRUE(delay);
+  EXPECT_EQ(delay->samples, 0);
+  EXPECT_EQ(delay->ms, 341606372035362);  // (2^63 + 8.1e9) / 27000
 }
 
 }  // namespace
