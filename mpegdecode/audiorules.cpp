@@ -46,24 +46,17 @@ int setPreferredSampleFormat(std::string_view formatName, MpegIn& instance, int 
 
   constexpr int kFormat16Bit = 3;
   constexpr int kFormat24Bit = 7;
-  int wordSize = 0;
-  int bits = 0;
-  if (code == kFormat16Bit) {
-    wordSize = 2;
-    bits = 16;
-  } else if (code == kFormat24Bit) {
-    wordSize = 4;
-    bits = 24;
-  } else {
+  if (code != kFormat16Bit && code != kFormat24Bit) {
     kyAssertFail("./mpegdecode/mpeginutil(1507)", "mpegdec: unsupported sample format for AAC");
     return -1;
   }
+  int const bits = code == kFormat16Bit ? 16 : 24;
   if (instance.audio.bits == bits) return 0;
 
   MpegAacRequest request{};
   std::memset(request.unset, 0xFF, sizeof request.unset);
   request.none1 = -1;
-  request.wordSize = wordSize;
+  request.wordSize = bits == 16 ? 2 : 4;
   request.none2 = -1;
   request.one = 1;
   if (guardedAudioAuxinfo(&instance, kAuxSampleFormat, &request, sizeof request) != 0) {

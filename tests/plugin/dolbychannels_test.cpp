@@ -66,6 +66,12 @@ TEST(DolbyChannels, OfDependentSubstreams_HaveTheNamesOfTheStandard) {
             "L0 R1 Lc4 Rc5 Lrs2 Rrs3 Cs6 Ts7 Lsd13 Rsd14 Lw11 Rw12 Lvh8 Rvh10 Cvh9 LFE215");
 }
 
+TEST(DolbyChannels, OfSpeakersThatTheModeDoesNotHave_AreNotNamed) {
+  EXPECT_EQ(channelsOf(1, 0x005), "C1");
+  EXPECT_EQ(channelsOf(1, 0x001), "");
+  EXPECT_EQ(channelsOf(2, 0x607), "L0 R1");
+}
+
 TEST(DolbyChannels, AtTheSidesTakeTheBackOnesOnlyWhereThereAreNone) {
   EXPECT_EQ(channelsOf(7, 0x207), "L0 C2 R1 Ls3") << "one of the two";
   EXPECT_EQ(channelsOf(7, 0x407), "L0 C2 R1 Rs3");

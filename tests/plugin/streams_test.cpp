@@ -294,6 +294,19 @@ TEST(AudioStream, NumberPastAllRuns_RaisesAtPositions223And280AndHasNoIdentity) 
   }
 }
 
+// The further count is that of streams without a format.
+TEST(AudioStream, OfNoFormatHasNoRun) {
+  FileInformation information;
+  information.file.nOtherAudio = 100;
+  Failures failures;
+  MpegInAudioStream const stream(information.file, 9);
+  EXPECT_EQ(failures.seen.size(), 2u);
+  EXPECT_EQ(stream.format, -1);
+  MpegSettings settings{};
+  selectAudioStream(settings, information.file, 9);
+  EXPECT_EQ(failures.seen.size(), 3u);
+}
+
 TEST(AudioStream, StoreWithoutADecoder_RaisesAtPosition288AndGoesOn) {
   FileInformation const information;
   MpegInAudioStream stream(information.file, 1);
