@@ -30,7 +30,6 @@ void* MemoryRegistry::allocate(size_t bytes) {
 }
 
 void MemoryRegistry::release(void* block) {
-  if (!block) return;
   if (!enabled_.load(std::memory_order_relaxed)) {
     std::free(block);
     return;

@@ -34,7 +34,7 @@ constexpr Speaker kAdded[] = {
 }  // namespace
 
 NamedChannels dolbyChannels(MpegAudioInfo const& audio) {
-  if (audio.acmod < 0 || audio.acmod >= static_cast<int>(std::size(kModes)) || audio.speakers == 0) return {};
+  if (audio.acmod < 0 || audio.acmod >= static_cast<int>(std::size(kModes))) return {};
   NamedChannels channels;
   uint64_t unnamed = audio.speakers;
   auto const add = [&](Speaker const& speaker) {

@@ -42,7 +42,7 @@ class MpegInStream {
   uint16_t programNumber = 0;
   uint32_t reserved32 = 0;
   uint16_t reserved16 = 0;
-  int32_t index = -1;  // number within the kind, as the file has it
+  int32_t index;  // number within the kind, as the file has it; -1 none
   AnyDict info;
   bool selected = false;
   bool ownsDecoderMemory = false;  // the instance's block came from malloc and goes back to free

@@ -58,7 +58,7 @@ bool MpegInAudioStream::isDolby() const { return std::string_view(static_cast<ch
 void MpegInAudioStream::refreshIdentity() {
   // QuickTime PCM keeps the identity that was found at construction.
   if (format < 0 || !decoder || name == Any("QT_PCM")) return;
-  if (formatIndex >= 0 && formatIndex < decoder->nAudio[format] && decoder->audioId[format])
+  if (formatIndex < decoder->nAudio[format] && decoder->audioId[format])
     setIdentity(decoder->audioId[format][formatIndex]);
 }
 

@@ -124,8 +124,8 @@ TEST_F(AudioDescription, CountsTheBytesOfItsBufferWhereThereIsOne) {
 // The identity of a stream after it was opened: what its own instance tells, where that knows the stream.
 class AudioIdentity : public testing::TestWithParam<Format> {
  protected:
-  Any pidAfterOpening() {
-    MpegInAudioStream stream(listed.file, 1);
+  Any pidAfterOpening(int streamIndex = 1) {
+    MpegInAudioStream stream(listed.file, streamIndex);
     EXPECT_EQ(stream.name, Any(GetParam().name));
     stream.decoder = &opened.file;
     stream.store();
@@ -134,7 +134,10 @@ class AudioIdentity : public testing::TestWithParam<Format> {
   Told listed{GetParam(), 0x40}, opened{GetParam(), 0x80};
 };
 
-TEST_P(AudioIdentity, IsThatOfTheOpenedInstance) { EXPECT_EQ(pidAfterOpening(), Any(0x86)); }
+TEST_P(AudioIdentity, IsThatOfTheOpenedInstance) {
+  EXPECT_EQ(pidAfterOpening(0), Any(0x80));
+  EXPECT_EQ(pidAfterOpening(1), Any(0x86));
+}
 
 TEST_P(AudioIdentity, OfAStreamThatTheInstanceDoesNotCountIsKept) {
   opened.file.nAudio[GetParam().run] = 1;

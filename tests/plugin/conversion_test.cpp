@@ -157,6 +157,18 @@ TEST(SyncDelay, RoundsSamplesAndMilliseconds) {
   EXPECT_EQ(delay->ms, 101);
 }
 
+TEST(SyncDelay, RoundsFractionsBelowAHalfDown) {
+  EXPECT_EQ(syncDelay(0, 2700225, 25.0, 48000)->samples, 4800);  // 4800.4
+  EXPECT_EQ(syncDelay(0, 2700315, 25.0, 48000)->samples, 4801);  // 4800.56
+  EXPECT_EQ(syncDelay(0, 2710800, 25.0, 48000)->ms, 100);        // 100.4
+  EXPECT_EQ(syncDelay(0, 2715120, 25.0, 48000)->ms, 101);        // 100.56
+}
+
+TEST(SyncDelay, CountsEveryTick) {
+  EXPECT_EQ(syncDelay(-1000, 2700281 - 1000, 25.0, 48000)->samples, 4800);  // 4800.4996
+  EXPECT_EQ(syncDelay(-1000, 2700282 - 1000, 25.0, 48000)->samples, 4801);  // 4800.5013
+}
+
 TEST(SyncDelay, OfAbsurdStampsSaturates) {
   constexpr int64_t kFirst = std::numeric_limits<int64_t>::min();
   constexpr int64_t kLast = std::numeric_limits<int64_t>::max();
@@ -164,6 +176,7 @@ TEST(SyncDelay, OfAbsurdStampsSaturates) {
   EXPECT_FALSE(syncDelay(0, kLast, 1e-300, 48000));
   EXPECT_FALSE(syncDelay(kLast, kFirst, 25.0, 48000));
   EXPECT_FALSE(syncDelay(kLast, kLast - 1, 25.0, 48000));
+  EXPECT_FALSE(syncDelay(kLast, kLast, 2.7e7, 48000)) << "a frame of one tick";
   EXPECT_TRUE(syncDelay(kLast - 1080001, kLast, 25.0, 48000));
   auto const delay = syncDelay(kFirst, kLast, std::numeric_limits<double>::quiet_NaN(), kMax);
   ASSERT_TRUE(delay);

@@ -72,6 +72,12 @@ TEST(DolbyChannels, OfSpeakersThatTheModeDoesNotHave_AreNotNamed) {
   EXPECT_EQ(channelsOf(2, 0x607), "L0 R1");
 }
 
+TEST(DolbyChannels, ThatAreNotDelivered_AreNotNamed) {
+  EXPECT_EQ(channelsOf(2, 0x001), "L0");
+  EXPECT_EQ(channelsOf(2, 0x002), "R0");
+  EXPECT_EQ(channelsOf(7, 0x606), "C1 R0 Ls2 Rs3");
+}
+
 TEST(DolbyChannels, AtTheSidesTakeTheBackOnesOnlyWhereThereAreNone) {
   EXPECT_EQ(channelsOf(7, 0x207), "L0 C2 R1 Ls3") << "one of the two";
   EXPECT_EQ(channelsOf(7, 0x407), "L0 C2 R1 Rs3");

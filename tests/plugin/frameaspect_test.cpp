@@ -79,6 +79,13 @@ TEST(FrameAspect, SampleAspect3To4AtOtherSizesIsKept) {
                  {kH264, 1440, 720, 255, 3, 4, quotient(1440 * 3, 4 * 720)}});
 }
 
+TEST(FrameAspect, SampleAspectsThatAreHalfASpecialOneAreKept) {
+  expectAspects({{kH264, 1440, 1080, 255, 3, 5, quotient(1440 * 3, 5 * 1080)},
+                 {kH264, 1440, 1080, 255, 5, 4, quotient(1440 * 5, 4 * 1080)},
+                 {kH264, 560, 360, 255, 9, 7, quotient(9 * 560, 7 * 360)},
+                 {kH264, 560, 360, 255, 7, 8, quotient(7 * 560, 8 * 360)}});
+}
+
 TEST(FrameAspect, SampleAspect9To8At560x360IsExactly16To9) {
   expectAspects(
       {{kH264, 560, 360, 255, 9, 8, 16.0 / 9.0}, {kH264, 560, 362, 255, 9, 8, quotient(9 * 560, 8 * 362)}});

@@ -52,13 +52,15 @@ TEST(MemoryRegistry, CountsWholeKilobytesOfTheSum) {
   registry.enable(true);
   void* const first = registry.allocate(1000);
   EXPECT_EQ(registry.estimateKB(), 0);
-  void* const second = registry.allocate(24);
+  void* const little = registry.allocate(23);
+  EXPECT_EQ(registry.estimateKB(), 0);
+  void* const second = registry.allocate(1);
   EXPECT_EQ(registry.estimateKB(), 1);
   void* const third = registry.allocate(3071);
   EXPECT_EQ(registry.estimateKB(), 3);
   void* const fourth = registry.allocate(1);
   EXPECT_EQ(registry.estimateKB(), 4);
-  for (void* block : {first, second, third, fourth}) registry.release(block);
+  for (void* block : {first, little, second, third, fourth}) registry.release(block);
   EXPECT_EQ(registry.estimateKB(), 0);
 }
 

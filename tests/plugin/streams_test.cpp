@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/failure.h"
+#include "mpegdecode/dolbytracker.h"
 #include "mpegdecode/libcalls.h"
 #include "mpegdecode/mpeginutil.h"
 
@@ -212,6 +213,16 @@ TEST(VideoStream, NumberOutsideTheFile_RaisesAtPosition467) {
   }
 }
 
+TEST(VideoStream, NumberOutsideTheFile_DoesNotReadBesideItsRecords) {
+  MpegStreamId const ids[3] = {{1, 1, 1, 1, 1, 1}, {2, 2, 2, 2, 2, 2}, {3, 3, 3, 3, 3, 3}};
+  MpegIn file{};
+  file.nVideo = 1;
+  file.videoId = ids + 1;
+  EXPECT_EQ(MpegInVideoStream(file, -1).pid, 0);
+  EXPECT_EQ(MpegInVideoStream(file, 0).pid, 2);
+  EXPECT_EQ(MpegInVideoStream(file, 1).pid, 0);
+}
+
 TEST(VideoStream, StoreWithoutADecoder_RaisesAtPosition540AndGoesOn) {
   FileInformation const information;
   MpegInVideoStream stream(information.file, 0);
@@ -315,6 +326,13 @@ TEST(AudioStream, StoreWithoutADecoder_RaisesAtPosition288AndGoesOn) {
   ASSERT_FALSE(failures.seen.empty());
   EXPECT_EQ(failures.seen[0].first, "./mpegdecode/mpeginutil(288)");
   EXPECT_EQ(stream.info["codec"].asString(), "LPCM");
+}
+
+TEST(DolbyMetadataTracker, CannotReadAndSaysSo) {
+  Failures failures;
+  EXPECT_EQ(DolbyMetadataTracker::read(), -1);
+  ASSERT_EQ(failures.seen.size(), 1u);
+  EXPECT_EQ(failures.seen[0].first, "./mpegdecode/mpeginutil(1932)");
 }
 
 TEST(SubpictureStream, StoreDescribesItByTypeAndIdentity) {

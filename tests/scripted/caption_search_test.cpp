@@ -39,6 +39,7 @@ TEST_F(CaptionSearch, ThatFoundSome_LeavesTheFirstPictureInTheFrame) {
   library.video[0].userData[4] = {captions(0x2C)};
   opened();
   ASSERT_EQ(pipe->countStreams(kKindSubpic), 1);
+  EXPECT_EQ(info(kKindSubpic, 0)["type"], Any(4));
   EXPECT_TRUE(log.has("Found cc in frame nr 4"));
   EXPECT_EQ(heldPicture(), 0);
   EXPECT_EQ(instance(1).frames, (std::vector<int>{0, 0, 0})) << "first picture, begin and end of the search";

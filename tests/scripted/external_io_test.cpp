@@ -197,6 +197,23 @@ TEST_F(Callbacks, PrintersLogAtTheirLevels) {
   EXPECT_TRUE(log.hasAt(64, "half of it"));
 }
 
+TEST_F(Callbacks, PrintersTakeArgumentsOfEveryKind) {
+  char const* const format = "%s %d %.2f %d %d %lld %d %.1f %d %d";
+  constexpr long long kBig = 1LL << 40;
+  for (char const* first : {"one", "two", "three"}) {
+    std::string const expected = std::string(first) + " 1 2.50 3 4 1099511627776 5 6.5 7 8";
+    reinterpret_cast<void (*)(int, char const*, ...)>(importCallback("prg_printf"))(99, format, first, 1, 2.5,
+                                                                                    3, 4, kBig, 5, 6.5, 7, 8);
+    EXPECT_TRUE(log.hasAt(64, expected));
+    for (auto [name, level] :
+         {std::pair{"err_printf", 2}, std::pair{"wrn_printf", 4}, std::pair{"inf_printf", 8}}) {
+      reinterpret_cast<void (*)(char const*, ...)>(importCallback(name))(format, first, 1, 2.5, 3, 4, kBig, 5,
+                                                                         6.5, 7, 8);
+      EXPECT_TRUE(log.hasAt(level, expected)) << name;
+    }
+  }
+}
+
 TEST_F(Callbacks, LinesAreCutTo1023Characters) {
   using Printer = void (*)(char const*, ...);
   auto const print = reinterpret_cast<Printer>(importCallback("wrn_printf"));

@@ -151,7 +151,7 @@ TEST_P(Overlay, OfAStreamThatIsNotSelectedLeavesItsLibraryAloneWhenTheLastOneGoe
   EXPECT_EQ(sought().size(), before);
 }
 
-TEST_P(Overlay, OfAClosedStreamIsRememberedInItsDescription) {
+TEST_P(Overlay, OfAStreamThatIsNoLongerSelectedIsRememberedInItsDescription) {
   select(3);
   ASSERT_EQ(show(1), 0);
   ASSERT_EQ(pipe->deselectStream(kKindVideo, 0), 0);
@@ -175,6 +175,31 @@ TEST_P(Overlay, SwitchedWhereTheLibraryAgreesAlreadyDecodesNothing) {
   set.displaySubpictures = 1;
   EXPECT_EQ(show(1), 0);
   EXPECT_EQ(sought().size(), before);
+}
+
+TEST_P(Overlay, ThatIsShownAlreadyLeavesALibraryThatDisagreesAlone) {
+  select(7);
+  MpegSettings& set = videoOf(*pipe, 0).decoder->set;
+  size_t const before = sought().size();
+  set.displaySubpictures = 1;
+  EXPECT_EQ(show(-1), 0);
+  EXPECT_EQ(set.displaySubpictures, 1);
+  EXPECT_EQ(sought().size(), before);
+  ASSERT_EQ(show(1), 0);
+  size_t const shownOnce = sought().size();
+  set.displaySubpictures = 0;
+  EXPECT_EQ(show(1), 0);
+  EXPECT_EQ(set.displaySubpictures, 0);
+  EXPECT_EQ(sought().size(), shownOnce);
+}
+
+TEST_P(Overlay, SwitchedOnAgainOverAPictureThatIsNotInTheFileIsOnForTheNextOne) {
+  select(7);
+  ASSERT_EQ(show(1), 0);
+  ASSERT_EQ(show(-1), 0);
+  videoOf(*pipe, 0).frame->setFrameNumber(100);
+  EXPECT_EQ(show(1), 0);
+  EXPECT_EQ(settings().displaySubpictures, 1);
 }
 
 TEST_P(Overlay, OfNumber666IsTheLastOneWhereThatIsUnknown) {

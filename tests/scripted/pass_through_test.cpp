@@ -30,6 +30,13 @@ TEST_F(PassThrough, OfDolbyWithSpeakers_NamesNoChannels) {
   EXPECT_EQ(get("channelName", 0), Any("channel 0"));
 }
 
+TEST_F(PassThrough, OfNoDolby_HasNoneToName) {
+  library.audio[0].format = kAudioLpcm;
+  open(0);
+  EXPECT_FALSE(get("dolby", 0).valid());
+  EXPECT_FALSE(get("DecoderChannelsMappingKY", 0).valid());
+}
+
 TEST_F(PassThrough, OfTheSameStreamDecoded_NamesThem) {
   open(0);
   EXPECT_EQ(get("dolby", 0).asDict().size(), 6);
