@@ -61,9 +61,9 @@ int MpegInDec::setParam(char const* key, Any const& value) {
 void MpegInDec::setFourcc(Any const& value) {
   if (value.isInt32()) params_.fourcc = static_cast<uint32_t>(value.asInt32());
   if (value.kind() != Any::kString) return;
-  std::string text = value.asString();
-  text.resize(sizeof params_.fourcc, '\0');
-  std::memcpy(&params_.fourcc, text.data(), sizeof params_.fourcc);
+  std::string const text = value.asString();
+  params_.fourcc = 0;
+  std::memcpy(&params_.fourcc, text.data(), std::min(text.size(), sizeof params_.fourcc));
 }
 
 void MpegInDec::setOpenParameters(AnyDict const& values) {
