@@ -6,88 +6,16 @@
 #include <string>
 #include <vector>
 
-#include "tests/scripted_dmf/scripted_dmf.h"
-#include "tests/support/dmf_files.h"
-#include "tests/support/media.h"
-#include "tests/support/plugin_host.h"
-#include "tests/support/recording.h"
-#include "tests/support/tempfolder.h"
+#include "tests/scripted_dmf/pass.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using test::PipePtr;
-using test::ScriptedFile;
-using test::ScriptedStream;
+using namespace test;
 
-// A real DMF file with one picture and two sound streams, whose identifiers are 0, 1 and 2.
-fs::path dmfFile() {
-  return test::made("scripted.mkv", test::pictureInput + test::soundInput + "-i " +
-                                        test::quoted(test::scratchText(
-                                            "s.srt", "1\n00:00:00,100 --> 00:00:00,400\none\n\n")) +
-                                        " -map 0 -map 1 -map 1 -map 2 -c:v mpeg4 -c:a ac3 -c:s copy");
-}
-
-ScriptedStream audio(std::u16string const& language) {
-  ScriptedStream stream;
-  stream.kind = kDmfAudio;
-  stream.language = language;
-  return stream;
-}
-
-ScriptedStream video(uint32_t width) {
-  ScriptedStream stream;
-  stream.kind = kDmfVideo;
-  stream.width = width;
-  return stream;
-}
-
-ScriptedStream subtitle(int32_t codec, std::vector<ScriptedStream::Delivery> deliveries) {
-  ScriptedStream stream;
-  stream.kind = kDmfSubtitle;
-  stream.codec = codec;
-  stream.language = u"eng";
-  stream.deliveries = std::move(deliveries);
-  return stream;
-}
-
-ScriptedFile titles(std::vector<std::vector<ScriptedStream>> const& all) {
-  ScriptedFile file;
-  for (auto const& streams : all) file.titles.push_back({true, 1000, streams});
-  return file;
-}
-
-class ScriptedDmfPass : public testing::TestWithParam<test::Failures::Reaction> {
+class ScriptedDmfPass : public DmfPass, public testing::TestWithParam<Failures::Reaction> {
  protected:
-  ScriptedDmfPass() { ky_log()->take(); }
-  ~ScriptedDmfPass() override {
-    EXPECT_TRUE(failures.seen.empty()) << "no check fails in the pass";
-    EXPECT_EQ(test::scriptedDmf().alive, 0);
-    EXPECT_EQ(test::scriptedDmf().open, 0);
-  }
-
-  PipePtr open(ScriptedFile file) {
-    test::scriptedDmf().reset(std::move(file));
-    return test::opened(dmfFile());
-  }
-  std::vector<std::string> warnings() {
-    std::vector<std::string> texts;
-    for (auto const& message : ky_log()->take()) {
-      EXPECT_EQ(message.level, kLogWarning);
-      texts.push_back(message.text);
-    }
-    return texts;
-  }
-  static std::string name() { return dmfFile().string(); }
-  static AnyDict subpic(PipePtr const& pipe, int index) { return test::info(*pipe, kKindSubpic, index); }
-  static std::string folder(PipePtr const& pipe, int index) {
-    return subpic(pipe, index)["subtitles"].asString();
-  }
-  static std::vector<std::string> calls() { return test::scriptedDmf().calls; }
-
-  test::TempFolder temp;
-  test::LogLines log;
-  test::Failures failures{GetParam()};
+  ScriptedDmfPass() : DmfPass(GetParam()) {}
 };
 
 INSTANTIATE_TEST_SUITE_P(Handler, ScriptedDmfPass,

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <string>
+#include <vector>
 
 #include "mpegdecode/dmflanguages.h"
 #include "mpegdecode/dmftext.h"
@@ -64,6 +66,35 @@ TEST(LanguageCode, EndsAtTheFirstCharacterWithoutALowByte) {
   EXPECT_EQ(dmfCode(std::array<uint16_t, 4>{'e', 0x0100, 'g', 0}), "e");
   EXPECT_EQ(dmfCode(std::array<uint16_t, 4>{'e', 'n', 'g', 0x4100}), "eng");
   EXPECT_EQ(dmfCode(std::array<uint16_t, 4>{0x0165, 0x016E, 'g', 'x'}), "engx");
+}
+
+// UTF-16 as UTF-8: The Unicode Standard, 3.9, tables 3-5 and 3-6.
+TEST(MediaDescription, PairsOfSurrogatesAreOneCharacter) {
+  struct {
+    std::u16string utf16;
+    char const* utf8;
+  } const rows[] = {
+      {u"plain", "plain"},
+      {u"\u07FF\u0800\uD7FF\uE000\uFFFD", "\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBD"},
+      {u"a\U00010000b",
+       "a\xF0\x90\x80\x80"
+       "b"},
+      {u"\U000103FF", "\xF0\x90\x8F\xBF"},
+      {u"\U00010400", "\xF0\x90\x90\x80"},
+      {u"\U0001F600\U0001F601", "\xF0\x9F\x98\x80\xF0\x9F\x98\x81"},
+      {u"\U0010FC00", "\xF4\x8F\xB0\x80"},
+      {u"\U0010FFFF", "\xF4\x8F\xBF\xBF"},
+  };
+  for (auto const& row : rows) {
+    std::vector<uint16_t> const characters(row.utf16.begin(), row.utf16.end());
+    EXPECT_EQ(dmfText(characters), row.utf8);
+  }
+}
+
+TEST(MediaDescription, EndsAtItsZeroOrWithItsArray) {
+  EXPECT_EQ(dmfText(std::array<uint16_t, 4>{'a', 1, 0, 'x'}), "a\x01");
+  EXPECT_EQ(dmfText(std::array<uint16_t, 2>{'a', 'b'}), "ab");
+  EXPECT_EQ(dmfText(std::array<uint16_t, 1>{0}), "");
 }
 
 TEST_F(AudioLanguages, FirstMatchAloneIsDescribed) {

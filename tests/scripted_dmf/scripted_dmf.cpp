@@ -1,9 +1,14 @@
 #include "tests/scripted_dmf/scripted_dmf.h"
 
+#include <dlfcn.h>
+
 #include <algorithm>
 #include <cstring>
+#include <deque>
 #include <map>
 #include <utility>
+
+#include "host/subtitles.h"
 
 test::ScriptedDmf& test::scriptedDmf() {
   static ScriptedDmf state;
@@ -13,6 +18,8 @@ test::ScriptedDmf& test::scriptedDmf() {
 void test::ScriptedDmf::reset(ScriptedFile next) {
   file = std::move(next);
   calls.clear();
+  formats.clear();
+  writerSettings.clear();
 }
 
 using test::ScriptedStream;
@@ -53,7 +60,17 @@ ScriptedStream const* streamOf(int title, int id) {
 
 }  // namespace
 
+// As the host's own, which does the work.
+int KySubtitleBufStreamWrite::init(AnyDict const& settings) {
+  test::scriptedDmf().writerSettings = settings;
+  using Init = int (*)(KySubtitleBufStreamWrite*, AnyDict const&);
+  static auto const original =
+      reinterpret_cast<Init>(::dlsym(RTLD_NEXT, "_ZN24KySubtitleBufStreamWrite4initERK7AnyDict"));
+  return original(this, settings);
+}
+
 DmfDemux* dmfDemuxNew(DmfResourceGetter getter, void* context) {
+  if (!file().isMade) return nullptr;
   ++test::scriptedDmf().alive;
   call(getter && getter(context, "malloc") ? "new" : "new without resources");
   return new DmfDemux;
@@ -98,6 +115,7 @@ int dmfDemuxGetStreamInfo(DmfDemux* demux, int title, int number, DmfStreamInfo*
   info->format = stream.kind == kDmfAudio   ? static_cast<void const*>(&block.audio)
                  : stream.kind == kDmfVideo ? static_cast<void const*>(&block.video)
                                             : &block.subtitle;
+  if (stream.kind == kDmfSubtitle) test::scriptedDmf().formats.push_back(info->format);
   return 0;
 }
 
@@ -110,7 +128,9 @@ int dmfDemuxNewParser(DmfDemux* demux, const DmfParserSettings* settings) {
 
 int dmfDemuxAddStream(DmfDemux* demux, int parser, const DmfStreamSettings* settings) {
   call("add " + std::to_string(settings->stream) + " to " + std::to_string(parser) +
-       (settings->asText ? " as text" : ""));
+       (settings->asText == 1 ? " as text"
+        : settings->asText    ? " with an odd flag"
+                              : ""));
   if (!file().adds || !demux->parsers.count(parser)) return -1;
   DmfDemux::Parser& to = demux->parsers[parser];
   to.stream = streamOf(to.title, settings->stream);
@@ -126,6 +146,7 @@ int dmfDemuxSeek(DmfDemux*, const DmfSeekSettings* settings) {
 
 int dmfDemuxPush(DmfDemux* demux, int number) {
   call("push " + std::to_string(number));
+  if (file().onPush) file().onPush();
   auto const found = demux->parsers.find(number);
   if (found == demux->parsers.end()) return -1;
   DmfDemux::Parser& parser = found->second;

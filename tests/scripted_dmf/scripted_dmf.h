@@ -3,11 +3,12 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "dmfdemux/dmfdemux.h"
+#include "host/any.h"
 
 namespace test {
 
@@ -28,6 +29,7 @@ struct ScriptedStream {
 };
 
 struct ScriptedFile {
+  bool isMade = true;  // the demultiplexer
   bool opens = true;
   bool hasInfo = true;
   struct Title {
@@ -40,6 +42,7 @@ struct ScriptedFile {
   bool adds = true;
   bool seeks = true;
   uint16_t firstId = 40;  // stream identifiers need not be numbers
+  std::function<void()> onPush;
 };
 
 // The file that the next opening finds, and the calls since reset(), such as "push 1".
@@ -48,6 +51,8 @@ struct ScriptedDmf {
   std::vector<std::string> calls;
   int alive = 0;  // demultiplexers not yet freed
   int open = 0;
+  std::vector<void const*> formats;  // format blocks of subtitle streams, in the order of their handing out
+  AnyDict writerSettings;            // of the last text writer
   void reset(ScriptedFile next);
 };
 ScriptedDmf& scriptedDmf();
