@@ -188,15 +188,14 @@ int MpegDecWrapper::readSamples(int count, int audioIndex) {
 }
 
 int MpegDecWrapper::readJoined(int count) {
-  AnyVector const& streams = joinedStreams();
-  results_.assign(static_cast<size_t>(streams.size()), 0);
+  deliveries_.clear();
   int result = 0;
   int64_t position = 0;
   bool anyRead = false;
-  for (int i = 0; i < streams.size(); ++i) {
-    int const stream = streams.at(i).asInt32();
+  for (Any const& number : joinedStreams()) {
+    int const stream = number.asInt32();
     int const read = inner_->readSamples(count, stream);
-    results_[static_cast<size_t>(i)] = read;
+    deliveries_.push_back({stream, read});
     if (read < 0 && read != kResultEndOfStream) continue;
     anyRead = true;
     if (KyPcm const* const pcm = inner_->audioPcm(stream)) position = pcm->position;
@@ -211,13 +210,12 @@ int MpegDecWrapper::readJoined(int count) {
   if (result == 0) return kResultEndOfStream;
 
   // By what was delivered, not by what was asked for: a request may be far larger than any block.
-  if (silencePcm.capacity - silencePcm.nSamples < result) silencePcm.grow(result);
-  void const* const silence = silencePcm.capacity >= result ? silencePcm.ptr() : nullptr;
+  void const* const silence = silencePcm.grow(result) == 0 ? silencePcm.ptr() : nullptr;
   channelBuffers_.clear();
-  for (int i = 0; i < streams.size(); ++i) {
+  for (auto const& [stream, read] : deliveries_) {
     void const* samples = silence;
-    if (results_[static_cast<size_t>(i)] == result) {
-      KyPcm const* const pcm = inner_->audioPcm(streams.at(i).asInt32());
+    if (read == result) {
+      KyPcm const* const pcm = inner_->audioPcm(stream);
       // A stream of another sample size cannot be interleaved as it is.
       if (pcm && pcm->samples2bytes(1) == silencePcm.samples2bytes(1)) samples = pcm->ptr();
     }

@@ -108,7 +108,11 @@ class MpegDecWrapper : public KyDecodePipe {
   bool joinMonoStreams_ = false;
   AnyVector streamMap;  // by outward number: inner number or kJoinedStream; empty when nothing is joined
 
+  struct Delivery {
+    int stream;  // inner number
+    int result;  // of its read
+  };
   // Kept between reads for their memory.
-  std::vector<int> results_;
+  std::vector<Delivery> deliveries_;
   AnyVector channelBuffers_;
 };

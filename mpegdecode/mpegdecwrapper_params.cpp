@@ -5,6 +5,12 @@
 #include "mpegdecode/mpegdecwrapper.h"
 #include "mpegdecode/mpegindec.h"
 
+namespace {
+
+constexpr std::string_view kAudioPrefix = "audio";
+
+}  // namespace
+
 int MpegDecWrapper::setParam(char const* key, Any const& value) {
   if (std::string_view(key) == "joinMonoStreams") {
     joinMonoStreams_ = static_cast<bool>(value);
@@ -33,7 +39,7 @@ int MpegDecWrapper::getParam(char const* key, Any& value) const {
     value = joinedChannelName(value.asInt32());
     return 0;
   }
-  return name.starts_with("audio") ? audioParam(key, value) : innerParam(key, value);
+  return name.starts_with(kAudioPrefix) ? audioParam(key, value) : innerParam(key, value);
 }
 
 int MpegDecWrapper::innerParam(char const* key, Any& value) const {
@@ -68,10 +74,9 @@ Any MpegDecWrapper::joinedChannelName(int channel) const {
 // "audio<number>" gives the description of an audio stream, "audio<number>/<key>" one of its parameters; the
 // numbers are outward ones. Text without a number names no stream.
 int MpegDecWrapper::audioParam(char const* key, Any& value) const {
-  std::string_view const text = std::string_view(key).substr(std::string_view("audio").size());
-  int number = -1;
-  auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc()) number = -1;
+  std::string_view const text = std::string_view(key).substr(kAudioPrefix.size());
+  int number = -1;  // stays where there is none, or one that an int does not hold
+  char const* const end = std::from_chars(text.data(), text.data() + text.size(), number).ptr;
   if (text.find('/') != std::string_view::npos) {
     // A key ends the text, so it is terminated.
     char const* const parameter = *end == '/' ? end + 1 : "";

@@ -90,6 +90,9 @@ TEST(GuardedCalls, FileNameGivenAsAnInteger_GivesMinus13WithoutCallingTheLibrary
   EXPECT_EQ(instance->fileName, nullptr);
   ASSERT_EQ(failures.seen.size(), 3u);
   for (auto const& [where, text] : failures.seen) EXPECT_EQ(text, "MpegInDec: invalid filename argument");
+  EXPECT_EQ(failures.seen[0].first, "./mpegdecode/mpeginutil(838)");
+  EXPECT_EQ(failures.seen[1].first, "./mpegdecode/mpeginutil(866)");
+  EXPECT_EQ(failures.seen[2].first, "./mpegdecode/mpeginutil(890)");
 }
 
 TEST(GuardedCalls, FileNameFieldIsNullAgainAfterParsing) {

@@ -170,19 +170,21 @@ TEST_P(Errors, ThatWereRecordedBeforeACheckFailed_AreHandedOver) {
 TEST_P(Errors, OfAFailedOpening_AreItsOwn) {
   library.addVideo();
   open();
-  leaveAnError();
   wrapper->close();
   wrapper->setParam("filename", "/nowhere/at/all.mxf");
+  leaveAnError();
   EXPECT_EQ(wrapper->open(), -9);
   expectError(-9, "");
 }
 
 TEST_P(Errors, StayWhenACallSucceeds) {
   library.addVideo();
+  library.addAudio(kAudioLpcm);
   open();
   leaveAnError();
   EXPECT_EQ(wrapper->selectStream(kKindVideo, 0), 0);
   EXPECT_EQ(wrapper->readFrame(0), 0);
+  EXPECT_EQ(wrapper->readSamples(0, 0), 0);
   expectError(78, "earlier");
 }
 

@@ -160,6 +160,26 @@ TEST_P(Joining, StreamsThatChangeWhileTheyAreJoined_AreExceptionFailures) {
   EXPECT_EQ(wrapper->countStreams(kKindAudio), 1);
 }
 
+TEST_P(Joining, OfOneStreamThatStayedMono_HasOneChannel) {
+  addMono();
+  addMono();
+  readyWrapper();
+  library.onCall = [&](Function function) {
+    if (function == kSeekSample && inner().state() == kStateOpened)
+      audioOf(inner(), 1).info.set("channels", 2);
+  };
+  ASSERT_EQ(wrapper->open(), 0);
+  library.onCall = nullptr;
+  EXPECT_EQ(wrapper->countStreams(kKindAudio), 2);
+  Any value = 0;
+  EXPECT_EQ(wrapper->getParam("channelName", value), 0);
+  EXPECT_EQ(value, Any("mono"));
+  value = 1;
+  EXPECT_EQ(wrapper->getParam("channelName", value), 0);
+  EXPECT_EQ(value, Any("mono"));
+  expectNoFailure();
+}
+
 TEST_P(Joining, TheJoinedStreamStandsWhereTheFirstMonoStreamStood) {
   addStereo();
   addMono(100);
@@ -176,8 +196,52 @@ TEST_P(Joining, TheJoinedStreamStandsWhereTheFirstMonoStreamStood) {
   EXPECT_EQ(info["samples"], Any(300L));
   wrapper->streamInfo(kKindAudio, 2, info);
   EXPECT_EQ(info["channels"], Any(6));
+  ASSERT_EQ(wrapper->selectStream(kKindAudio, 2), 0);
   EXPECT_EQ(wrapper->sampleCount(1), 300);
+  EXPECT_EQ(wrapper->sampleCount(2), 100000);
+  EXPECT_EQ(wrapper->audioPcm(2)->channels(), 6);
   EXPECT_FALSE(wrapper->isSelected(kKindAudio, 0)) << "selected for a while only";
+}
+
+TEST_P(Joining, NumbersOfPicturesAreThoseOfTheFile) {
+  for (int width : {64, 128, 192}) library.addVideo().info.width = width;
+  addMono();
+  addMono();
+  openedWrapper();
+  ASSERT_EQ(wrapper->countStreams(kKindAudio), 1);
+  for (int i = 0; i < 3; ++i) {
+    AnyDict description;
+    EXPECT_EQ(wrapper->streamInfo(kKindVideo, i, description), 0);
+    EXPECT_EQ(description["width"], Any(64 * (i + 1)));
+    Any value;
+    EXPECT_EQ(wrapper->getStreamParam(kKindVideo, i, "width", value), 0);
+    EXPECT_EQ(value, Any(64 * (i + 1)));
+    EXPECT_EQ(wrapper->setStreamParam(kKindVideo, i, "nothing", 1), -5);
+    EXPECT_FALSE(wrapper->isSelected(kKindVideo, i));
+    EXPECT_EQ(wrapper->selectStream(kKindVideo, i), 0);
+    EXPECT_TRUE(wrapper->isSelected(kKindVideo, i));
+    EXPECT_TRUE(inner().isSelected(kKindVideo, i));
+    EXPECT_EQ(wrapper->deselectStream(kKindVideo, i), 0);
+    EXPECT_FALSE(inner().isSelected(kKindVideo, i));
+  }
+  EXPECT_FALSE(wrapper->isSelected(kKindAudio, 0));
+  EXPECT_EQ(wrapper->selectStream(kKindVideo, 3), -1);
+  expectWrapperError(-1, "wrong stream number 3");
+  expectNoFailure();
+}
+
+TEST_P(Joining, WithoutJoining_NumbersAreCheckedInside) {
+  addStereo();
+  openedWrapper();
+  EXPECT_EQ(wrapper->selectStream(kKindAudio, 1), -1);
+  expectWrapperError(-1, "wrong stream number 1");
+  expectNoFailure();
+  EXPECT_EQ(failing([&] { return wrapper->readSamples(10, 1); }).value_or(-1), -1);
+  expectAssertion("./mpegdecode/mpegindec(1356)",
+                  "mpegdec.readSamples: invalid stream no or stream not selected");
+  EXPECT_EQ(failing([&] { return wrapper->seekToSample(10, 1); }).value_or(-1), -1);
+  expectAssertion("./mpegdecode/mpegindec(1437)",
+                  "mpegdec.seekToSample: invalid stream no or stream not selected");
 }
 
 TEST_P(Joining, IsLeftWithOneMonoStreamWithDolbyAndOnRequest) {

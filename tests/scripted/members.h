@@ -50,6 +50,30 @@ struct Inner {
 };
 template struct Member<Inner, &MpegDecWrapper::inner_>;
 
+struct JoinedInfo {
+  using Type = AnyDict MpegDecWrapper::*;
+  friend Type memberOf(JoinedInfo);
+};
+template struct Member<JoinedInfo, &MpegDecWrapper::joinedInfo>;
+
+struct JoinedPcm {
+  using Type = KyPcm MpegDecWrapper::*;
+  friend Type memberOf(JoinedPcm);
+};
+template struct Member<JoinedPcm, &MpegDecWrapper::joinedPcm>;
+
+struct SilencePcm {
+  using Type = KyPcm MpegDecWrapper::*;
+  friend Type memberOf(SilencePcm);
+};
+template struct Member<SilencePcm, &MpegDecWrapper::silencePcm>;
+
+struct StreamMap {
+  using Type = AnyVector MpegDecWrapper::*;
+  friend Type memberOf(StreamMap);
+};
+template struct Member<StreamMap, &MpegDecWrapper::streamMap>;
+
 struct OpenAudio {
   using Type = int (MpegInDec::*)(MpegInAudioStream&, MpegIn const&);
   friend Type memberOf(OpenAudio);

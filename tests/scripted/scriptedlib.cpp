@@ -44,6 +44,10 @@ State* stateOf(MpegIn* instance) {
   return nullptr;
 }
 
+void expectReserved(bool zero) {
+  if (!zero) ++current->misused;
+}
+
 void describe(MpegIn& instance, State& state) {
   Library const& lib = *current;
   state.videoId.clear();
@@ -233,7 +237,8 @@ using scripted::current;
 using scripted::State;
 using scripted::stateOf;
 
-MpegIn* mpegInNew(MpegResourceGetter getter, int) {
+MpegIn* mpegInNew(MpegResourceGetter getter, int reserved) {
+  scripted::expectReserved(reserved == 0);
   if (current->enter(scripted::kNew)) return nullptr;
   // As a plain block, so that a test can leave it to the caller's free.
   auto* const instance = new (std::calloc(1, sizeof(MpegIn))) MpegIn{};
@@ -292,9 +297,10 @@ int mpegInOpen(MpegIn* instance, const char*) {
   return kMpegOk;
 }
 
-int mpegInVideoAuxinfo(MpegIn* instance, int, int request, void* record, int value) {
+int mpegInVideoAuxinfo(MpegIn* instance, int reserved, int request, void* record, int value) {
   State* const state = stateOf(instance);
   if (!state) return kMpegError;
+  scripted::expectReserved(reserved == 0);
   state->record->videoAux.emplace_back(request, value);
   if (auto const* outcome = current->enter(scripted::kVideoAux)) return outcome->result;
   switch (request) {
@@ -315,9 +321,10 @@ int mpegInVideoAuxinfo(MpegIn* instance, int, int request, void* record, int val
   }
 }
 
-int mpegInAudioAuxinfo(MpegIn* instance, int, int request, void* record, int size) {
+int mpegInAudioAuxinfo(MpegIn* instance, int reserved, int request, void* record, int size) {
   State* const state = stateOf(instance);
   if (!state) return kMpegError;
+  scripted::expectReserved(reserved == 0);
   auto* const bytes = static_cast<uint8_t*>(record);
   state->record->audioAux.emplace_back(request, std::vector<uint8_t>(bytes, bytes + size));
   if (auto const* outcome = current->enter(scripted::kAudioAux)) return outcome->result;
@@ -347,9 +354,10 @@ int mpegInGetNextFrame(MpegIn* instance) {
   return outcome->result;
 }
 
-int mpegInSeekSample64(MpegIn* instance, int, int64_t sample, int) {
+int mpegInSeekSample64(MpegIn* instance, int reserved1, int64_t sample, int reserved2) {
   State* const state = stateOf(instance);
   if (!state) return kMpegError;
+  scripted::expectReserved(reserved1 == 0 && reserved2 == 0);
   state->record->samples.push_back(sample);
   if (auto const* outcome = current->enter(scripted::kSeekSample)) return outcome->result;
   state->sample = sample;
@@ -390,7 +398,8 @@ void mpegInFree(MpegIn* instance) {
   if (instance != current->ownedByCaller) std::free(instance);
 }
 
-MfHandle* mfimportNew(MpegResourceGetter, int) {
+MfHandle* mfimportNew(MpegResourceGetter getter, int reserved) {
+  scripted::expectReserved(!getter && reserved == 0);
   if (current->enter(scripted::kMfNew)) return nullptr;
   auto handle = std::make_unique<MfHandle>();
   current->readers.insert(handle.get());

@@ -130,7 +130,9 @@ class Library {
   int calls(Function function) const { return calls_[function]; }
   std::vector<std::unique_ptr<Instance>> instances;  // in the order they were made
   int alive() const;                                 // instances, reader handles and reader streams
-  int misused = 0;  // instances, handles and streams that were freed twice or used after they were freed
+  // Instances, handles and streams that were freed twice or used after they were freed; reserved arguments
+  // that were not 0.
+  int misused = 0;
   int fileCloses = 0;
   MpegExternalIo readerIo{};  // as the last opening of a container reader found it
 

@@ -113,6 +113,14 @@ TEST_F(DescribedSubtitles, TheWriterOfText_IsToldItsFileAndTheFormatBlock) {
   EXPECT_EQ(settings["format"].asGeneric(), scriptedDmf().formats.front());
 }
 
+TEST_F(DescribedSubtitles, TextOfOneByte_IsNoFailure) {
+  PipePtr const pipe = open(titles({{subtitle(282, {{"x"}})}}));
+  ASSERT_TRUE(pipe);
+  EXPECT_EQ(subpic(pipe, 0)["subtitles"], Any("x"));
+  EXPECT_TRUE(log.has("[DMFDemux] Read subtitle stream 40 for title=0, 1 bytes"));
+  EXPECT_FALSE(log.contains("[DMFDemux] Failed"));
+}
+
 TEST_F(DescribedSubtitles, TextWhoseFileWentAway_IsEmpty) {
   ScriptedFile file = titles({{subtitle(282, {{"x"}})}});
   file.onPush = [this] {

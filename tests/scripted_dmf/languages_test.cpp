@@ -1,7 +1,9 @@
 // How a language finds its stream.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -23,9 +25,9 @@ class AudioLanguages : public testing::Test {
     stream.info.set("codecParams", params);
     list_.append(&stream);
   }
-  std::string attach() {
+  std::string attach(std::u16string const& language = u"eng") {
     DmfAudioFormat format{};
-    for (size_t i = 0; i < 3; ++i) format.language[i] = static_cast<uint16_t>("eng"[i]);
+    std::copy(language.begin(), language.end(), format.language);
     DmfStreamInfo info{};
     info.kind = kDmfAudio;
     info.format = &format;
@@ -91,10 +93,36 @@ TEST(MediaDescription, PairsOfSurrogatesAreOneCharacter) {
   }
 }
 
+TEST(MediaDescription, SurrogatesWithoutTheirOtherHalf_AreReplaced) {
+  std::string const replaced = "\xEF\xBF\xBD";
+  using Three = std::array<uint16_t, 3>;
+  EXPECT_EQ(dmfText(Three{0xD800, 'a', 'b'}), replaced + "ab");
+  EXPECT_EQ(dmfText(Three{0xDC00, 'a', 'b'}), replaced + "ab");
+  EXPECT_EQ(dmfText(Three{0xDC00, 0xDC00, 'b'}), replaced + replaced + "b");
+  EXPECT_EQ(dmfText(Three{0xD7FF, 0xDC00, 'b'}), "\xED\x9F\xBF" + replaced + "b");
+  EXPECT_EQ(dmfText(Three{0xDBFF, 0xDBFF, 'b'}), replaced + replaced + "b");
+  EXPECT_EQ(dmfText(Three{0xD83D, 0xE000, 'b'}), replaced + "\xEE\x80\x80" + "b");
+  EXPECT_EQ(dmfText(Three{0xD83D, 'a', 0xDE00}), replaced + "a" + replaced);
+  EXPECT_EQ(dmfText(Three{'a', 'b', 0xD83D}), "ab" + replaced);
+}
+
+TEST(MediaDescription, WhatStandsBehindTheArray_IsNotOfIt) {
+  std::array<uint16_t, 3> const pair{'a', 0xD83D, 0xDE00};
+  EXPECT_EQ(dmfText(std::span(pair).first(2)), "a\xEF\xBF\xBD");
+  EXPECT_EQ(dmfText(std::span(pair).first(1)), "a");
+}
+
 TEST(MediaDescription, EndsAtItsZeroOrWithItsArray) {
   EXPECT_EQ(dmfText(std::array<uint16_t, 4>{'a', 1, 0, 'x'}), "a\x01");
   EXPECT_EQ(dmfText(std::array<uint16_t, 2>{'a', 'b'}), "ab");
   EXPECT_EQ(dmfText(std::array<uint16_t, 1>{0}), "");
+}
+
+TEST_F(AudioLanguages, FirstCharacterDecidesWhetherThereIsOne) {
+  add(3, 0);
+  EXPECT_EQ(attach(u""), "0");
+  EXPECT_EQ(attach(std::u16string(u"\0ng", 3)), "0");
+  EXPECT_EQ(attach(u"e"), "1");
 }
 
 TEST_F(AudioLanguages, FirstMatchAloneIsDescribed) {
