@@ -103,6 +103,16 @@ TEST_F(JoinedLifecycle, InitPassesFourAttributesInOrder) {
                            "set numThreads 5"}));
 }
 
+TEST_F(JoinedLifecycle, BeforeInit_NothingIsToBeJoined) {
+  make();
+  Any flag;
+  EXPECT_EQ(wrapper_->getParam("joinMonoStreams", flag), 0);
+  EXPECT_FALSE(static_cast<bool>(flag));
+  EXPECT_EQ(wrapper_->init(), 0);
+  EXPECT_EQ(wrapper_->getParam("joinMonoStreams", flag), 0);
+  EXPECT_TRUE(static_cast<bool>(flag));
+}
+
 TEST_F(JoinedLifecycle, InitThatFailsInside_HasItsCodeAndPassesNothing) {
   make().initResult = 7;
   EXPECT_EQ(wrapper_->init(), 7);

@@ -200,6 +200,9 @@ TEST_P(Joining, TheJoinedStreamStandsWhereTheFirstMonoStreamStood) {
   EXPECT_EQ(wrapper->sampleCount(1), 300);
   EXPECT_EQ(wrapper->sampleCount(2), 100000);
   EXPECT_EQ(wrapper->audioPcm(2)->channels(), 6);
+  EXPECT_EQ(wrapper->readSamples(10, 2), 10);
+  EXPECT_EQ(wrapper->audioPcm(2)->nSamples, 10);
+  wrapper->deselectStream(kKindAudio, 2);
   EXPECT_FALSE(wrapper->isSelected(kKindAudio, 0)) << "selected for a while only";
 }
 
@@ -242,6 +245,16 @@ TEST_P(Joining, WithoutJoining_NumbersAreCheckedInside) {
   EXPECT_EQ(failing([&] { return wrapper->seekToSample(10, 1); }).value_or(-1), -1);
   expectAssertion("./mpegdecode/mpegindec(1437)",
                   "mpegdec.seekToSample: invalid stream no or stream not selected");
+}
+
+TEST_P(Joining, OfStreamsWithoutSamples_HasNone) {
+  addMono(0);
+  addMono(0);
+  openedWrapper();
+  AnyDict info;
+  wrapper->streamInfo(kKindAudio, 0, info);
+  EXPECT_EQ(info["samples"], Any(0L));
+  EXPECT_EQ(wrapper->sampleCount(0), 0);
 }
 
 TEST_P(Joining, IsLeftWithOneMonoStreamWithDolbyAndOnRequest) {
