@@ -12,11 +12,13 @@
 namespace {
 
 // The sixteen default subpicture colours (0, Y, Cr, Cb) of titles without a palette of their own: four greys,
-// then saturated colours of ITU-R BT.601 at 75 %.
+// then saturated colours of ITU-R BT.601 at 75 % and at half of that.
 constexpr uint8_t kDefaultPalette[64] = {
-    0,  16, 128, 128, 0,   235, 128, 128, 0,   126, 128, 128, 0,   180, 128, 128, 0,  65,  212, 100, 0,   112,
-    58, 72, 0,   35,  114, 212, 0,   162, 142, 44,  0,   84,  198, 184, 0,   131, 44, 156, 0,   51,  170, 156,
-    0,  74, 93,  100, 0,   29,  121, 170, 0,   99,  135, 86,  0,   60,  163, 156, 0,  83,  86,  142};
+    0, 16,  128, 128, 0, 235, 128, 128, 0, 126, 128, 128, 0, 180, 128, 128,  // black, white, greys
+    0, 65,  212, 100, 0, 112, 58,  72,  0, 35,  114, 212,                    // red, green, blue
+    0, 162, 142, 44,  0, 84,  198, 184, 0, 131, 44,  156,                    // yellow, magenta, cyan
+    0, 41,  170, 114, 0, 64,  93,  100, 0, 25,  121, 170,                    // the same, dark
+    0, 89,  135, 86,  0, 50,  163, 156, 0, 74,  86,  142};
 
 KyYUVMatrix matrixOf(MpegColour const& colour) {
   return KyColourDesc(colour.primaries, colour.transfer, colour.matrix).toYUVMatrix();
