@@ -120,7 +120,7 @@ class MpegInDec : public KyDecodePipe {
   int parseFile(MpegInPtr& file);
   int setupExternalIo(MpegExternalIo& io);
   static MpegExternalIo streamIo(MpegIn const& file);
-  int refuseDv(MpegInPtr& file);
+  int refuseDv(MpegIn& file);
   void createStreams(MpegIn const& file);
   int checkStreams(MpegIn const& file);
   void clearLists();

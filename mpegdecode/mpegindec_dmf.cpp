@@ -17,5 +17,4 @@ void MpegInDec::addDmfStreams() {
 void MpegInDec::closeStream(MpegInSubpicStream& stream) {
   removeSubtitleFolder(stream.info);
   releaseDecoder(stream);
-  stream.selected = false;
 }

@@ -90,24 +90,19 @@ int MpegInDec::parseFile(MpegInPtr& file) {
   for (int& setting : set.fixed) setting = 1;
   parsed->video.fourcc = 0;
 
-  if (int const result = guardedGetInfo(parsed.get(), params_.fileName)) {
-    parsed.reset();
+  if (int const result = guardedGetInfo(parsed.get(), params_.fileName))
     return _setErr(result, "Failed to parse '%s'", fileName.c_str());
-  }
   MpegExtendedHeader const* header = nullptr;
   auto const described = guardedVideoAuxinfo(parsed.get(), kAuxExtendedHeader, &header, sizeof *header);
-  if (!described) {
-    // An instance that threw halfway cannot be trusted any more.
-    parsed.reset();
-    return _setErr(kResultError, "Failed to open '%s'", fileName.c_str());
-  }
+  // An instance that threw halfway cannot be trusted any more.
+  if (!described) return _setErr(kResultError, "Failed to open '%s'", fileName.c_str());
   bool const hasHeader = *described == kMpegOk && header;
   if (hasHeader && header->sourceDepth > 8) parsed->video.fourcc = mpegFourcc("Y216");
   MpegVideoInfo const& video = parsed->video;
   colour_ = hasHeader ? MpegColour{header->primaries, header->transfer, header->matrix}
                       : MpegColour{video.primaries, video.transfer, video.matrix};
   if (parsed->dvFlag) {
-    if (int const result = refuseDv(parsed)) return result;
+    if (int const result = refuseDv(*parsed)) return result;
   }
   if (parsed->nVideo + countAudioStreams(*parsed) == 0)
     return _setErr(kResultError, "No audio/video streams found in ''%s", fileName.c_str());
@@ -116,15 +111,14 @@ int MpegInDec::parseFile(MpegInPtr& file) {
 }
 
 // DV is imported only as the audio of a P2 card, whose pictures another importer reads.
-int MpegInDec::refuseDv(MpegInPtr& file) {
+int MpegInDec::refuseDv(MpegIn& file) {
   AnyDict folders;
   if (KyUtil::getP2FolderStructure(params_.fileName, folders)) {
-    file->nVideo = 0;
-    file->set.videoStream = 0;
+    file.nVideo = 0;
+    file.set.videoStream = 0;
     return 0;
   }
-  mpegInClose(file.get());
-  file.reset();
+  mpegInClose(&file);
   ky_dbg()->info("Refusing to open dv with mfimport");
   return _setErr(kResultError, "Failed to parse '%s'", textOf(params_.fileName).c_str());
 }

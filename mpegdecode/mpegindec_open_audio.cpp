@@ -122,7 +122,6 @@ int MpegInDec::createPcm(MpegInAudioStream& stream, MpegIn& instance) {
   if (pcm->init(audio.rate, audio.channels, bytesPerSample(audio.bits), audio.rate) != 0)
     return _setErr(kResultError, "Out of memory");
   stream.pcm = std::move(pcm);
-  stream.scratch.reset();
   if (instance.smartRenderOnly || audio.bits != 32) return 0;
   auto scratch = std::make_unique<KyPcm>();
   if (scratch->init(audio.rate, audio.channels, static_cast<int>(sizeof(int32_t)), audio.rate) != 0)
