@@ -154,6 +154,19 @@ TEST_P(ExternalIo, ThatNobodyWants_IsNotUsed) {
   EXPECT_EQ(pipe->open(), -9) << "its files are not known here";
 }
 
+TEST_P(ExternalIo, OfDmf_OpensWithoutSubtitlesAndTellsTheUser) {
+  install();
+  library.containerType = kContainerDmf;
+  want();
+  ky_log()->take();
+  ASSERT_EQ(pipe->open(), 0) << pipe->errorDesc();
+  auto const messages = ky_log()->take();
+  ASSERT_EQ(messages.size(), 1U);
+  EXPECT_EQ(messages[0].text,
+            "No subtitles and languages of /only/the/host/knows.mxf: it is opened through external file "
+            "access.");
+}
+
 TEST_P(ExternalIo, ThatTheHostTakesAway_IsTheReadersStill) {
   library.containerType = kContainerTransport;
   install();

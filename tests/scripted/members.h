@@ -80,6 +80,12 @@ struct OpenAudio {
 };
 template struct Member<OpenAudio, &MpegInDec::openAudio>;
 
+struct SelectVideo {
+  using Type = int (MpegInDec::*)(int);
+  friend Type memberOf(SelectVideo);
+};
+template struct Member<SelectVideo, &MpegInDec::selectVideo>;
+
 struct ListName {
   using Type = Any (XdcamDec::*)(Any const&) const;
   friend Type memberOf(ListName);

@@ -205,6 +205,20 @@ TEST_F(Opened, SaysWhyAForcedFormatIsRefused) {
             "YUYV, BGR4, Y216, W016 and b64a are");
 }
 
+TEST_F(Opened, SaysTheBytesOfARefusedFormatThatCannotBePrintedAsDots) {
+  library.addVideo();
+  library.addAudio(kAudioLpcm);
+  auto const refused = [&](Any const& format) {
+    pipe->setParam("FOURCC", format);
+    EXPECT_EQ(pipe->open(), 0);
+    auto const messages = ky_log()->take();
+    return messages.size() == 1 ? messages[0].text.substr(0, messages[0].text.find(',')) : "";
+  };
+  ready();
+  EXPECT_EQ(refused(0x7F7E201F), "Video stream #0 cannot be decoded as '. ~.'");
+  EXPECT_EQ(refused("YU"), "Video stream #0 cannot be decoded as 'YU..'") << "nothing of the one before";
+}
+
 TEST_F(Opened, SaysNothingOfAFormatThatIsOne) {
   library.addVideo();
   for (char const* format : {"I420", "YUYV", "BGR4", "Y216", "W016", "b64a"}) {

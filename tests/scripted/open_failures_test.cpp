@@ -93,10 +93,14 @@ TEST_P(Opening, WhenTheHeaderRequestFails_GoesOn) {
 }
 
 TEST_P(Opening, OfDeepPictures_AsksForTheirDepthByTheHeader) {
-  library.header.sourceDepth = 10;
-  opened();
-  EXPECT_EQ(instance(1).fourcc, mpegFourcc("Y216"));
-  EXPECT_EQ(info(kKindVideo, 0)["FOURCC"].asInt32(), static_cast<int>(kyFourcc("W016")));
+  for (int const depth : {9, 10, 16}) {
+    library.header.sourceDepth = depth;
+    library.instances.clear();
+    opened();
+    EXPECT_EQ(instance(1).fourcc, mpegFourcc("Y216")) << depth;
+    EXPECT_EQ(info(kKindVideo, 0)["FOURCC"].asInt32(), static_cast<int>(kyFourcc("W016")));
+    pipe.reset();
+  }
 }
 
 TEST_P(Opening, OfDvOutsideItsCard_IsRefused) {

@@ -107,9 +107,25 @@ TEST_F(OpeningDetails, ADolbyTrackerIsPrimedWithTheFirstMetadata) {
   ASSERT_EQ((pipe.get()->*memberOf(OpenAudio{}))(stream, shared), 0);
   ASSERT_NE(stream.tracker, nullptr);
   EXPECT_EQ(stream.tracker->last(), Any(42));
-  EXPECT_EQ(stream.tracker->bytesPerSample(), 3);
   mpegInClose(stream.decoder);
   mpegInFree(stream.decoder);
+}
+
+TEST_F(OpeningDetails, ADolbyTrackerCountsBytesRoundedUp) {
+  for (auto [bits, bytes] : {std::pair{16, 2}, std::pair{20, 3}, std::pair{24, 3}, std::pair{32, 4}}) {
+    library.audio.clear();
+    library.addAudio(kAudioDolby).info.bits = bits;
+    opened();
+    EXPECT_EQ(audioOf(*pipe, 0).tracker->bytesPerSample(), bytes) << bits;
+  }
+}
+
+TEST_F(OpeningDetails, StreamsAreNotAtTheirEnd) {
+  library.addVideo();
+  library.addAudio(kAudioLpcm);
+  opened();
+  EXPECT_FALSE(videoOf(*pipe, 0).endOfStream);
+  EXPECT_FALSE(audioOf(*pipe, 0).endOfStream);
 }
 
 TEST_F(OpeningDetails, TheParsingIsTimedAndItsStreamsAreCounted) {

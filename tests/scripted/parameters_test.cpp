@@ -194,6 +194,19 @@ TEST_F(Facts, TheTransportStructureOfOneProgramWithoutANumberIsEmpty) {
   EXPECT_EQ(get("tsStructure").asVector().size(), 1);
 }
 
+TEST_F(Facts, TheTransportStructureLeavesOutStreamsWithoutIdentity) {
+  for (int i = 0; i < 3; ++i) library.addVideo().id.program = 4;
+  opened();
+  videoOf(*pipe, 0).info.remove("codecParams");
+  videoOf(*pipe, 1).info.child("codecParams").set("program_number", "4");
+  AnyVector expected;
+  expected.append(AnyDict("program_number", 0, "vids", AnyVector{Any(AnyDict("pid", 1, "nr", 1))}, "auds",
+                          AnyVector(), "subs", AnyVector()));
+  expected.append(AnyDict("program_number", 4, "vids", AnyVector{Any(AnyDict("pid", 2, "nr", 2))}, "auds",
+                          AnyVector(), "subs", AnyVector()));
+  EXPECT_EQ(get("tsStructure").asVector(), expected) << "a number that is none counts as 0";
+}
+
 TEST_F(Facts, TheTypeNameIsTheCodecOrItsProfile) {
   struct Row {
     int MpegVideoInfo::*flag;

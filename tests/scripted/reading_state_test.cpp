@@ -53,6 +53,20 @@ TEST_F(PictureState, SeekingCorrectsTheSwing_AndReadingThatPictureDoesNotDoItAga
   EXPECT_EQ(pixel(), 16);
 }
 
+TEST_F(PictureState, ADescribedOverlayIsSwitchedOnForReadingAndSeeking) {
+  int& shown = stream().decoder->set.displaySubpictures;
+  ASSERT_EQ(pipe->readFrame(0), 0);
+  ASSERT_EQ(pipe->seekToFrame(3, 0), 0);
+  EXPECT_EQ(shown, 0);
+  ASSERT_EQ(pipe->readFrame(0), 0);
+  stream().info.set("_displaySubpics", 1);
+  ASSERT_EQ(pipe->readFrame(0), 0);
+  EXPECT_EQ(shown, 1);
+  shown = 0;
+  ASSERT_EQ(pipe->seekToFrame(3, 0), 0);
+  EXPECT_EQ(shown, 1);
+}
+
 TEST_F(PictureState, PicturesThatNeedNoSwingKeepTheirs) {
   pixel() = 0;
   ASSERT_EQ(pipe->readFrame(0), 0);

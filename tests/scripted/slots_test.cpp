@@ -66,6 +66,25 @@ TEST_P(Selecting, AgainAsksTheLibraryNothing) {
   EXPECT_EQ(library.calls(kSeekSample), samples);
 }
 
+TEST_P(Selecting, AgainBehindTheCheckIsAnError) {
+  ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
+  EXPECT_EQ((pipe.get()->*memberOf(SelectVideo{}))(0), -1);
+  expectError(-1, "Already selected");
+}
+
+TEST_P(Selecting, AStreamWhoseFirstPictureFailsHasNonePending) {
+  ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
+  ASSERT_EQ(pipe->deselectStream(kKindVideo, 0), 0);
+  MpegInVideoStream& stream = videoOf(*pipe, 0);
+  mpegInClose(stream.decoder);
+  mpegInFree(std::exchange(stream.decoder, nullptr));
+  library.give(kSeekFrame, -1);
+  EXPECT_EQ(pipe->selectStream(kKindVideo, 0), -1);
+  EXPECT_FALSE(stream.framePending);
+  EXPECT_FALSE(stream.selected);
+  EXPECT_EQ(stream.frame, nullptr);
+}
+
 TEST_P(Selecting, ADeselectedStreamKeepsItsDecoderAndStartsAnew) {
   ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
   ASSERT_EQ(pipe->seekToFrame(9, 0), 0);
