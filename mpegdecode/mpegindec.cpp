@@ -9,11 +9,10 @@
 #include "mpegdecode/callbacks.h"
 #include "mpegdecode/dolbytracker.h"
 
-MpegInDec::MpegInDec(KyModule const* module) : KyDecodePipe(module) { state_ = kStateCreated; }
+MpegInDec::MpegInDec(KyModule const* module) : KyDecodePipe(module) {}
 
 MpegInDec::~MpegInDec() {
   if (state_ == kStateOpened) MpegInDec::close();
-  clearLists();
 }
 
 int MpegInDec::init() {
@@ -22,15 +21,13 @@ int MpegInDec::init() {
     return kResultError;
   }
   state_ = kStateInitialised;
-  shared_.reset();
   params_ = Parameters{};
   if (Any const rate = getAttr("forceFramerate"); rate.isInt32()) {
     params_.forceFramerate = static_cast<uint8_t>(rate.asInt32());
     ky_dbg()->info("[%s] Force framerate set to %d", name(), rate.asInt32());
   }
   auto const take = [this](char const* key, int32_t& field) {
-    if (!module()) return;
-    if (Any const value = module()->getAttr(key); value.isInt32()) field = value.asInt32();
+    if (Any const value = getAttr(key); value.isInt32()) field = value.asInt32();
   };
   take("preferredSampleFormat", params_.preferredSampleFormat);
   take("preferredVideoBitDepth", params_.preferredVideoBitDepth);

@@ -14,9 +14,8 @@ namespace {
 // Captions that begin later are not worth the time that a longer search adds to every opening.
 constexpr int kSearchedFrames = 10;
 
-// 0 when the current picture has captions, else -1.
+// 0 when the current picture has captions, else -1. `out` is empty before.
 int extractCaptions(MpegInVideoStream const& stream, MediaTime const* time, KyCcData& out) {
-  out.clear();
   KyUserData data;
   collectUserData(stream.decoder, stream.name.asString(), data);
   int const packets = data.countPackets(kUserDataPicture);

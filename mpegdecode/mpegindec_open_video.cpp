@@ -180,7 +180,6 @@ bool MpegInDec::createFrames(MpegInVideoStream& stream, MpegIn& instance) const 
   }
   auto view = std::make_unique<KyFrame>();
   if (view->initView(*full, blanking, video.height - blanking) != 0) return false;
-  view->setYUVMatrix(matrix);
   stream.frame = std::move(view);
   stream.scratch = std::move(full);
   return true;

@@ -127,7 +127,6 @@ int MpegInDec::addLeadingSilence(MpegInAudioStream& stream, int want) {
   }
   int const silence = static_cast<int>(std::min<int64_t>(stream.syncDelaySamples - pcm.position, want));
   pcm.addSilence(silence);
-  pcm.nSamples = silence;
   pcm.position += silence;
   return silence;
 }

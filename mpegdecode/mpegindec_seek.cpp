@@ -68,12 +68,11 @@ int MpegInDec::reopenForBackwardSeek(MpegInAudioStream& stream) {
   if (openAudio(stream, *shared_) != 0) {
     kyAssertFail("./mpegdecode/mpegindec(1469)",
                  "mpegdec: failed to reopen previously opened stream -> can't recover.");
-    return errorCode() != 0 ? errorCode() : kResultError;
+    return errorCode();
   }
   stream.info.child("codecParams").set("firstAPTS", firstStamp);
   delaySound(stream, delay);
   stream.selected = true;
-  stream.endOfStream = false;
   return 0;
 }
 

@@ -105,12 +105,12 @@ void MpegInDec::correctAvDelay() {
     AnyDict const& videoInfo = referenceVideo(video_, codecParams["program_number"])->info;
     int64_t const firstVideo = videoInfo.descendant("codecParams", "firstVPTS", nullptr).asInt64();
     int const rate = stream.info["samplerate"].asInt32();
-    auto const delay = syncDelay(firstVideo, codecParams["firstAPTS"].asInt64(),
-                                 videoInfo["framerate"].asFramerate().rate(), rate);
-    if (!delay) continue;
-    delaySound(stream, static_cast<int32_t>(std::min<int64_t>(delay->samples, INT32_MAX)));
-    ky_dbg()->info("[%s]Audio stream %d delayed %dms, applying correction (%d samples)", name(), i,
-                   static_cast<int>(delay->ms), stream.syncDelaySamples);
+    if (auto const delay = syncDelay(firstVideo, codecParams["firstAPTS"].asInt64(),
+                                     videoInfo["framerate"].asFramerate().rate(), rate)) {
+      delaySound(stream, static_cast<int32_t>(std::min<int64_t>(delay->samples, INT32_MAX)));
+      ky_dbg()->info("[%s]Audio stream %d delayed %dms, applying correction (%d samples)", name(), i,
+                     static_cast<int>(delay->ms), stream.syncDelaySamples);
+    }
   }
 }
 

@@ -27,8 +27,7 @@ void collectSei(MpegIn* decoder, KyUserData& out) {
   if (guardedVideoAuxinfo(decoder, kAuxUserDataH264, &list, kPointerSize) != 0 || !list) return;
   for (int i = 0; i < list->count; ++i) {
     MpegSeiEntry const& entry = list->entries[i];
-    if (!entry.data || entry.size == 0 || (entry.type != kSeiRegistered && entry.type != kSeiUnregistered))
-      continue;
+    if (entry.type != kSeiRegistered && entry.type != kSeiUnregistered) continue;
     out.addDataPacket(entry.size, entry.data,
                       entry.type == kSeiRegistered ? kFormatRegisteredSei : kFormatUnregisteredSei,
                       kUserDataPicture);
