@@ -53,6 +53,66 @@ TEST_F(CaptionSearch, ThatFoundNone_LeavesTheFirstPictureInTheFrame) {
   EXPECT_EQ(instance(1).frames, (std::vector<int>{0, 0, 0}));
 }
 
+TEST_F(CaptionSearch, IsForThreeCodecsOfThe60HzWorldAlone) {
+  struct Row {
+    int MpegVideoInfo::*flag;  // none: MPEG-1
+    double rate;
+    bool searched;
+  };
+  for (Row const& row : {Row{nullptr, 30.0, true}, Row{&MpegVideoInfo::mpeg2, 30.0, true},
+                         Row{&MpegVideoInfo::h264, 60.0, true}, Row{&MpegVideoInfo::mpeg2, 24.0, true},
+                         Row{nullptr, 25.0, false}, Row{&MpegVideoInfo::mpeg2, 25.0, false},
+                         Row{&MpegVideoInfo::h264, 50.0, false}, Row{&MpegVideoInfo::mpeg4, 30.0, false},
+                         Row{&MpegVideoInfo::hevc, 30.0, false}, Row{&MpegVideoInfo::vc1, 30.0, false}}) {
+    setRate(row.rate);
+    library.video[0].info.mpeg2 = 0;
+    if (row.flag) library.video[0].info.*row.flag = 1;
+    int const before = library.calls(kNextFrame);
+    log.lines.clear();
+    opened();
+    std::string const codec = info(kKindVideo, 0)["codec"].asString();
+    EXPECT_EQ(library.calls(kNextFrame) - before, row.searched ? 10 : 0) << codec << " " << row.rate;
+    EXPECT_EQ(log.hasAt(kLogTrace, "parsing frames for cc data"), row.searched) << codec << " " << row.rate;
+    EXPECT_FALSE(log.has("parsing frames for cc data done")) << "nothing was found";
+  }
+}
+
+TEST_F(CaptionSearch, OfAShortStreamEndsBeforeItsLastPicture) {
+  for (auto [frames, searched] : {std::pair{5, 4}, std::pair{10, 9}, std::pair{11, 10}, std::pair{12, 10}}) {
+    setRate(30.0);
+    library.video[0].info.frames = frames;
+    int const before = library.calls(kNextFrame);
+    opened();
+    EXPECT_EQ(library.calls(kNextFrame) - before, searched) << frames;
+    library.video[0].userData[searched] = {captions(0x2C)};
+    opened();
+    EXPECT_EQ(pipe->countStreams(kKindSubpic), 0) << frames;
+    library.video[0].userData[searched - 1] = {captions(0x2C)};
+    opened();
+    EXPECT_EQ(pipe->countStreams(kKindSubpic), 1) << frames;
+    EXPECT_TRUE(log.hasAt(kLogTrace, "parsing frames for cc data done"));
+  }
+}
+
+TEST_F(CaptionSearch, NumbersTheEntriesInTheOrderOfTheStreamsThatHaveSome) {
+  library.video[0].userData[0] = {captions(0x2C)};
+  library.video.push_back(library.video[0]);
+  library.video[1].userData.clear();
+  library.video.push_back(library.video[0]);
+  library.subpictures = 1;
+  opened();
+  ASSERT_EQ(pipe->countStreams(kKindSubpic), 3);
+  MpegInStreamList const& entries = pipe.get()->*memberOf(SubpicList{});
+  for (int i = 0; i < 2; ++i) {
+    auto const& entry = *static_cast<MpegInSubpicStream const*>(entries.at(i));
+    EXPECT_EQ(entry.index, i);
+    EXPECT_EQ(entry.info["type"], Any(4));
+    EXPECT_EQ(entry.captionSource, &videoOf(*pipe, 2 * i));
+  }
+  EXPECT_EQ(entries.at(2)->info["type"], Any(2)) << "subpictures follow";
+  EXPECT_EQ(entries.at(2)->index, 0);
+}
+
 TEST_F(CaptionSearch, OfSeveralPacketsWithCaptions_TheFirstCounts) {
   library.video[0].userData[0] = {{{1, 2, 3}}, captions(0x2C), captions(0x2F)};
   library.video[0].userData[1] = {captions(0x2F), captions(0x2C)};

@@ -107,10 +107,14 @@ TEST_P(ExternalIo, OnRequest_ReachesEveryInstance) {
 
 TEST_P(ExternalIo, WithAKnownSizeOfZero_AsksForIt) {
   install();
-  library.fileSize = 0;
-  want();
-  ASSERT_EQ(pipe->open(), 0);
-  EXPECT_EQ(instance(1).io.size, 4711);
+  for (auto [known, given] : {std::pair{0, 4711}, std::pair{-1, 4711}, std::pair{1, 1}}) {
+    library.fileSize = known;
+    library.instances.clear();
+    want();
+    ASSERT_EQ(pipe->open(), 0);
+    EXPECT_EQ(instance(1).io.size, given);
+    pipe.reset();
+  }
 }
 
 TEST_P(ExternalIo, OfAWideName_AsksForItInUtf8) {
@@ -157,6 +161,7 @@ TEST_P(ExternalIo, ThatNobodyWants_IsNotUsed) {
 TEST_P(ExternalIo, OfDmf_OpensWithoutSubtitlesAndTellsTheUser) {
   install();
   library.containerType = kContainerDmf;
+  library.subpictures = 2;
   want();
   ky_log()->take();
   ASSERT_EQ(pipe->open(), 0) << pipe->errorDesc();
@@ -165,6 +170,8 @@ TEST_P(ExternalIo, OfDmf_OpensWithoutSubtitlesAndTellsTheUser) {
   EXPECT_EQ(messages[0].text,
             "No subtitles and languages of /only/the/host/knows.mxf: it is opened through external file "
             "access.");
+  EXPECT_EQ(pipe->countStreams(kKindSubpic), 0) << "extracted, not overlaid";
+  EXPECT_EQ(instance(1).set.decodeSubpictures, 0);
 }
 
 TEST_P(ExternalIo, ThatTheHostTakesAway_IsTheReadersStill) {
@@ -299,16 +306,6 @@ TEST_F(Memory, OfAnOpeningThatDidNotAskIsForgotten) {
   opened();
   EXPECT_EQ(get("memoryEstimateKB"), Any(0));
   release(block);
-}
-
-TEST_F(Memory, OfAnInstanceFromTheCallerGoesBackToFree) {
-  library.addVideo();
-  opened();
-  MpegInVideoStream& stream = videoOf(*pipe, 0);
-  stream.ownsDecoderMemory = true;
-  library.ownedByCaller = stream.decoder;
-  pipe->close();
-  EXPECT_FALSE(instance(1).alive);
 }
 
 }  // namespace

@@ -48,6 +48,7 @@ TEST_F(Measuring, ReplacesWhatTheLibraryReported) {
   EXPECT_TRUE(log.hasAt(kLogInfo, "stream 0, detected first PTS=5000, mfimport reported 111"));
   EXPECT_TRUE(log.hasAt(kLogInfo, "stream 16, detected first PTS=6000, mfimport reported 222"));
   EXPECT_EQ(library.fileCloses, 1);
+  EXPECT_EQ(library.calls(kMfStreamInfo), 2) << "each stream once, none behind them";
   EXPECT_TRUE(library.readers.empty());
 }
 
@@ -116,6 +117,24 @@ TEST_F(Measuring, SoundStartsBehindItsPriming) {
   library.titles = {{track(kAudioCode, 16, 1000000, 10 * kMs + 1)}};
   opened();
   EXPECT_EQ(stamp(kKindAudio), 1000001);
+}
+
+TEST_F(Measuring, PrimingIsExactOverHoursAndOfAnyRate) {
+  constexpr int64_t kSecond = 27000000;
+  struct Row {
+    int leading, rate;
+    int64_t offset, lead;
+  };
+  for (Row const& row : {Row{480000000, 48000, 20000 * kSecond, 10000 * kSecond},
+                         Row{1, 1, 3 * kSecond, kSecond}, Row{480, 0, 5, 5}}) {
+    library.titles = {{track(kAudioCode, 16, 1000, row.offset)}};
+    opened();
+    MpegAudioInfo& audio = audioOf(*pipe, 0).decoder->audio;
+    audio.leadingSamples = row.leading;
+    audio.rate = row.rate;
+    EXPECT_EQ((pipe.get()->*memberOf(Measure{}))(), 0);
+    EXPECT_EQ(stamp(kKindAudio), 1000 + row.offset - row.lead) << row.rate;
+  }
 }
 
 TEST_F(Measuring, WithoutAReader_OpensWithTheReportedStamps) {
@@ -351,6 +370,26 @@ TEST_F(Timestamps, OfProgramStreamsAreFoundById) {
   EXPECT_TRUE(table());
   frames().info.identifier = 0;
   EXPECT_FALSE(table());
+}
+
+TEST_F(Timestamps, OfOtherContainersAreFoundByPacketIdentifier) {
+  library.video[0].id.pid = 33;
+  opened();
+  frames().info.identifier = 33;
+  EXPECT_TRUE(table());
+  frames().info.identifier = 0xE0;
+  EXPECT_FALSE(table());
+}
+
+TEST_F(Timestamps, AreSoughtInEveryStreamThatCanBeDescribed) {
+  library.give(kMfStreamInfo, -1);
+  EXPECT_TRUE(table()) << "the other one";
+  library.give(kMfStreamInfo, -1, 2);
+  EXPECT_FALSE(table()) << "that one";
+  frames().info.identifier = 98;
+  int const before = library.calls(kMfStreamInfo);
+  EXPECT_FALSE(table());
+  EXPECT_EQ(library.calls(kMfStreamInfo) - before, 2) << "each once, none behind them";
 }
 
 TEST_F(Timestamps, OfALaterTitleAreFound) {

@@ -80,6 +80,18 @@ struct OpenAudio {
 };
 template struct Member<OpenAudio, &MpegInDec::openAudio>;
 
+struct CloseVideo {
+  using Type = void (MpegInDec::*)(MpegInVideoStream&);
+  friend Type memberOf(CloseVideo);
+};
+template struct Member<CloseVideo, &MpegInDec::closeStream>;
+
+struct CloseAudio {
+  using Type = void (MpegInDec::*)(MpegInAudioStream&);
+  friend Type memberOf(CloseAudio);
+};
+template struct Member<CloseAudio, &MpegInDec::closeStream>;
+
 struct SelectVideo {
   using Type = int (MpegInDec::*)(int);
   friend Type memberOf(SelectVideo);

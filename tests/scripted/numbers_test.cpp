@@ -144,7 +144,7 @@ class EarlyEnd : public BothHandlers {
 TEST_P(EarlyEnd, StaysTheEndWithAnEmptyBuffer) {
   for (int i = 0; i < 3; ++i) {
     library.give(kNextSample, kMpegError);
-    EXPECT_EQ(pipe->readSamples(100, 0), -4);
+    EXPECT_EQ(pipe->readSamples(i == 0 ? 1 : 100, 0), -4);
     EXPECT_EQ(pipe->audioPcm(0)->nSamples, 0);
     EXPECT_EQ(pipe->audioPcm(0)->position, 30);
   }

@@ -277,6 +277,7 @@ TEST_P(SampleFormat, Code7_AsksAacForWordsOf3Bytes) {
   EXPECT_EQ(info(kKindAudio, 0)["bitsPerSample"], Any(24));
   EXPECT_EQ(info(kKindAudio, 0)["bytesPerSample"], Any(3));
   EXPECT_EQ(audioOf(*pipe, 0).decoder->audio.blockAlign, 6);
+  EXPECT_FALSE(log.contains("Failed to set"));
 }
 
 TEST_P(SampleFormat, Code3_OfWordsOf2Bytes_AsksNothing) {

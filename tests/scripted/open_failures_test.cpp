@@ -92,6 +92,12 @@ TEST_P(Opening, WhenTheHeaderRequestFails_GoesOn) {
   EXPECT_EQ(info(kKindVideo, 0)["FOURCC"].asInt32(), static_cast<int>(kyFourcc("I420")));
 }
 
+TEST_P(Opening, WhenTheHeaderRequestGivesNone_GoesOn) {
+  library.give(kVideoAux, 0);
+  opened();
+  EXPECT_EQ(instance(1).fourcc, 0U);
+}
+
 TEST_P(Opening, OfDeepPictures_AsksForTheirDepthByTheHeader) {
   for (int const depth : {9, 10, 16}) {
     library.header.sourceDepth = depth;
@@ -203,6 +209,9 @@ TEST_P(Opening, PassesItsSettingsToTheLibrary) {
   EXPECT_EQ(set.searchLimit, 7);
   EXPECT_EQ(set.fastAccess, 3);
   for (int hint : set.fixed) EXPECT_EQ(hint, 1);
+  pipe->setParam("searchLimit", 1);
+  ASSERT_EQ(pipe->open(), 0);
+  EXPECT_EQ(instance(3).set.searchLimit, 1);
   EXPECT_EQ(instance(0).fourcc, 0U);
   EXPECT_EQ(get("filesize"), Any(123456L));
 }

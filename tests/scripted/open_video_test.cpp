@@ -171,6 +171,10 @@ TEST_F(VideoSettings, ThreadsFollowTheCodec) {
   }
   EXPECT_TRUE(log.has("[scripted] SMP_MODE=SMP by pictures"));
   EXPECT_TRUE(log.has("[scripted] SET_NUM_CPU=3"));
+  info().jpeg2000 = 0;
+  library.instances.clear();
+  opened();
+  EXPECT_EQ(asked(kAuxThreads), std::vector<int>{1}) << "MPEG-1";
 }
 
 TEST_F(VideoSettings, ThreadsAndModeThatAreSetArePassedOnAndLogged) {
@@ -237,6 +241,10 @@ TEST_F(VideoSettings, InMatroska_TheParsedRateReplacesTheOpenedOneAndIsSaid) {
   AnyDict description;
   pipe->streamInfo(kKindVideo, 0, description);
   EXPECT_DOUBLE_EQ(description["framerate"].asFramerate().rate(), 23.976);
+  EXPECT_DOUBLE_EQ(videoOf(*pipe, 0).decoder->video.secondRate, 23.976);
+  info().rate = 0.11;
+  opened();
+  EXPECT_DOUBLE_EQ(videoOf(*pipe, 0).decoder->video.rate, 0.11);
   info().rate = 0.1;
   pipe.reset();
   opened();
@@ -252,9 +260,9 @@ TEST_F(VideoSettings, OutputFormatFollowsDepthChromaAndPreference) {
   };
   for (Row const& row :
        {Row{8, 1, 2, 4, 0, "", "I420"}, Row{8, 2, 2, 4, 0, "", "YUYV"}, Row{8, 3, 2, 4, 0, "", "BGR4"},
-        Row{10, 1, 0, 4, 0, "", "I420"}, Row{10, 1, 1, 19, 0, "", "I420"}, Row{10, 1, 2, 4, 0, "", "W016"},
-        Row{10, 2, 2, 4, 0, "", "Y216"}, Row{10, 2, 0, 19, 0, "", "Y216"}, Row{10, 1, 7, 19, 0, "", "W016"},
-        Row{8, 1, 1, 4, 1, "", "Y216"}, Row{8, 1, 0, 4, 0, "b64a", "Y216"},
+        Row{10, 1, 0, 4, 0, "", "I420"}, Row{9, 1, 2, 4, 0, "", "W016"}, Row{10, 1, 1, 19, 0, "", "I420"},
+        Row{10, 1, 2, 4, 0, "", "W016"}, Row{10, 2, 2, 4, 0, "", "Y216"}, Row{10, 2, 0, 19, 0, "", "Y216"},
+        Row{10, 1, 7, 19, 0, "", "W016"}, Row{8, 1, 1, 4, 1, "", "Y216"}, Row{8, 1, 0, 4, 0, "b64a", "Y216"},
         Row{8, 1, 0, 4, 0, "BGR4", "BGR4"}, Row{8, 2, 0, 4, 1, "BGR4", "Y216"}}) {
     info().sourceDepth = row.depth;
     info().chromaFormat = row.chroma;
@@ -267,6 +275,47 @@ TEST_F(VideoSettings, OutputFormatFollowsDepthChromaAndPreference) {
     EXPECT_EQ(fourcc(), kyFourcc(row.fourcc)) << row.fourcc << " for depth " << row.depth << " chroma "
                                               << row.chroma << " preference " << row.preferred;
   }
+}
+
+TEST_F(VideoSettings, DeepPicturesOfIntraCodedMxfStayDeepWithoutAPreference) {
+  info().sourceDepth = 10;
+  library.containerType = kContainerMxfAvcIntra;
+  opened();
+  EXPECT_EQ(fourcc(), kyFourcc("W016"));
+}
+
+TEST_F(VideoSettings, PicturesAreWrittenIntoTheFrame) {
+  opened();
+  auto const& target = videoOf(*pipe, 0).decoder->target;
+  KyFrame const& frame = *videoOf(*pipe, 0).frame;
+  ASSERT_EQ(frame.planes(), 3);
+  for (int plane = 0; plane < 3; ++plane) {
+    EXPECT_EQ(target.plane[plane], frame.pixelPtr(plane, 0, 0));
+    EXPECT_EQ(target.stride[plane], frame.stride(plane));
+  }
+  EXPECT_EQ(videoOf(*pipe, 0).scratch, nullptr);
+  EXPECT_EQ(videoOf(*pipe, 0).info["_needSwing"], Any(0));
+}
+
+TEST_F(VideoSettings, PicturesWithoutBlankingAreWrittenWholeAndShownInPart) {
+  info().profileType = 30;
+  info().width = 720;
+  info().height = 512;
+  info().chromaFormat = 2;
+  info().primaries = info().transfer = info().matrix = 1;
+  ready();
+  pipe->setParam("removeIMXTopBlanking", true);
+  ASSERT_EQ(pipe->open(), 0);
+  MpegInVideoStream const& stream = videoOf(*pipe, 0);
+  ASSERT_TRUE(stream.scratch);
+  EXPECT_EQ(stream.scratch->height(), 512);
+  EXPECT_EQ(stream.decoder->target.plane[0], stream.scratch->pixelPtr(0, 0, 0));
+  EXPECT_EQ(stream.frame->pixelPtr(0, 0, 0), stream.scratch->pixelPtr(0, 0, 26));
+  EXPECT_EQ(stream.frame->yuvMatrix(), KyYUVMatrix::Bt709);
+  EXPECT_EQ(stream.scratch->yuvMatrix(), KyYUVMatrix::Bt709);
+  info().profileType = 24;
+  opened();
+  EXPECT_EQ(videoOf(*pipe, 0).scratch, nullptr);
 }
 
 TEST_F(VideoSettings, AFormatThatIsHighAlreadyStaysHigh) {

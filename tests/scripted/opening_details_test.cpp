@@ -104,15 +104,18 @@ TEST_F(OpeningDetails, ADolbyTrackerIsPrimedWithTheFirstMetadata) {
   opened();
   MpegIn const& shared = *(pipe.get()->*memberOf(Shared{}));
   Described stream(shared, 0);
+  stream.endOfStream = true;
   ASSERT_EQ((pipe.get()->*memberOf(OpenAudio{}))(stream, shared), 0);
   ASSERT_NE(stream.tracker, nullptr);
   EXPECT_EQ(stream.tracker->last(), Any(42));
+  EXPECT_FALSE(stream.endOfStream);
   mpegInClose(stream.decoder);
   mpegInFree(stream.decoder);
 }
 
 TEST_F(OpeningDetails, ADolbyTrackerCountsBytesRoundedUp) {
-  for (auto [bits, bytes] : {std::pair{16, 2}, std::pair{20, 3}, std::pair{24, 3}, std::pair{32, 4}}) {
+  for (auto [bits, bytes] :
+       {std::pair{16, 2}, std::pair{17, 3}, std::pair{20, 3}, std::pair{24, 3}, std::pair{32, 4}}) {
     library.audio.clear();
     library.addAudio(kAudioDolby).info.bits = bits;
     opened();
@@ -136,7 +139,9 @@ TEST_F(OpeningDetails, TheParsingIsTimedAndItsStreamsAreCounted) {
   library.onCall = [](Function function) {
     if (function == kGetInfo) std::this_thread::sleep_for(20ms);
   };
+  auto const begin = std::chrono::steady_clock::now();
   opened();
+  double const whole = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   library.onCall = nullptr;
   auto const numbers = numbersOf(kLogTrace, "mpegInGetInfo: $ sec, result=$, nvids=$, nauds=$, nsubs=$");
   ASSERT_EQ(numbers.size(), 5U);
@@ -145,7 +150,9 @@ TEST_F(OpeningDetails, TheParsingIsTimedAndItsStreamsAreCounted) {
   EXPECT_EQ(numbers[2], "2");
   EXPECT_EQ(numbers[3], "9") << "four of the known formats and five others";
   EXPECT_EQ(numbers[4], "3");
-  EXPECT_GE(std::stod(numbersOf(kLogTrace, "mpegdec: opened in $ sec.").at(0)), 0.02);
+  double const told = std::stod(numbersOf(kLogTrace, "mpegdec: opened in $ sec.").at(0));
+  EXPECT_GE(told, 0.02);
+  EXPECT_LE(told, whole + 1e-6) << "since the opening began";
 }
 
 TEST_F(OpeningDetails, AFileWithoutVideoHasNoVideoStreamsWhateverTheirNumber) {
@@ -253,6 +260,32 @@ TEST_F(OpeningDetails, OfTwoVideoStreamsOfAProgram_SoundIsComparedWithTheFirst) 
   sound.info.firstPts = 200 * kMs;
   opened();
   EXPECT_EQ(audioOf(*pipe, 0).syncDelaySamples, 4800);
+}
+
+TEST_F(OpeningDetails, AFileOfSubtitlesIsReadForThemBehindItsStreams) {
+  library.addVideo();
+  library.containerType = kContainerDmf;
+  ky_log()->take();
+  opened();
+  auto const messages = ky_log()->take();
+  ASSERT_EQ(messages.size(), 1U);
+  EXPECT_EQ(messages[0].text,
+            "DMF demuxer can not open " + clip().string() + ", cannot parse for language descriptors.");
+}
+
+TEST_F(OpeningDetails, OfTwoVideoStreamsOfTheFirstProgram_SoundIsComparedWithTheFirst) {
+  constexpr int64_t kMs = 27000;
+  library.containerType = kContainerTransport;
+  for (int64_t stamp : {0, 100}) {
+    Video& video = library.addVideo();
+    video.id.program = 1;
+    video.info.firstPts = stamp * kMs;
+  }
+  Audio& sound = library.addAudio(kAudioLpcm);
+  sound.id.program = 1;
+  sound.info.firstPts = 200 * kMs;
+  opened();
+  EXPECT_EQ(audioOf(*pipe, 0).syncDelaySamples, 9600);
 }
 
 class DescriptionOverrides : public ScriptedTest {

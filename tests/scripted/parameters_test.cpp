@@ -50,6 +50,21 @@ TEST_F(Settings, TakeTheModulesAttributesAtInit) {
   EXPECT_EQ(get("avDelayCorrection"), Any(1));
 }
 
+TEST_F(Settings, FromBeforeInitAreForgotten) {
+  pipe = std::make_unique<MpegInDec>(&module);
+  ASSERT_EQ(pipe->setParam("searchMode", 3), 0);
+  ASSERT_EQ(pipe->init(), 0);
+  EXPECT_EQ(get("searchMode"), Any(8));
+}
+
+TEST_F(Settings, OfADecoderWithoutAModuleAreTheDefaults) {
+  MpegInDec alone(nullptr);
+  EXPECT_EQ(alone.init(), 0);
+  Any value;
+  EXPECT_EQ(alone.getParam("avDelayCorrection", value), 0);
+  EXPECT_EQ(value, Any(1));
+}
+
 TEST_F(Settings, OfAnotherTypeAreReplacedOrIgnored) {
   EXPECT_EQ(afterSetting("searchMode", 3), Any(3));
   EXPECT_EQ(afterSetting("searchMode", "x"), Any(3));
@@ -227,6 +242,19 @@ TEST_F(Facts, TheTypeNameIsTheCodecOrItsProfile) {
   }
 }
 
+TEST_F(Facts, AFileOfMpegVideoIsNamedByItsProfile) {
+  MpegVideoInfo& video = library.addVideo().info;
+  video.profileType = 19;
+  opened();
+  EXPECT_EQ(get("typeName"), Any("HDV Hd2"));
+  EXPECT_EQ(get("guessProfile"), Any(0x2150002));
+  MpegInVideoStream& stream = videoOf(*pipe, 0);
+  mpegInClose(stream.decoder);
+  mpegInFree(std::exchange(stream.decoder, nullptr));
+  EXPECT_EQ(get("typeName"), Any("")) << "without a decoder";
+  EXPECT_FALSE(get("guessProfile").valid());
+}
+
 TEST_F(Facts, AnAudioOnlyFileThatIsCalledH264HasItsOwnProfile) {
   library.addAudio(kAudioLpcm);
   opened();
@@ -280,6 +308,8 @@ TEST_P(Indices, OfSmartRenderingOfSound_AreCheckedAgainstItAndTakenFromTheVideo)
   opened();
   expectStream(get("srAudioParams"), videoOf(*pipe, 0), false);
   expectNoFailure();
+  library.addVideo();
+  opened();
   for (int index : {-1, 1})
     expectRefused("srAudioParams", index, "./mpegdecode/mpegindec(590)",
                   "mpegdec: invalid stream no. for 'srParams'");
@@ -335,6 +365,8 @@ TEST_P(Overrides, OfSoundFailAfterTheBaseStoredThem) {
   expectError(-1, "Can not set override for non video streams");
   EXPECT_EQ(pipe->override(kKindAudio, 0, "framerate"), Any(1));
   EXPECT_TRUE(pipe->overrideKeys(kKindAudio).empty());
+  EXPECT_EQ(pipe->overrideKeys(kKindVideo),
+            (AnyVector{"frameAspect", "framerate", "colorimetry", "inColorRange"}));
   expectNoFailure();
 }
 
@@ -375,6 +407,7 @@ TEST_P(Overrides, OfTheAspectRoundToSquarePixels) {
 
 TEST_P(Overrides, OfTheRateChangeDurationAndFrame) {
   EXPECT_EQ(set("framerate", Any(50.0).asFramerate()), 0);
+  EXPECT_DOUBLE_EQ(info(kKindVideo, 0)["framerate"].asFramerate().rate(), 50.0);
   EXPECT_DOUBLE_EQ(info(kKindVideo, 0)["duration"].asDouble(), 2.0);
   EXPECT_DOUBLE_EQ(info(kKindVideo, 0)["vDuration"].asDouble(), 2.0);
   EXPECT_DOUBLE_EQ(videoOf(*pipe, 0).frame->framerate().rate(), 50.0);

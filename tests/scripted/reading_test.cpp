@@ -158,6 +158,14 @@ TEST_P(Reading, MoreSamplesThanFit_GivesTheCapacity) {
   EXPECT_EQ(pipe->readSamples(90000, 0), 48000);
 }
 
+TEST_P(Reading, SamplesIntoABufferWithoutRoom_IsTheEnd) {
+  openedAndSelected();
+  pipe->audioPcm(0)->capacity = 0;
+  EXPECT_EQ(pipe->readSamples(10, 0), -4);
+  EXPECT_TRUE(lastInstance().reads.empty());
+  expectNoFailure();
+}
+
 TEST_P(Reading, ANegativeNumberOfSamples_IsAnExceptionFailureAndMovesNothing) {
   openedAndSelected();
   for (int silence : {0, 500}) {
@@ -179,6 +187,7 @@ TEST_P(Reading, ThroughADolbyTracker_IsAnAssertionFailure) {
   auto const result = failing([&] { return pipe->readSamples(100, 0); });
   expectAssertion("./mpegdecode/mpeginutil(1932)");
   EXPECT_TRUE(lastInstance().reads.empty());
+  EXPECT_TRUE(pipe->audioPcm(0)->metadata().empty()) << "no silence leads it in";
   if (!result) return;
   EXPECT_EQ(*result, -1);
   expectError(-1, "Read sample failed");
@@ -221,6 +230,25 @@ TEST_F(LeadingSilence, ThenAShortRead_IsTheEndPlusTheSilence) {
   EXPECT_EQ(pipe->audioPcm(0)->position, 130);
 }
 
+TEST_F(LeadingSilence, OfOneSampleIsSilentWhateverTheBufferHeld) {
+  open(kAudioAmr, 2);
+  ASSERT_EQ(pipe->seekToSample(50, 0), 0);
+  ASSERT_EQ(pipe->readSamples(20, 0), 20);
+  ASSERT_EQ(pipe->seekToSample(0, 0), 0);
+  EXPECT_EQ(pipe->readSamples(1, 0), 1);
+  EXPECT_EQ(held(*pipe), std::vector<int16_t>(1, 0));
+  EXPECT_EQ(pipe->readSamples(2, 0), 2);
+  EXPECT_EQ(held(*pipe), (std::vector<int16_t>{0, 0})) << "the second of silence, the first of sound";
+  EXPECT_EQ(pipe->audioPcm(0)->position, 3);
+}
+
+TEST_F(LeadingSilence, ThenNothing_IsTheEndAndHoldsNothing) {
+  open(kAudioAmr, 100);
+  library.give(kNextSample, 0);
+  EXPECT_EQ(pipe->readSamples(300, 0), -4);
+  EXPECT_EQ(pipe->audioPcm(0)->nSamples, 0);
+}
+
 TEST_F(LeadingSilence, ThenAFailure_HoldsNothing) {
   open(kAudioAmr, 100);
   library.give(kNextSample, -1);
@@ -242,26 +270,32 @@ TEST_F(LeadingSilence, OfDolbyCarriesItsFirstMetadata) {
 // What becomes of the words that the library delivers.
 class Words : public ScriptedTest {
  protected:
-  std::vector<int32_t> read(MpegAudioFormat format, int isFloat, int container = kContainerMp4) {
+  std::vector<int32_t> read(MpegAudioFormat format, int isFloat, int container = kContainerMp4,
+                            int channels = 1, int samples = 4) {
     library.containerType = container;
     library.audio.clear();
     MpegAudioInfo& audio = library.addAudio(format).info;
     audio.bits = 32;
     audio.isFloat = isFloat;
-    audio.channels = 1;
+    audio.channels = channels;
     module.setAttr("dolbyMetadataTracker", 0);
     opened();
     EXPECT_EQ(pipe->selectStream(kKindAudio, 0), 0);
     EXPECT_EQ(pipe->seekToSample(1000, 0), 0);
-    EXPECT_EQ(pipe->readSamples(4, 0), 4);
+    EXPECT_EQ(pipe->readSamples(samples, 0), samples);
     auto const* const words = reinterpret_cast<int32_t const*>(pipe->audioPcm(0)->ptr());
-    return {words, words + 4};
+    return {words, words + samples * channels};
   }
 };
 
 TEST_F(Words, OfFloatsAreScaledTo24Bits) {
   EXPECT_EQ(read(kAudioDts, 1), (std::vector<int32_t>{1000, 1001, 1002, 1003}));
   EXPECT_EQ(read(kAudioDolby, 1), (std::vector<int32_t>{1000, 1001, 1002, 1003}));
+}
+
+TEST_F(Words, OfEveryChannelAndOfASingleSampleAreConverted) {
+  EXPECT_EQ(read(kAudioLpcm, 0, kContainerMp4, 2, 2), (std::vector<int32_t>{1000, 1000, 1001, 1001}));
+  EXPECT_EQ(read(kAudioDts, 1, kContainerMp4, 2, 1), (std::vector<int32_t>{1000, 1000}));
 }
 
 TEST_F(Words, OfIntegersAreRoundedTo24Bits) {

@@ -247,6 +247,7 @@ MpegIn* mpegInNew(MpegResourceGetter getter, int reserved) {
   state.record = current->instances.back().get();
   state.getter = getter;
   scripted::states.emplace(instance, std::move(state));
+  if (current->onNew) current->onNew(*instance);
   return instance;
 }
 
@@ -302,7 +303,12 @@ int mpegInVideoAuxinfo(MpegIn* instance, int reserved, int request, void* record
   if (!state) return kMpegError;
   scripted::expectReserved(reserved == 0);
   state->record->videoAux.emplace_back(request, value);
-  if (auto const* outcome = current->enter(scripted::kVideoAux)) return outcome->result;
+  if (auto const* outcome = current->enter(scripted::kVideoAux)) {
+    // Filled all the same: who is told of a failure may not look at it.
+    if (outcome->result != kMpegOk && request == kAuxUserDataMpeg && state->video)
+      scripted::fillUserData(*state, *static_cast<MpegUserData*>(record));
+    return outcome->result;
+  }
   switch (request) {
     case kAuxExtendedHeader:
       *static_cast<MpegExtendedHeader const**>(record) = &current->header;
@@ -419,18 +425,19 @@ int mfimportGetContainerInfo(MfHandle*, MfContainerInfo* info) {
   return kMpegOk;
 }
 
+// Records are filled whatever comes of it: who is told of a failure may not look at them.
 int mfimportGetTitleInfo(MfHandle*, int title, MfTitleInfo* info) {
-  if (auto const* outcome = current->enter(scripted::kMfTitleInfo)) return outcome->result;
+  auto const* const outcome = current->enter(scripted::kMfTitleInfo);
   info->streams = static_cast<int>(current->titles[static_cast<size_t>(title)].size());
-  return kMpegOk;
+  return outcome ? outcome->result : kMpegOk;
 }
 
 int mfimportGetStreamInfo(MfHandle*, int title, int stream, MfStreamInfo* info) {
-  if (auto const* outcome = current->enter(scripted::kMfStreamInfo)) return outcome->result;
+  auto const* const outcome = current->enter(scripted::kMfStreamInfo);
   scripted::Track const* const track = scripted::trackAt(title, stream);
-  if (!track) return kMpegErrorNoStream;
-  *info = track->info;
-  return kMpegOk;
+  if (track) *info = track->info;
+  if (outcome) return outcome->result;
+  return track ? kMpegOk : kMpegErrorNoStream;
 }
 
 MfStream* mfimportStreamNew(MfHandle*, int title, int stream, int accessMode) {

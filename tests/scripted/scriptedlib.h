@@ -109,6 +109,8 @@ class Library {
   size_t blockBytes = 0;            // every opening takes this much from the allocator it was handed
   MpegIn* ownedByCaller = nullptr;  // freeing this instance leaves its block, from malloc, to the caller
 
+  // First words on an instance that was just made.
+  std::function<void(MpegIn&)> onNew;
   // First words on an instance that is opened, before the opening does or fails at anything.
   std::function<void(MpegIn&)> onOpening;
   // Last words on what an instance reports after it was parsed or opened.

@@ -104,6 +104,7 @@ TEST_P(Seeking, SamplesOutOfRange_FailsWithoutTheLibrary) {
   EXPECT_EQ(library.calls(kSeekSample), before);
   EXPECT_EQ(pipe->audioPcm(0)->position, 5);
   EXPECT_EQ(pipe->seekToSample(99999, 0), 0);
+  EXPECT_EQ(pipe->seekToSample(0, 0), 0);
 }
 
 TEST_P(Seeking, SamplesThatTheLibraryRefuses_FailsAndKeepsThePosition) {
@@ -186,6 +187,12 @@ TEST_P(WmaSeeking, BackFromBehindTheStart_OpensTheStreamAnew) {
   expectNoFailure();
 }
 
+TEST_P(WmaSeeking, BackByOneSample_OpensTheStreamAnew) {
+  ASSERT_EQ(pipe->seekToSample(1, 0), 0);
+  ASSERT_EQ(pipe->seekToSample(0, 0), 0);
+  EXPECT_TRUE(reopened());
+}
+
 TEST_P(WmaSeeking, ThatCannotOpenAnew_IsAnAssertionFailureWithTheErrorOfTheOpening) {
   for (Function function : {kNew, kOpen, kSeekSample}) {
     opened();
@@ -201,6 +208,7 @@ TEST_P(WmaSeeking, ThatCannotOpenAnew_IsAnAssertionFailureWithTheErrorOfTheOpeni
     EXPECT_EQ(library.alive(), 1) << "the shared instance";
     EXPECT_EQ(pipe->countStreams(kKindAudio), 1) << "stays in its list";
     EXPECT_EQ(pipe->selectStream(kKindAudio, 0), -1);
+    expectError(-1, "stream 0 was closed");
   }
 }
 

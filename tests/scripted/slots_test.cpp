@@ -128,6 +128,10 @@ TEST_P(Selecting, OfTheSecondSoundIsListedAsOne) {
   AnyDict selected;
   EXPECT_EQ(pipe->selected(selected), 0);
   EXPECT_EQ(selected, AnyDict("video", AnyVector(), "audio", AnyVector{1}));
+  ASSERT_EQ(pipe->selectStream(kKindAudio, 0), 0);
+  ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
+  EXPECT_EQ(pipe->selected(selected), 0);
+  EXPECT_EQ(selected, AnyDict("video", AnyVector{0}, "audio", AnyVector{Any(0), Any(1)}));
 }
 
 TEST_P(Selecting, CorrectsTheSwingOfThePicturesThatNeedIt) {
@@ -173,8 +177,9 @@ TEST_P(Looking, AtFramesOfAnUnselectedStreamIsNeutral) {
 
 TEST_P(Looking, AtTheDescriptionOfAMaskIsAnExceptionFailure) {
   AnyDict out("kept", 1);
-  failing([&] { return pipe->streamInfo(kKindVideo | kKindAudio, 0, out); });
+  auto const result = failing([&] { return pipe->streamInfo(kKindVideo | kKindAudio, 0, out); });
   expectException("./mpegdecode/mpegindec(787)");
+  EXPECT_EQ(result.value_or(0), 0);
   EXPECT_EQ(out, AnyDict("kept", 1));
   size_t const before = failures.seen.size();
   pipe->streamInfo(kKindVideo | kKindAudio, 2, out);
@@ -197,6 +202,17 @@ TEST_P(Looking, CountsAddUpByKind) {
   EXPECT_EQ(pipe->countStreams(8), 0);
 }
 
+TEST_P(Looking, AtASelectedStreamTellsItsLengthAndGivesItsFrameTheDescribedRate) {
+  ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
+  ASSERT_EQ(pipe->selectStream(kKindAudio, 0), 0);
+  EXPECT_EQ(pipe->frameCount(0), 100);
+  EXPECT_EQ(pipe->sampleCount(0), 100000);
+  videoOf(*pipe, 0).info.set("framerate", KyFramerate(50.0, 0, false, 0));
+  EXPECT_EQ(pipe->videoFrame(0)->framerate().rate(), 50.0);
+  AnyDict out;
+  EXPECT_EQ(pipe->streamInfo(kKindVideo, 0, out), 0);
+}
+
 TEST_P(Looking, ADescriptionTellsTheSubpictureShown) {
   addSubpicture(*pipe);
   EXPECT_EQ(info(kKindVideo, 0)["subpicOverlay"], Any(-1));
@@ -209,6 +225,72 @@ TEST_P(Looking, ADescriptionTellsTheSubpictureShown) {
 UNDER_BOTH_HANDLERS(Looking);
 
 class Closing : public ScriptedTest {};
+
+TEST_F(Closing, AVideoStreamTakesEverythingOfIt) {
+  MpegVideoInfo& info = library.addVideo().info;
+  info.profileType = 21;
+  info.height = 608;
+  info.chromaFormat = 2;
+  ready();
+  pipe->setParam("removeIMXTopBlanking", true);
+  ASSERT_EQ(pipe->open(), 0);
+  ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
+  MpegInVideoStream& stream = videoOf(*pipe, 0);
+  ASSERT_TRUE(stream.scratch && stream.framePending);
+  (pipe.get()->*memberOf(CloseVideo{}))(stream);
+  EXPECT_EQ(stream.decoder, nullptr);
+  EXPECT_EQ(stream.frame, nullptr);
+  EXPECT_EQ(stream.scratch, nullptr);
+  EXPECT_FALSE(stream.selected);
+  EXPECT_FALSE(stream.framePending);
+  EXPECT_EQ(instance(1).closed, 1);
+}
+
+TEST_F(Closing, AnAudioStreamTakesEverythingOfIt) {
+  library.addAudio(kAudioDolby).info.bits = 32;
+  opened();
+  ASSERT_EQ(pipe->selectStream(kKindAudio, 0), 0);
+  MpegInAudioStream& stream = audioOf(*pipe, 0);
+  ASSERT_TRUE(stream.pcm && stream.scratch && stream.tracker);
+  stream.blocks = std::make_unique<AudioBlockBuffer>(stream.decoder, 4, 1);
+  stream.carry = {1, 2, 3};
+  stream.carrySamples = 1;
+  stream.syncDelaySamples = 7;
+  (pipe.get()->*memberOf(CloseAudio{}))(stream);
+  EXPECT_EQ(stream.decoder, nullptr);
+  EXPECT_EQ(stream.pcm, nullptr);
+  EXPECT_EQ(stream.scratch, nullptr);
+  EXPECT_EQ(stream.blocks, nullptr);
+  EXPECT_EQ(stream.tracker, nullptr);
+  EXPECT_TRUE(stream.carry.empty());
+  EXPECT_EQ(stream.carrySamples, 0);
+  EXPECT_EQ(stream.syncDelaySamples, 0);
+  EXPECT_FALSE(stream.selected);
+  EXPECT_EQ(instance(1).closed, 1);
+}
+
+TEST_F(Closing, ADecoderGoesBeforeTheMemoryThatItWritesTo) {
+  library.addVideo();
+  library.addAudio(kAudioLpcm);
+  opened();
+  std::vector<bool> held;
+  library.onFree = [&](size_t number) {
+    if (number == 1) held.push_back(videoOf(*pipe, 0).frame != nullptr);
+    if (number == 2) held.push_back(audioOf(*pipe, 0).pcm != nullptr);
+  };
+  EXPECT_EQ(pipe->close(), 0);
+  library.onFree = nullptr;
+  EXPECT_EQ(held, (std::vector<bool>{true, true}));
+}
+
+TEST_F(Closing, ASubpictureReleasesADecoderOfItsOwn) {
+  library.addVideo();
+  opened();
+  addSubpicture(*pipe).decoder = std::exchange(videoOf(*pipe, 0).decoder, nullptr);
+  EXPECT_EQ(pipe->close(), 0);
+  EXPECT_EQ(instance(1).closed, 1);
+  EXPECT_EQ(library.alive(), 0);
+}
 
 TEST_F(Closing, AStreamThatSharesTheDecodersInstanceLeavesItToTheDecoder) {
   library.addVideo();

@@ -123,6 +123,41 @@ TEST_F(StreamSettings, OfSoundThatPassesThroughClearDecodingSearchAndVideo) {
   EXPECT_EQ(toldTo(2), (Told{{"decodingMode", 7}, {"audioStream6", 1}}));
 }
 
+TEST_F(StreamSettings, OfSoundLeaveNothingOfANewInstanceStanding) {
+  library.addVideo();
+  library.addAudio(kAudioLpcm);
+  library.onNew = [](MpegIn& made) {
+    made.video.fourcc = 7;
+    made.fileName = "left";
+    made.set.decodeVideo[0] = made.set.decodeVideo[1] = 7;
+    made.set.captionEntries = made.set.decodeSubpictures = 7;
+  };
+  char const* name = "";
+  library.onOpening = [&](MpegIn& opening) { name = opening.fileName; };
+  opened();
+  EXPECT_EQ(instance(0).fourcc, 0U);
+  EXPECT_EQ(instance(1).set.captionEntries, 0);
+  EXPECT_EQ(instance(1).set.decodeSubpictures, 0);
+  EXPECT_EQ(instance(2).fourcc, 0U);
+  EXPECT_EQ(name, nullptr);
+  EXPECT_EQ(instance(2).set.decodeVideo[0], 0);
+  EXPECT_EQ(instance(2).set.decodeVideo[1], 0);
+  library.containerType = kContainerTransport;
+  opened();
+  EXPECT_EQ(lastInstance().fourcc, 7U) << "pictures beside sound keep theirs";
+  EXPECT_EQ(lastInstance().samples, std::vector<int64_t>{0});
+}
+
+TEST_F(StreamSettings, OfVideoSayThatSubpicturesCanBeOverlaid) {
+  library.addVideo();
+  for (int const subpictures : {1, 2}) {
+    library.subpictures = subpictures;
+    opened();
+    EXPECT_EQ(lastInstance().set.decodeSubpictures, 1);
+    EXPECT_EQ(pipe->countStreams(kKindSubpic), subpictures);
+  }
+}
+
 TEST_F(StreamSettings, OfVideoBehindCaptionsCountTheirEntries) {
   for (int i = 0; i < 3; ++i) {
     Video& video = library.addVideo();
@@ -137,6 +172,11 @@ TEST_F(StreamSettings, OfVideoBehindCaptionsCountTheirEntries) {
     EXPECT_EQ(set.decodeSubpictures, 1);
     EXPECT_EQ(set.captionEntries, 2);
   }
+  MpegInVideoStream& stream = videoOf(*pipe, 0);
+  mpegInClose(stream.decoder);
+  mpegInFree(std::exchange(stream.decoder, nullptr));
+  ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
+  EXPECT_EQ(lastInstance().set.captionEntries, 2) << "opened when they are known";
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // User data of pictures and the captions in it.
 #include "host/userdata.h"
+#include "mpegdecode/userdatapackets.h"
 #include "tests/scripted/fixture.h"
 #include "tests/scripted/members.h"
 
@@ -81,6 +82,15 @@ TEST_P(UserData, OfOtherCodecsIsNotAskedFor) {
   }
 }
 
+TEST_P(UserData, ReplacesThatOfThePictureBefore) {
+  stream().userData[0] = {packet({10})};
+  openSelected();
+  KyUserData data;
+  for (uint8_t const old : {uint8_t{1}, uint8_t{2}}) data.addDataPacket(1, &old, 0, kUserDataPicture);
+  collectUserData(videoOf(*pipe, 0).decoder, "MPEG-2", data);
+  EXPECT_EQ(data.countPackets(kUserDataPicture), 1);
+}
+
 TEST_P(UserData, IsThatOfEachPicture) {
   Video& video = stream();
   video.userData[0] = {packet({10})};
@@ -112,13 +122,25 @@ TEST_P(UserData, ThatTheLibraryRefusesIsNone) {
       ASSERT_EQ(pipe->seekToFrame(0, 0), 0);
       EXPECT_TRUE(attached().empty());
     }
+    library.give(kVideoAux, 0);
+    ASSERT_EQ(pipe->seekToFrame(0, 0), 0);
+    EXPECT_TRUE(attached().empty()) << "granted, but nothing given";
   }
 }
 
 TEST_P(UserData, IsAttachedAtOnceWhenEnabled) {
   stream().userData[0] = {packet({10})};
   opened();
+  size_t const asked = lastInstance().videoAux.size();
+  EXPECT_EQ(pipe->setUserDataEnabled(kKindVideo, 0, 1), 0);
+  EXPECT_EQ(pipe->userDataEnabled(kKindVideo, 0), 1);
+  EXPECT_EQ(pipe->setUserDataEnabled(kKindVideo, 0, 0), 0);
+  EXPECT_EQ(pipe->userDataEnabled(kKindVideo, 0), 0);
+  EXPECT_EQ(pipe->userDataEnabled(kKindVideo, 1), 0);
+  EXPECT_EQ(pipe->userDataEnabled(kKindAudio, 0), 0);
   ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
+  EXPECT_EQ(pipe->setUserDataEnabled(kKindVideo, 0, 0), 0);
+  EXPECT_EQ(lastInstance().videoAux.size(), asked) << "not selected, or not wanted";
   EXPECT_TRUE(attached().empty());
   EXPECT_EQ(pipe->setUserDataEnabled(kKindVideo, 0, 256), 0);
   EXPECT_EQ(attached().size(), 1U);
@@ -160,6 +182,16 @@ TEST_P(UserData, CaptionsOfASubpictureAreAnAssertionFailure) {
   expectAssertion("./mpegdecode/mpegindec(3046)");
   EXPECT_EQ(result.value_or(0), 0);
   EXPECT_TRUE(out.empty());
+}
+
+TEST_P(UserData, CaptionsOfAnEntryWithoutVideoAreAnAssertionFailure) {
+  stream();
+  openSelected();
+  addSubpicture(*pipe).info.set("type", kSubpicTypeCaptions);
+  AnyDict out("old", 1);
+  auto const result = failing([&] { return pipe->readCcData(0, 0, out); });
+  expectAssertion("./mpegdecode/mpegindec(3046)");
+  EXPECT_EQ(result.value_or(0), 0);
 }
 
 TEST_P(UserData, CaptionsOfTheCurrentPictureAreStored) {
