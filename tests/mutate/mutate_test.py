@@ -126,6 +126,15 @@ int main() {
         self.assertEqual(output("sum += twice(3); <-> sum *= 2;"), "26")
         self.assertEqual(output('"%d" -> "%d~"'), "32~")
 
+    def test_what_is_new_in_a_constant_that_stays_constexpr_is_not_woven_in(self):
+        edits = edits_of(self.PROGRAM)
+        schemata.remember("toy.cpp", edits, set(), {"toy.cpp:kBase"})
+        slow = [mutant.change for edit in edits for mutant in edit.mutants if mutant.slow]
+        self.assertEqual(slow, ["10 -> 10 + 1"])
+        edits = edits_of(self.PROGRAM)
+        schemata.remember("toy.cpp", edits, {mutant.key for edit in edits for mutant in edit.mutants}, set())
+        self.assertTrue(all(mutant.slow for edit in edits for mutant in edit.mutants))
+
     def test_reached_mutants_are_recorded(self):
         program, numbers = self.program()
         reached = os.path.join(self.folder.name, "map")

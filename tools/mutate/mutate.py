@@ -95,13 +95,7 @@ class Room:
         self.before = {key: tuple(value) for key, value in stored.get("outcomes", {}).items()}
         slow, unrelaxed = set(stored.get("slow", ())), set(stored.get("kept constexpr", ()))
         for name, edits in self.tree.edits.items():
-            for edit in edits:
-                if edit.shape == "relaxed":
-                    edit.dropped = f"{name}:{edit.name}" in unrelaxed
-                for mutant in edit.mutants:
-                    mutant.slow = mutant.key in slow
-                if edit.mutants and all(mutant.slow for mutant in edit.mutants) and edit.shape != "statement":
-                    edit.dropped = True
+            schemata.remember(name, edits, slow, unrelaxed)
 
     def build(self):
         programs = ROOMS.get(self.name.split("/")[0], [])
@@ -296,6 +290,7 @@ def main():
 if __name__ == "__main__":
     try:
         import runner
+        import schemata
         import tree as treemodule
     except ImportError as missing:
         print(f"{missing}; needs Debian's python3-clang", file=sys.stderr)

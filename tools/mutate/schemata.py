@@ -98,6 +98,19 @@ def drop(edit, edits):
                 drop(inner, edits)
 
 
+def remember(name, edits, slow, unrelaxed):
+    """Takes out what an earlier run found not to compile: keys of mutants, constants that keep their "constexpr"."""
+    for edit in edits:
+        for mutant in edit.mutants:
+            mutant.slow = mutant.key in slow
+    for edit in edits:
+        # With all that stands in it, also what is new there.
+        if edit.shape == "relaxed" and f"{name}:{edit.name}" in unrelaxed:
+            drop(edit, edits)
+        if edit.mutants and all(mutant.slow for mutant in edit.mutants) and edit.shape != "statement":
+            edit.dropped = True
+
+
 def drop_at(text, edits, woven_text, line, column):
     """Takes out what the compiler does not take at a position of the woven text. False where nothing stands there."""
     lines = woven_text.split("\n")
