@@ -255,6 +255,12 @@ TEST_F(Delay, OfSoundThatIsEarly_IsLeft) {
   EXPECT_EQ(delayed(-1000 * kMs), 0);
 }
 
+TEST_F(Delay, ByMoreThanOnePictureOf50PerSecond_IsCorrected) {
+  library.video[0].info.rate = library.video[0].info.secondRate = 50.0;
+  EXPECT_EQ(delayed(20 * kMs), 0);
+  EXPECT_EQ(delayed(30 * kMs), 1440);
+}
+
 TEST_F(Delay, WithAnUnknownPictureRate_Tolerates40Milliseconds) {
   library.video[0].info.rate = library.video[0].info.secondRate = 0;
   EXPECT_EQ(delayed(1080000), 0);

@@ -1,5 +1,6 @@
 // Opening that fails: the file as a whole.
 #include "tests/scripted/fixture.h"
+#include "tests/scripted/members.h"
 
 namespace {
 
@@ -125,9 +126,11 @@ TEST_P(Opening, OfDvOnItsCard_GivesTheSoundAlone) {
   fs::path const file = contents / "AUDIO" / "0001AB00.MXF";
   std::ofstream(file) << "x";
   library.dvFlag = 1;
+  library.onNew = [](MpegIn& made) { made.set.videoStream = 7; };
   opened(file);
   EXPECT_EQ(pipe->countStreams(kKindVideo), 0);
   EXPECT_EQ(pipe->countStreams(kKindAudio), 1);
+  EXPECT_EQ((pipe.get()->*memberOf(Shared{}))->set.videoStream, 0);
 }
 
 TEST_P(Opening, WithoutAnyStream_Fails) {

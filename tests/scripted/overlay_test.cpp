@@ -46,6 +46,21 @@ TEST_P(Overlay, OutsideTheListIsMinus12AndAnExceptionFailure) {
   }
 }
 
+TEST_P(Overlay, EntriesCarryTheIdentityOfTheirStreams) {
+  static constexpr MpegStreamId kStreams[] = {{0x21, 0xBD, 0x20, 3, 0, 0}, {0x22, 0xBD, 0x21, 4, 0, 0}};
+  library.subpictures = 2;
+  library.onInfo = [](MpegIn& file) { file.subpictureId = kStreams; };
+  opened();
+  ASSERT_EQ(pipe->countStreams(kKindSubpic), 2);
+  EXPECT_EQ(info(kKindSubpic, 0)["codecParams"].asDict(),
+            AnyDict("id", 0xBD, "pid", 0x21, "sub_id", 0x20, "program_number", 3));
+  EXPECT_EQ(info(kKindSubpic, 1)["codecParams"].asDict(),
+            AnyDict("id", 0xBD, "pid", 0x22, "sub_id", 0x21, "program_number", 4));
+  library.onInfo = [](MpegIn& file) { file.subpictureId = nullptr; };
+  opened();
+  EXPECT_EQ(pipe->countStreams(kKindSubpic), 2) << "nor do they need one";
+}
+
 TEST_P(Overlay, OfNoEntriesLeavesMinus1Alone) {
   opened();
   EXPECT_EQ(show(-1), 0);

@@ -129,6 +129,7 @@ TEST_F(Settings, AFourccIsFourBytesOfTextOrANumber) {
   EXPECT_EQ(outcome("BGR4 and more"), kyFourcc("BGR4"));
   EXPECT_EQ(outcome(static_cast<int>(kyFourcc("YUYV"))), kyFourcc("YUYV"));
   EXPECT_EQ(outcome(1.5), kyFourcc("I420"));
+  EXPECT_EQ(outcome(""), kyFourcc("I420"));
   EXPECT_EQ(outcome(L"BGR4"), kyFourcc("I420"));
 }
 

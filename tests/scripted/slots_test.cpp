@@ -66,6 +66,12 @@ TEST_P(Selecting, AgainAsksTheLibraryNothing) {
   EXPECT_EQ(library.calls(kSeekSample), samples);
 }
 
+TEST_P(Selecting, OfAnotherKindDoesNothing) {
+  for (int kind : {0, 3, 8}) EXPECT_EQ(pipe->selectStream(kind, 0), 0);
+  EXPECT_FALSE(pipe->isSelected(kKindVideo, 0));
+  EXPECT_FALSE(pipe->isSelected(kKindAudio, 0));
+}
+
 TEST_P(Selecting, AgainBehindTheCheckIsAnError) {
   ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
   EXPECT_EQ((pipe.get()->*memberOf(SelectVideo{}))(0), -1);
@@ -182,8 +188,8 @@ TEST_P(Looking, AtTheDescriptionOfAMaskIsAnExceptionFailure) {
   EXPECT_EQ(result.value_or(0), 0);
   EXPECT_EQ(out, AnyDict("kept", 1));
   size_t const before = failures.seen.size();
-  pipe->streamInfo(kKindVideo | kKindAudio, 2, out);
-  pipe->streamInfo(8, 0, out);
+  EXPECT_EQ(pipe->streamInfo(kKindVideo | kKindAudio, 2, out), 0);
+  EXPECT_EQ(pipe->streamInfo(8, 0, out), 0);
   EXPECT_EQ(failures.seen.size(), before) << "outside the count nothing is looked at";
 }
 
