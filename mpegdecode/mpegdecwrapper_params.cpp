@@ -1,4 +1,5 @@
 #include <charconv>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -76,7 +77,7 @@ Any MpegDecWrapper::joinedChannelName(int channel) const {
 int MpegDecWrapper::audioParam(char const* key, Any& value) const {
   std::string_view const text = std::string_view(key).substr(kAudioPrefix.size());
   int number = -1;  // stays where there is none, or one that an int does not hold
-  char const* const end = std::from_chars(text.data(), text.data() + text.size(), number).ptr;
+  char const* const end = std::from_chars(text.data(), std::to_address(text.end()), number).ptr;
   if (text.find('/') != std::string_view::npos) {
     // A key ends the text, so it is terminated.
     char const* const parameter = *end == '/' ? end + 1 : "";

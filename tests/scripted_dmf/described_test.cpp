@@ -57,6 +57,7 @@ TEST_F(DescribedSubtitles, BitmapStream_HasTenEntries) {
                                    {"format", 0},
                                    {"windowWidth", 640},
                                    {"windowHeight", 480}}));
+  EXPECT_EQ(readText(temp.files()[0] / "0_1_2.dxsb"), "x") << "of that title";
 }
 
 TEST_F(DescribedSubtitles, WindowFile_HoldsSizeAndWhetherPicturesHaveAlphaValues) {
@@ -100,6 +101,7 @@ TEST_F(DescribedSubtitles, BitmapStreams_AreAddedUnchangedAndSoughtToTheirBeginn
             (std::vector<std::string>{"add 40 to 1 as text", "add 41 to 2", "add 42 to 3"}));
   EXPECT_EQ(callsAbout("seek"),
             (std::vector<std::string>{"seek 40 of 1 to 0", "seek 41 of 2 to 0", "seek 42 of 3 to 0"}));
+  EXPECT_EQ(scriptedDmf().fifoSettings, std::vector<AnyDict>(2)) << "each fifo was initialised, with nothing";
 }
 
 TEST_F(DescribedSubtitles, TheWriterOfText_IsToldItsFileAndTheFormatBlock) {

@@ -20,6 +20,7 @@ void test::ScriptedDmf::reset(ScriptedFile next) {
   calls.clear();
   formats.clear();
   writerSettings.clear();
+  fifoSettings.clear();
 }
 
 using test::ScriptedStream;
@@ -60,12 +61,20 @@ ScriptedStream const* streamOf(int title, int id) {
 
 }  // namespace
 
-// As the host's own, which does the work.
+// The host's own do the work of these two.
 int KySubtitleBufStreamWrite::init(AnyDict const& settings) {
   test::scriptedDmf().writerSettings = settings;
   using Init = int (*)(KySubtitleBufStreamWrite*, AnyDict const&);
   static auto const original =
       reinterpret_cast<Init>(::dlsym(RTLD_NEXT, "_ZN24KySubtitleBufStreamWrite4initERK7AnyDict"));
+  return original(this, settings);
+}
+
+int KyBufStreamFifo::init(AnyDict const& settings) {
+  test::scriptedDmf().fifoSettings.push_back(settings);
+  using Init = int (*)(KyBufStreamFifo*, AnyDict const&);
+  static auto const original =
+      reinterpret_cast<Init>(::dlsym(RTLD_NEXT, "_ZN15KyBufStreamFifo4initERK7AnyDict"));
   return original(this, settings);
 }
 

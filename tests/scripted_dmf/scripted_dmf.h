@@ -53,6 +53,7 @@ struct ScriptedDmf {
   int open = 0;
   std::vector<void const*> formats;  // format blocks of subtitle streams, in the order of their handing out
   AnyDict writerSettings;            // of the last text writer
+  std::vector<AnyDict> fifoSettings;
   void reset(ScriptedFile next);
 };
 ScriptedDmf& scriptedDmf();
