@@ -236,6 +236,10 @@ TEST_P(Joining, NumbersOfPicturesAreThoseOfTheFile) {
 TEST_P(Joining, WithoutJoining_NumbersAreCheckedInside) {
   addStereo();
   openedWrapper();
+  Any value;
+  EXPECT_EQ(wrapper->getStreamParam(kKindAudio, 0, "channels", value), 0);
+  EXPECT_EQ(value, Any(2));
+  EXPECT_FALSE(wrapper->isSelected(kKindAudio, 0));
   EXPECT_EQ(wrapper->selectStream(kKindAudio, 1), -1);
   expectWrapperError(-1, "wrong stream number 1");
   expectNoFailure();
