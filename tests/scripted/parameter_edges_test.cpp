@@ -76,6 +76,19 @@ TEST_P(OddFacts, SmartRenderingOfSoundThatIsNotThereIsNotTakenFromTheVideoThatIs
   EXPECT_FALSE(value.valid());
 }
 
+TEST_P(OddFacts, OfTheFirstVideoStreamAreTypeNameAndGuessedProfile) {
+  library.addVideo().info.profileType = 1;
+  library.addVideo().info.profileType = 19;
+  opened();
+  EXPECT_EQ(get("typeName"), Any("VCD"));
+  EXPECT_EQ(get("guessProfile"), Any(0x2050001));
+  library.video[0].info.profileType = 19;
+  library.video[1].info.profileType = 1;
+  opened();
+  EXPECT_EQ(get("typeName"), Any("HDV Hd2"));
+  EXPECT_EQ(get("guessProfile"), Any(0x2150002));
+}
+
 UNDER_BOTH_HANDLERS(OddFacts);
 
 }  // namespace
