@@ -19,12 +19,13 @@ std::vector<std::string> names(std::string_view text) {
   std::vector<std::string> found;
   CardTags tags(text);
   while (const auto tag = tags.next())
-    found.push_back((tag->closing ? "/" : "") + std::string(tag->name) + (tag->empty ? "/" : ""));
+    found.push_back((tag->closing ? "end of " : "") + std::string(tag->name) + (tag->empty ? "/" : ""));
   return found;
 }
 
 TEST(CardTags, AreOpeningClosingAndEmpty) {
-  EXPECT_EQ(names("<a x=\"1\"><b/>text<c y='2' /></a>"), (std::vector<std::string>{"a", "b/", "c/", "/a"}));
+  EXPECT_EQ(names("<a x=\"1\"><b/>text<c y='2' /></a>"),
+            (std::vector<std::string>{"a", "b/", "c/", "end of a"}));
 }
 
 TEST(CardTags, CommentsAndDeclarationsAreNone) {
@@ -33,6 +34,12 @@ TEST(CardTags, CommentsAndDeclarationsAreNone) {
 
 TEST(CardTags, AnAngleWithinQuotesEndsNoTag) {
   EXPECT_EQ(names("<a x=\"1>2\" y='>\"'><b/>"), (std::vector<std::string>{"a", "b/"}));
+  EXPECT_EQ(names("<a x=\"\" y='>' z=\">\"><b/>"), (std::vector<std::string>{"a", "b/"}));
+}
+
+TEST(CardTags, ACommentEndsAtItsEndAndNoSooner) {
+  EXPECT_EQ(names("<!----><a><!-- > <b> --><c>"), (std::vector<std::string>{"a", "c"}));
+  EXPECT_EQ(names("<!-- --><a>--><b>"), (std::vector<std::string>{"a", "b"}));
 }
 
 TEST(CardTags, EndWhereATagOrACommentNeverEnds) {
@@ -56,12 +63,16 @@ TEST(CardAttribute, MayHaveSingleQuotesAndBlanksAroundItsSign) {
 
 TEST(CardAttribute, HasItsEntitiesResolvedOnce) {
   EXPECT_EQ(valueOf("<a b=\"&lt;&gt;&quot;&apos;&amp;amp;lt;\">", "b"), "<>\"'&amp;lt;");
+  EXPECT_EQ(valueOf("<a b=\"&amp;gt;&amp;quot;\">", "b"), "&gt;&quot;");
 }
 
 TEST(CardAttribute, WithoutAValue_EndsTheSearch) {
-  for (const char* tag : {"<a b c=\"1\">", "<a b= c=\"1\">", "<a b=>", "<a =\"1\" c=\"1\">"})
+  for (const char* tag :
+       {"<a b c=\"1\">", "<a b= c=\"1\">", "<a b=>", "<a b=xyx c=\"1\">", "<a =\"1\" c=\"1\">"})
     EXPECT_EQ(valueOf(tag, "c"), "none") << tag;
 }
+
+TEST(CardAttribute, MayBeEmpty) { EXPECT_EQ(valueOf("<a b=\"\" c=\"1\">", "b"), ""); }
 
 TEST(CardAttribute, TellsWhatFollowsIt) {
   CardTags tags("<a b=\"1\" c=\"2\"/>");

@@ -13,7 +13,7 @@ int released = 0;
 // The names that --wrap gives to the caller's and to the system's function.
 extern "C" {
 void __real_free(void* block);
-void __wrap_free(void* block) {
+__attribute__((visibility("default"))) void __wrap_free(void* block) {
   if (block && block == watched) ++released;
   __real_free(block);
 }

@@ -24,6 +24,7 @@ class Program:
     failing: list = dataclasses.field(default_factory=list)  # without any mutant
     start: float = 0.0                                       # seconds outside tests
     outside: set = dataclasses.field(default_factory=set)
+    loading: set = dataclasses.field(default_factory=set)    # what was reached before the first test
 
     @property
     def name(self):
@@ -103,6 +104,7 @@ def survey(path, count, scratch):
                 if milliseconds == "failed":
                     program.failing.append(name)
                 elif name == OUTSIDE:
+                    program.loading = program.loading if program.tests or program.outside else numbers
                     program.outside |= numbers
                 else:
                     program.tests[name] = (int(milliseconds) / 1000, numbers)
@@ -234,7 +236,9 @@ def killer(programs, numbers, number, scratch, pool):
     for program in programs:
         tests = program.reaching(numbers)
         if tests:
-            plan.append((program.seconds(tests), program, tests, False))
+            # Constants of a library have their values when a server forks.
+            alone = bool(program.loading & numbers)
+            plan.append((program.seconds(tests), program, tests, alone))
     if not plan:
         return ""
     plan.sort(key=lambda item: item[0])
