@@ -111,6 +111,35 @@ TEST_F(CardDecoder, AForgivenCardHasATakeListLikeAnyOther) {
   EXPECT_TRUE(temp.files().empty());
 }
 
+TEST_F(CardDecoder, WhatWasForgivenIsOneWarning) {
+  test::ScopedAttribute const forgiving("forgivingCards", Any(1));
+  auto const warnings = [](fs::path const& description) {
+    ky_log()->take();
+    EXPECT_TRUE(test::opened(description)) << description;
+    std::vector<std::string> texts;
+    for (KyLogBuffer::Message const& message : ky_log()->take())
+      if (message.level == kLogWarning) texts.push_back(message.text);
+    return texts;
+  };
+  EXPECT_THAT(warnings(take.description), testing::IsEmpty());
+  EXPECT_THAT(
+      warnings(unlistedClip()),
+      testing::ElementsAre("XDCAM card of " + unlistedClip().string() +
+                           " read with allowance for an entry that names \"./CLPR/\" before its first "
+                           "component"));
+  std::string const mark = "\xEF\xBB\xBF";
+  fs::path const clips = ownCard("marked");
+  fs::remove(clips.parent_path() / "MEDIAPRO.XML");
+  written(clips.parent_path() / "MEDIAPRO.XML",
+          mark +
+              "<x><Material umid=\"U\"><Component uri=\"./CLPR/632_0004_01/632_0004_01.MP4\" "
+              "umid=\"U\"/></Material></x>");
+  fs::path const marked = written(clips / "632_0004_01" / "other.SMI", mark + "<smil umid=\"U\"/>");
+  EXPECT_THAT(warnings(marked), testing::ElementsAre("XDCAM card of " + marked.string() +
+                                                     " read with allowance for a byte-order mark before the "
+                                                     "description, a byte-order mark before the catalogue"));
+}
+
 TEST_F(CardDecoder, CardsAreForgivenWhereAHostAsksWithANumberOtherThanZero) {
   for (Any const& value : {Any(), Any(0), Any("1"), Any(1.0)}) {
     test::ScopedAttribute const forgiving("forgivingCards", value);
