@@ -35,10 +35,12 @@ TEST(CardTags, CommentsAndDeclarationsAreNone) {
 TEST(CardTags, AnAngleWithinQuotesEndsNoTag) {
   EXPECT_EQ(names("<a x=\"1>2\" y='>\"'><b/>"), (std::vector<std::string>{"a", "b/"}));
   EXPECT_EQ(names("<a x=\"\" y='>' z=\">\"><b/>"), (std::vector<std::string>{"a", "b/"}));
+  EXPECT_EQ(valueOf("<a x=\"\" y='>' z=\">\">", "z"), ">");
 }
 
 TEST(CardTags, ACommentEndsAtItsEndAndNoSooner) {
   EXPECT_EQ(names("<!----><a><!-- > <b> --><c>"), (std::vector<std::string>{"a", "c"}));
+  EXPECT_EQ(names("<!-- <b--><c>"), std::vector<std::string>{"c"});
   EXPECT_EQ(names("<!-- --><a>--><b>"), (std::vector<std::string>{"a", "b"}));
 }
 

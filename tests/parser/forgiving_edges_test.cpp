@@ -123,6 +123,16 @@ TEST_F(ForgivingEdges, AnEntryThatCannotBeResolvedIsReadByItsTake) {
               ElementsAre("CLPR/1.MP4", "CLPR/2.MP4"));
 }
 
+TEST_F(ForgivingEdges, WhatTheScanHadListedBeforeItFailedIsNoTakeList) {
+  write("card/BPAV/MEDIAPRO.XML",
+        "<x>" + material("U1", component("1.MP4", "U1")) +
+            material("TAKE", component("1.SMI", "U1") + "<Component uri=\"./CLPR/9.SMI\"/>"));
+  const std::string description = write("card/BPAV/CLPR/1M01.XML", "<a umidRef=\"TAKE\"/>");
+  EXPECT_FALSE(parser_.ProcessForgiving(description, at("t.mzl"), 0));
+  EXPECT_EQ(parser_.error_text, "clip umid not found!");
+  EXPECT_FALSE(std::filesystem::exists(at("t.mzl")));
+}
+
 TEST_F(ForgivingEdges, WhetherClipsAreNamedFirstIsSaidOfTheTakeThatIsPlayed) {
   const std::string clips = "<Material uri=\"./CLPR/1.SMI\" umid=\"U1\">" + component("1.MP4", "U1") +
                             "</Material>" + material("U2", component("2.MP4", "U2"));
