@@ -17,7 +17,7 @@ std::shared_ptr<const DecodedPicture> ExactPictures::find(size_t display, std::s
   size_t start = source_.startFor(display);
   for (int beginning = 0; beginning < kMostBeginnings; ++beginning) {
     std::shared_ptr<const DecodedPicture> found = from(start, static_cast<int64_t>(display));
-    if (found && found->whole && start <= source_.startFor(display)) return found;
+    if (found && found->whole && source_.beganEarlyEnoughFor(display)) return found;
     if (found) error = "it is damaged or refers to pictures that are not there";
     if (start == video.firstKey || source_.unreadable()) break;
     start = video.keyBefore(start);

@@ -145,15 +145,16 @@ bool PictureSource::sendOne() {
   return true;
 }
 
-size_t PictureSource::startFor(size_t display) const {
-  const size_t start = stream_.video.startFor(display);
-  return gradual_ ? stream_.video.keyBefore(start) : start;
-}
+size_t PictureSource::startFor(size_t display) const { return furtherBack(stream_.video.startFor(display)); }
 
 bool PictureSource::damagedSince(size_t picture) const {
+  return damage_ >= static_cast<int64_t>(furtherBack(picture));
+}
+
+size_t PictureSource::furtherBack(size_t key) const {
   for (int beginning = 1; gradual_ && beginning < kMostBeginnings; ++beginning)
-    picture = stream_.video.keyBefore(picture);
-  return damage_ >= static_cast<int64_t>(picture);
+    key = stream_.video.keyBefore(key);
+  return key;
 }
 
 size_t PictureSource::unitOf(const AVFrame& frame) const {

@@ -52,9 +52,11 @@ class PictureSource {
   bool unreadable() const { return unreadable_; }
 
   // The picture to begin at for the one shown as number `display`, as far as is known from what has been
-  // decoded: where pictures are refreshed gradually one key picture further back, since damage that no
-  // decoder notices may refer to what is not refreshed yet.
+  // decoded. Where pictures are refreshed gradually that is two key pictures further back: what damage that
+  // no decoder notices refers to is to have been refreshed once when it is met.
   size_t startFor(size_t display) const;
+  // Whether decoding began there, or before.
+  bool beganEarlyEnoughFor(size_t display) const { return beginning_ <= startFor(display); }
 
   // The picture that will be sent to the decoder next.
   size_t nextPicture() const { return reader_->nextPicture(); }
@@ -74,6 +76,7 @@ class PictureSource {
   void noteUnfinished(size_t unit);
   void noteRefresh(size_t unit, const AVFrame& frame);
   size_t unitOf(const AVFrame& frame) const;
+  size_t furtherBack(size_t key) const;
   void keepUserData(int64_t display, const AVPacket& packet);
   std::vector<UserData> takeUserData(int64_t display);
 

@@ -185,7 +185,7 @@ std::shared_ptr<const DecodedPicture> VideoDecoder::decodeQuickly(int64_t local)
     if (!begun_) break;
     lastOut_ = source_->passed() - 1;
     found = decodeOnTo(local);
-    if (found && start <= source_->startFor(static_cast<size_t>(local))) break;
+    if (found && source_->beganEarlyEnoughFor(static_cast<size_t>(local))) break;
     if (start == video.firstKey || source_->unreadable() || source_->damagedSince(start)) break;
     start = video.keyBefore(start);
   }
@@ -221,7 +221,9 @@ std::shared_ptr<const DecodedPicture> VideoDecoder::decodeOnTo(int64_t local) {
     std::shared_ptr<const DecodedPicture> picture = std::move(held_);
     held_.reset();
     lastOut_ = number;
-    if (stepsBack_ >= kStepsBackToCache && !damaged(number)) cache_.add(base + number, picture);
+    if (stepsBack_ >= kStepsBackToCache && !damaged(number) &&
+        source_->beganEarlyEnoughFor(static_cast<size_t>(number)))
+      cache_.add(base + number, picture);
     if (number == local) return picture;
   }
 }
