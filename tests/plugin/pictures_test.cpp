@@ -371,6 +371,22 @@ TEST_P(CutTransportStream, HasEveryWholePictureAndNoOther) {
 INSTANTIATE_TEST_SUITE_P(Streams, CutTransportStream, testing::Range<size_t>(0, streams().size()),
                          [](auto const& parameter) { return std::string(streams()[parameter.param].title); });
 
+// No encoder makes VC-1: what there is is cut and moved to other containers.
+TEST(Vc1OfAPublicFile, CutOrInAnotherContainer_HasEveryPicture) {
+  fs::path const whole = fs::path(KY_MEDIA_DIR) / "tika_testWMV.wmv";
+  if (!fs::exists(whole)) GTEST_SKIP() << "the public media files are not at " << KY_MEDIA_DIR;
+  std::string const copied = "-i " + test::quoted(whole) + " -map 0:v -c copy";
+  for (fs::path const& file :
+       {test::made("vc1_begin.wmv", copied + " -t 0.6"), test::made("vc1_end.wmv", "-ss 0.9 " + copied),
+        test::made("vc1.mkv", copied), test::made("vc1.avi", copied)}) {
+    SCOPED_TRACE(file);
+    auto const expected = test::frameHashes(file);
+    ASSERT_GE(expected.size(), 3U);
+    expectInOrder(file, expected);
+    expectSeeksGive(file, expected, 200);
+  }
+}
+
 fs::path withSound() {
   return test::made("with_sound.ts",
                     "-f lavfi -i testsrc2=s=96x64:r=25:d=2 -f lavfi -i sine=d=2 -c:v libx264 -bf 2 "
