@@ -14,21 +14,21 @@ using dmfdemux::StreamFacts;
 using dmfdemux::Title;
 
 struct DmfDemux {
-  using Printer = void (*)(const char* format, ...);
+  using Printer = void (*)(char const* format, ...);
   Printer warning = nullptr;
   std::unique_ptr<Title> title;
   std::map<int, Parser> parsers;
   int lastParser = 0;
 
-  void warn(const char* function, const char* reason) const {
+  void warn(char const* function, char const* reason) const {
     if (warning) warning("dmfdemux: %s: %s", function, reason);
   }
-  const StreamFacts* stream(int number) const {
+  StreamFacts const* stream(int number) const {
     if (!title || number < 0 || static_cast<size_t>(number) >= title->streams().size()) return nullptr;
     return &title->streams()[static_cast<size_t>(number)];
   }
   Parser* parser(int number) {
-    const auto found = parsers.find(number);
+    auto const found = parsers.find(number);
     return found == parsers.end() ? nullptr : &found->second;
   }
 };
@@ -39,11 +39,11 @@ constexpr int kFailed = -1;
 
 // Nothing is thrown into the caller: lack of memory and the unforeseen become `failure`.
 template <class Operation>
-int guarded(DmfDemux* demux, const char* name, int failure, Operation operation) noexcept {
+int guarded(DmfDemux* demux, char const* name, int failure, Operation operation) noexcept {
   if (!demux) return failure;
   try {
     return operation(*demux);
-  } catch (const std::exception& thrown) {
+  } catch (std::exception const& thrown) {
     demux->warn(name, thrown.what());
   } catch (...) {
     demux->warn(name, "unknown failure");
@@ -59,7 +59,7 @@ DmfDemux* dmfDemuxNew(DmfResourceGetter getter, void* context) {
   return demux;
 }
 
-int dmfDemuxOpen(DmfDemux* demux, const char* fileName) {
+int dmfDemuxOpen(DmfDemux* demux, char const* fileName) {
   return guarded(demux, "open", kFailed, [&](DmfDemux& self) {
     if (!fileName || self.title) return kFailed;
     std::string error;
@@ -78,19 +78,19 @@ int dmfDemuxGetFileInfo(DmfDemux* demux, DmfFileInfo* info) {
 
 int dmfDemuxGetTitleInfo(DmfDemux* demux, int title, DmfTitleInfo* info) {
   if (!demux || !demux->title || title != 0 || !info) return kFailed;
-  const Title& of = *demux->title;
+  Title const& of = *demux->title;
   *info = {of.count(kDmfVideo), of.count(kDmfAudio), of.count(kDmfSubtitle)};
   return 0;
 }
 
 int dmfDemuxGetStreamInfo(DmfDemux* demux, int title, int stream, DmfStreamInfo* info) {
-  const StreamFacts* facts = demux && title == 0 ? demux->stream(stream) : nullptr;
+  StreamFacts const* facts = demux && title == 0 ? demux->stream(stream) : nullptr;
   if (!facts || !info) return kFailed;
   *info = {facts->kind, facts->source.codec, static_cast<uint16_t>(stream), facts->format()};
   return 0;
 }
 
-int dmfDemuxNewParser(DmfDemux* demux, const DmfParserSettings* settings) {
+int dmfDemuxNewParser(DmfDemux* demux, DmfParserSettings const* settings) {
   return guarded(demux, "new parser", 0, [&](DmfDemux& self) {
     if (!self.title || !settings || settings->title != 0) return 0;
     self.parsers.emplace(self.lastParser + 1, self.title->parser());
@@ -98,20 +98,20 @@ int dmfDemuxNewParser(DmfDemux* demux, const DmfParserSettings* settings) {
   });
 }
 
-int dmfDemuxAddStream(DmfDemux* demux, int parser, const DmfStreamSettings* settings) {
+int dmfDemuxAddStream(DmfDemux* demux, int parser, DmfStreamSettings const* settings) {
   return guarded(demux, "add stream", kFailed, [&](DmfDemux& self) {
     Parser* const to = self.parser(parser);
-    const StreamFacts* const stream = settings ? self.stream(settings->stream) : nullptr;
+    StreamFacts const* const stream = settings ? self.stream(settings->stream) : nullptr;
     if (!to || !stream || stream->source.codec == 0) return kFailed;
     if (!settings->sink.write || !settings->sink.event) return kFailed;
     return to->add(stream->source, settings->sink, settings->asText != 0) ? 0 : kFailed;
   });
 }
 
-int dmfDemuxSeek(DmfDemux* demux, const DmfSeekSettings* settings) {
+int dmfDemuxSeek(DmfDemux* demux, DmfSeekSettings const* settings) {
   return guarded(demux, "seek", kFailed, [&](DmfDemux& self) {
     Parser* const parser = settings ? self.parser(settings->parser) : nullptr;
-    const StreamFacts* const stream = settings ? self.stream(settings->stream) : nullptr;
+    StreamFacts const* const stream = settings ? self.stream(settings->stream) : nullptr;
     if (!parser || !stream || settings->position != 0 || !parser->has(stream->source.libavIndex))
       return kFailed;
     parser->rewind();
@@ -124,7 +124,7 @@ int dmfDemuxPush(DmfDemux* demux, int parser) {
     Parser* const from = self.parser(parser);
     if (!from) return kFailed;
     std::string error;
-    const int result = from->push(error);
+    int const result = from->push(error);
     if (!error.empty()) self.warn("push", error.c_str());
     return result;
   });

@@ -14,7 +14,7 @@ struct DmfDemux;
 
 // Hands out callbacks by name, null for an unknown one; `context` is passed back. Asked for, in
 // dmfDemuxNew: "wrn_printf" (const char* format, ...), which takes the library's messages.
-extern "C" typedef void* (*DmfResourceGetter)(void* context, const char* name);
+extern "C" typedef void* (*DmfResourceGetter)(void* context, char const* name);
 
 struct DmfFileInfo {
   int16_t titles;  // always 1: neither container has titles
@@ -61,12 +61,12 @@ struct DmfStreamInfo {
   int32_t codec;  // DmfSubtitleCodec, 0 for everything else
   uint16_t id;    // the stream's number, as the settings below take it
   // The block of the kind above; the demultiplexer's, valid until it is closed.
-  const void* format;
+  void const* format;
 };
 
 // Receives a stream: first the bytes of one delivery, then the event that goes with them.
 struct DmfSink {
-  int (*write)(void* user, const void* bytes, int size);  // bytes taken
+  int (*write)(void* user, void const* bytes, int size);  // bytes taken
   // `data` points to two int64_t, begin and end of the picture or text just written. The result is ignored.
   int (*event)(void* user, int event, void* data);
   void* user;
@@ -96,17 +96,17 @@ extern "C" {
 DMFDEMUX_API DmfDemux* dmfDemuxNew(DmfResourceGetter getter, void* context);
 // By the operating system's file name. Fails for files that are neither AVI nor Matroska, and when a file is
 // open already.
-DMFDEMUX_API int dmfDemuxOpen(DmfDemux* demux, const char* fileName);
+DMFDEMUX_API int dmfDemuxOpen(DmfDemux* demux, char const* fileName);
 DMFDEMUX_API int dmfDemuxGetFileInfo(DmfDemux* demux, DmfFileInfo* info);
 DMFDEMUX_API int dmfDemuxGetTitleInfo(DmfDemux* demux, int title, DmfTitleInfo* info);
 DMFDEMUX_API int dmfDemuxGetStreamInfo(DmfDemux* demux, int title, int stream, DmfStreamInfo* info);
 
 // Parsers read the file independently of each other. The parser's number, from 1; 0 on failure.
-DMFDEMUX_API int dmfDemuxNewParser(DmfDemux* demux, const DmfParserSettings* settings);
+DMFDEMUX_API int dmfDemuxNewParser(DmfDemux* demux, DmfParserSettings const* settings);
 // Subtitle streams with a codec of the above only, each once for a parser and before its first push.
-DMFDEMUX_API int dmfDemuxAddStream(DmfDemux* demux, int parser, const DmfStreamSettings* settings);
+DMFDEMUX_API int dmfDemuxAddStream(DmfDemux* demux, int parser, DmfStreamSettings const* settings);
 // Positions the parser at the beginning of the file, where a new one stands.
-DMFDEMUX_API int dmfDemuxSeek(DmfDemux* demux, const DmfSeekSettings* settings);
+DMFDEMUX_API int dmfDemuxSeek(DmfDemux* demux, DmfSeekSettings const* settings);
 // Delivers the next packet or finished piece of text to its sink. The bytes that the sink took; 0 at the end,
 // negative on failure. Empty packets are passed over; unreadable parts of a damaged file too.
 DMFDEMUX_API int dmfDemuxPush(DmfDemux* demux, int parser);

@@ -12,13 +12,13 @@ constexpr size_t kXsubTimesSize = 27;                // "[hh:mm:ss.mmm-hh:mm:ss.
 constexpr size_t kMostCollected = size_t{64} << 20;  // bytes; scripts and pictures of a film are some 10 MB
 
 // "hh:mm:ss.mmm"
-std::optional<int64_t> xsubTime(std::span<const uint8_t> text) {
+std::optional<int64_t> xsubTime(std::span<uint8_t const> text) {
   constexpr std::string_view kForm = "00:00:00.000";
   constexpr int64_t kWeight[] = {36000000000, 3600000000, 0, 600000000, 60000000, 0,
                                  10000000,    1000000,    0, 100000,    10000,    1000};
   int64_t time = 0;
   for (size_t i = 0; i < kForm.size(); ++i) {
-    const bool digit = text[i] >= '0' && text[i] <= '9';
+    bool const digit = text[i] >= '0' && text[i] <= '9';
     if (kForm[i] == '0' ? !digit : text[i] != static_cast<uint8_t>(kForm[i])) return std::nullopt;
     if (digit) time += (text[i] - '0') * kWeight[i];
   }
@@ -31,14 +31,14 @@ int64_t saturatingAdd(int64_t a, int64_t b) {
   return b > 0 ? std::numeric_limits<int64_t>::max() : std::numeric_limits<int64_t>::min();
 }
 
-bool holds(const std::vector<int>& streams, int index) {
+bool holds(std::vector<int> const& streams, int index) {
   return std::find(streams.begin(), streams.end(), index) != streams.end();
 }
 
 class FileReader final : public PacketReader {
  public:
   // Null with the reason in `error`.
-  static std::unique_ptr<FileReader> open(const std::string& fileName, int64_t start,
+  static std::unique_ptr<FileReader> open(std::string const& fileName, int64_t start,
                                           std::vector<int> streams, std::string& error) {
     auto source = mediafile::FileAccess().open(fileName, error);
     if (!source) return nullptr;
@@ -47,7 +47,7 @@ class FileReader final : public PacketReader {
     mediafile::OpenFailure failure{};
     auto container = mediafile::Container::open(std::move(source), fileName, options, failure, error);
     if (!container) return nullptr;
-    const AVFormatContext& format = container->format();
+    AVFormatContext const& format = container->format();
     for (unsigned i = 0; i < format.nb_streams; ++i)
       format.streams[i]->discard = holds(streams, static_cast<int>(i)) ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
     return std::unique_ptr<FileReader>(new FileReader(std::move(container), start, std::move(streams)));
@@ -55,7 +55,7 @@ class FileReader final : public PacketReader {
 
   bool next(SubtitlePacket& packet) override {
     while (read()) {
-      const auto payload = lav::payload(*packet_);
+      auto const payload = lav::payload(*packet_);
       if (payload.empty() || !holds(streams_, packet_->stream_index)) continue;
       packet = {packet_->stream_index, times(), payload};
       return true;
@@ -74,7 +74,7 @@ class FileReader final : public PacketReader {
     constexpr int kMostErrors = 64;
     for (int errors = 0; errors < kMostErrors; ++errors) {
       av_packet_unref(packet_.get());
-      const int result = container_->read(*packet_);
+      int const result = container_->read(*packet_);
       if (result >= 0) return true;
       if (result == AVERROR_EOF || result == AVERROR_EXIT) return false;
     }
@@ -83,11 +83,11 @@ class FileReader final : public PacketReader {
 
   Times times() const {
     // libavformat's stamps of XSUB in AVI count packets, not time.
-    if (const auto written = xsubTimes(lav::payload(*packet_))) return *written;
-    const AVRational base = container_->format().streams[packet_->stream_index]->time_base;
-    const int64_t stamp = packet_->pts != AV_NOPTS_VALUE ? packet_->pts : packet_->dts;
+    if (auto const written = xsubTimes(lav::payload(*packet_))) return *written;
+    AVRational const base = container_->format().streams[packet_->stream_index]->time_base;
+    int64_t const stamp = packet_->pts != AV_NOPTS_VALUE ? packet_->pts : packet_->dts;
     if (stamp == AV_NOPTS_VALUE) return {};
-    const auto inFile = [&](int64_t time) {
+    auto const inFile = [&](int64_t time) {
       return saturatingAdd(av_rescale_q(time, base, AV_TIME_BASE_Q), -start_);
     };
     return {inFile(stamp), inFile(saturatingAdd(stamp, std::max<int64_t>(packet_->duration, 0)))};
@@ -101,11 +101,11 @@ class FileReader final : public PacketReader {
 
 }  // namespace
 
-std::optional<Times> xsubTimes(std::span<const uint8_t> packet) {
+std::optional<Times> xsubTimes(std::span<uint8_t const> packet) {
   if (packet.size() < kXsubTimesSize || packet[0] != '[' || packet[13] != '-' || packet[26] != ']')
     return std::nullopt;
-  const auto begin = xsubTime(packet.subspan(1, 12));
-  const auto end = xsubTime(packet.subspan(14, 12));
+  auto const begin = xsubTime(packet.subspan(1, 12));
+  auto const end = xsubTime(packet.subspan(14, 12));
   if (!begin || !end) return std::nullopt;
   return Times{*begin, *end};
 }
@@ -121,8 +121,8 @@ struct SubtitlePackets::Collection {
   std::vector<uint8_t> bytes;
 
   // False when it would be too much.
-  bool add(const SubtitlePacket& packet) {
-    const size_t spent = bytes.size() + entries.size() * sizeof(Entry);
+  bool add(SubtitlePacket const& packet) {
+    size_t const spent = bytes.size() + entries.size() * sizeof(Entry);
     if (packet.bytes.size() + sizeof(Entry) > kMostCollected - std::min(spent, kMostCollected)) return false;
     entries.push_back({packet.libavIndex, packet.times, bytes.size(), packet.bytes.size()});
     bytes.insert(bytes.end(), packet.bytes.begin(), packet.bytes.end());
@@ -134,12 +134,12 @@ namespace {
 
 class CollectionReader final : public PacketReader {
  public:
-  CollectionReader(const SubtitlePackets::Collection& from, std::vector<int> streams)
+  CollectionReader(SubtitlePackets::Collection const& from, std::vector<int> streams)
       : from_(from), streams_(std::move(streams)) {}
 
   bool next(SubtitlePacket& packet) override {
     while (at_ < from_.entries.size()) {
-      const auto& entry = from_.entries[at_++];
+      auto const& entry = from_.entries[at_++];
       if (!holds(streams_, entry.libavIndex)) continue;
       packet = {entry.libavIndex, entry.times, std::span(from_.bytes).subspan(entry.at, entry.size)};
       return true;
@@ -148,7 +148,7 @@ class CollectionReader final : public PacketReader {
   }
 
  private:
-  const SubtitlePackets::Collection& from_;
+  SubtitlePackets::Collection const& from_;
   std::vector<int> streams_;
   size_t at_ = 0;
 };
@@ -166,7 +166,7 @@ SubtitlePackets::~SubtitlePackets() = default;
 bool SubtitlePackets::collect(std::string& error) {
   if (collection_) return true;
   collectable_ = false;
-  const auto reader = FileReader::open(fileName_, start_, streams_, error);
+  auto const reader = FileReader::open(fileName_, start_, streams_, error);
   if (!reader) return false;
   auto collection = std::make_unique<Collection>();
   for (SubtitlePacket packet; reader->next(packet);)

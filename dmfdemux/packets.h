@@ -14,13 +14,13 @@
 namespace dmfdemux {
 
 // Times in the text that XSUB pictures begin with, "[00:00:01.000-00:00:02.500]"; none when there is no such.
-std::optional<Times> xsubTimes(std::span<const uint8_t> packet);
+std::optional<Times> xsubTimes(std::span<uint8_t const> packet);
 
 // The bytes are valid until the next packet is asked for.
 struct SubtitlePacket {
   int libavIndex = 0;
   Times times;
-  std::span<const uint8_t> bytes;  // never empty
+  std::span<uint8_t const> bytes;  // never empty
 };
 
 // Packets from the beginning of a file, in its order. One thread.
@@ -40,8 +40,8 @@ class SubtitlePackets {
   // libav index.
   SubtitlePackets(std::string fileName, int64_t start, std::vector<int> streams);
   ~SubtitlePackets();
-  SubtitlePackets(const SubtitlePackets&) = delete;
-  SubtitlePackets& operator=(const SubtitlePackets&) = delete;
+  SubtitlePackets(SubtitlePackets const&) = delete;
+  SubtitlePackets& operator=(SubtitlePackets const&) = delete;
 
   // A reader of the packets of `streams`, null with the reason in `error`. This must outlive it.
   std::unique_ptr<PacketReader> reader(std::vector<int> streams, std::string& error);

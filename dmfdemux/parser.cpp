@@ -6,7 +6,7 @@
 
 namespace dmfdemux {
 
-bool Parser::add(const SubtitleStream& stream, const DmfSink& sink, bool asText) {
+bool Parser::add(SubtitleStream const& stream, DmfSink const& sink, bool asText) {
   if (reader_ || atEnd_ || has(stream.libavIndex)) return false;
   streams_.push_back({stream, sink, asText, nullptr, {}});
   return true;
@@ -14,7 +14,7 @@ bool Parser::add(const SubtitleStream& stream, const DmfSink& sink, bool asText)
 
 bool Parser::has(int libavIndex) const {
   return std::any_of(streams_.begin(), streams_.end(),
-                     [&](const Stream& stream) { return stream.source.libavIndex == libavIndex; });
+                     [&](Stream const& stream) { return stream.source.libavIndex == libavIndex; });
 }
 
 // Beginning anew finds the first packet in every file; seeking needs an index, which files may lack.
@@ -25,7 +25,7 @@ void Parser::rewind() {
 
 bool Parser::start(std::string& error) {
   std::vector<int> indexes;
-  for (const Stream& stream : streams_) indexes.push_back(stream.source.libavIndex);
+  for (Stream const& stream : streams_) indexes.push_back(stream.source.libavIndex);
   reader_ = packets_->reader(std::move(indexes), error);
   if (!reader_) return false;
   for (Stream& stream : streams_) {
@@ -52,7 +52,7 @@ int Parser::push(std::string& error) {
   if (!reader_ && !atEnd_ && !start(error)) return -1;
   for (;;) {
     bool delivered = false;
-    const int bytes = deliverFinished(delivered);
+    int const bytes = deliverFinished(delivered);
     if (delivered) return bytes;
     if (atEnd_) return 0;
     SubtitlePacket packet;
@@ -62,7 +62,7 @@ int Parser::push(std::string& error) {
     }
     Stream& stream = streamOf(packet.libavIndex);
     if (!stream.script) return deliver(stream.sink, packet.bytes, &packet.times);
-    stream.script->add({reinterpret_cast<const char*>(packet.bytes.data()), packet.bytes.size()},
+    stream.script->add({reinterpret_cast<char const*>(packet.bytes.data()), packet.bytes.size()},
                        packet.times, stream.finished);
   }
 }
@@ -71,17 +71,17 @@ int Parser::deliverFinished(bool& delivered) {
   for (Stream& stream : streams_) {
     if (stream.finished.empty()) continue;
     delivered = true;
-    const Piece piece = std::move(stream.finished.front());
+    Piece const piece = std::move(stream.finished.front());
     stream.finished.pop_front();
-    const auto* bytes = reinterpret_cast<const uint8_t*>(piece.text.data());
+    auto const* bytes = reinterpret_cast<uint8_t const*>(piece.text.data());
     return deliver(stream.sink, {bytes, piece.text.size()}, piece.isEvent ? &piece.times : nullptr);
   }
   return 0;
 }
 
-int Parser::deliver(const DmfSink& sink, std::span<const uint8_t> bytes, const Times* times) {
-  const int size = static_cast<int>(std::min<size_t>(bytes.size(), std::numeric_limits<int>::max()));
-  const int taken = sink.write(sink.user, bytes.data(), size);
+int Parser::deliver(DmfSink const& sink, std::span<uint8_t const> bytes, Times const* times) {
+  int const size = static_cast<int>(std::min<size_t>(bytes.size(), std::numeric_limits<int>::max()));
+  int const taken = sink.write(sink.user, bytes.data(), size);
   if (times) {
     int64_t data[2] = {times->begin, times->end};
     sink.event(sink.user, kDmfDataEvent, data);
@@ -92,7 +92,7 @@ int Parser::deliver(const DmfSink& sink, std::span<const uint8_t> bytes, const T
 // The reader gives packets of these streams only.
 Parser::Stream& Parser::streamOf(int libavIndex) {
   return *std::find_if(streams_.begin(), streams_.end(),
-                       [&](const Stream& stream) { return stream.source.libavIndex == libavIndex; });
+                       [&](Stream const& stream) { return stream.source.libavIndex == libavIndex; });
 }
 
 }  // namespace dmfdemux

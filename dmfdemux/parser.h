@@ -27,7 +27,7 @@ class Parser {
   explicit Parser(SubtitlePackets& packets) : packets_(&packets) {}
 
   // False after the first push and for a stream that is there already.
-  bool add(const SubtitleStream& stream, const DmfSink& sink, bool asText);
+  bool add(SubtitleStream const& stream, DmfSink const& sink, bool asText);
   bool has(int libavIndex) const;
   void rewind();
   // Bytes that the sink took, 0 at the end. `error` tells why the file could not be opened: then negative.
@@ -45,7 +45,7 @@ class Parser {
   bool start(std::string& error);
   void finish();
   int deliverFinished(bool& delivered);
-  int deliver(const DmfSink& sink, std::span<const uint8_t> bytes, const Times* times);
+  int deliver(DmfSink const& sink, std::span<uint8_t const> bytes, Times const* times);
   Stream& streamOf(int libavIndex);
 
   SubtitlePackets* packets_;

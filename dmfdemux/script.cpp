@@ -22,9 +22,9 @@ std::string_view withoutLineEnds(std::string_view text) {
 
 // Removes the first line with its end, "\n", "\r\n" or "\r".
 std::string_view takeLine(std::string_view& text) {
-  const size_t length = std::min(text.find_first_of("\r\n"), text.size());
-  const std::string_view line = text.substr(0, length);
-  const bool two = text.substr(length).starts_with("\r\n");
+  size_t const length = std::min(text.find_first_of("\r\n"), text.size());
+  std::string_view const line = text.substr(0, length);
+  bool const two = text.substr(length).starts_with("\r\n");
   text.remove_prefix(std::min(text.size(), length + (two ? 2 : 1)));
   return line;
 }
@@ -37,7 +37,7 @@ class SubRipWriter final : public ScriptWriter {
     std::string lines;
     while (!text.empty()) {
       // An empty line would end the block.
-      if (const std::string_view line = takeLine(text); !line.empty()) lines.append(line).append("\n");
+      if (std::string_view const line = takeLine(text); !line.empty()) lines.append(line).append("\n");
     }
     if (lines.empty()) return;
     std::string block = std::to_string(++count_) + "\n" + timeText(times.begin) + " --> " +
@@ -51,7 +51,7 @@ class SubRipWriter final : public ScriptWriter {
  private:
   static std::string timeText(int64_t time) {
     constexpr int64_t kMost = 359999999;  // 99:59:59,999
-    const auto ms = static_cast<int>(units(time, 1000, kMost));
+    auto const ms = static_cast<int>(units(time, 1000, kMost));
     char text[32];
     std::snprintf(text, sizeof text, "%02d:%02d:%02d,%03d", ms / 3600000, ms / 60000 % 60, ms / 1000 % 60,
                   ms % 1000);
@@ -73,13 +73,13 @@ class SubStationWriter final : public ScriptWriter {
  public:
   explicit SubStationWriter(std::string_view header)
       : ssa_(isSsaHeader(header)), lineEnd_(header.find("\r\n") != std::string_view::npos ? "\r\n" : "\n") {
-    const size_t events = findLine(header, "[Events]");
-    const size_t format = events == std::string_view::npos ? events : findLine(header, "Format:", events + 1);
+    size_t const events = findLine(header, "[Events]");
+    size_t const format = events == std::string_view::npos ? events : findLine(header, "Format:", events + 1);
     if (format == std::string_view::npos) {
       header_ = withoutLineEnds(header);
       return;
     }
-    const size_t end = std::min(header.find('\n', format), header.size());
+    size_t const end = std::min(header.find('\n', format), header.size());
     header_ = withoutLineEnds(header.substr(0, end));
     trailer_ = withoutLineEnds(header.substr(std::min(end + 1, header.size())));
     complete_ = true;
@@ -87,7 +87,7 @@ class SubStationWriter final : public ScriptWriter {
 
   void begin(std::deque<Piece>& out) override {
     std::string text = header_;
-    const auto add = [&](std::string_view line) { text.append(line).append(lineEnd_); };
+    auto const add = [&](std::string_view line) { text.append(line).append(lineEnd_); };
     if (text.empty())
       add("[Script Info]\nScriptType: v4.00+\n");
     else
@@ -130,7 +130,7 @@ class SubStationWriter final : public ScriptWriter {
  private:
   // Removes a number and the comma behind it; without a number `value` stays.
   static void takeNumber(std::string_view& text, int64_t& value) {
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error == std::errc::invalid_argument) return;
     text.remove_prefix(static_cast<size_t>(end - text.data()));
     if (text.starts_with(',')) text.remove_prefix(1);
@@ -139,8 +139,8 @@ class SubStationWriter final : public ScriptWriter {
   // An event is one line; "\N" is the script's own line end.
   static void appendText(std::string_view text, std::string& out) {
     while (true) {
-      const size_t before = text.size();
-      const std::string_view line = takeLine(text);
+      size_t const before = text.size();
+      std::string_view const line = takeLine(text);
       out.append(line);
       if (line.size() == before) return;
       out.append("\\N");
@@ -149,7 +149,7 @@ class SubStationWriter final : public ScriptWriter {
 
   static std::string timeText(int64_t time) {
     constexpr int64_t kMost = 3599999;  // 9:59:59.99
-    const auto cs = static_cast<int>(units(time, 10000, kMost));
+    auto const cs = static_cast<int>(units(time, 10000, kMost));
     char text[32];
     std::snprintf(text, sizeof text, "%d:%02d:%02d.%02d", cs / 360000, cs / 6000 % 60, cs / 100 % 60,
                   cs % 100);

@@ -6,24 +6,24 @@
 namespace dmfdemux {
 namespace {
 
-bool isDmfContainer(const AVFormatContext& format) {
-  const std::string_view name = format.iformat->name;
+bool isDmfContainer(AVFormatContext const& format) {
+  std::string_view const name = format.iformat->name;
   return name == "avi" || name.starts_with("matroska");
 }
 
-std::string_view metadata(const AVStream& stream, const char* key) {
-  const AVDictionaryEntry* entry = av_dict_get(stream.metadata, key, nullptr, 0);
+std::string_view metadata(AVStream const& stream, char const* key) {
+  AVDictionaryEntry const* entry = av_dict_get(stream.metadata, key, nullptr, 0);
   return entry ? std::string_view(entry->value) : std::string_view();
 }
 
 // A tag of BCP 47 ("pt-BR") is cut behind its language.
-void setLanguage(const AVStream& stream, std::span<uint16_t> out) {
+void setLanguage(AVStream const& stream, std::span<uint16_t> out) {
   std::string_view language = metadata(stream, "language");
   language = language.substr(0, language.find('-'));
   toUtf16(language == "und" ? std::string_view() : language, out);
 }
 
-int32_t subtitleCodec(const AVCodecParameters& parameters) {
+int32_t subtitleCodec(AVCodecParameters const& parameters) {
   switch (parameters.codec_id) {
     case AV_CODEC_ID_XSUB:
       return parameters.codec_tag == MKTAG('D', 'X', 'S', 'A') ? kDmfDxsa : kDmfDxsb;
@@ -32,16 +32,16 @@ int32_t subtitleCodec(const AVCodecParameters& parameters) {
     case AV_CODEC_ID_WEBVTT:
       return kDmfText;
     case AV_CODEC_ID_ASS: {
-      const auto header = lav::extradata(parameters);
-      return isSsaHeader({reinterpret_cast<const char*>(header.data()), header.size()}) ? kDmfSsa : kDmfAss;
+      auto const header = lav::extradata(parameters);
+      return isSsaHeader({reinterpret_cast<char const*>(header.data()), header.size()}) ? kDmfSsa : kDmfAss;
     }
     default:
       return 0;
   }
 }
 
-StreamFacts describe(const AVStream& stream) {
-  const AVCodecParameters& parameters = *stream.codecpar;
+StreamFacts describe(AVStream const& stream) {
+  AVCodecParameters const& parameters = *stream.codecpar;
   StreamFacts facts;
   facts.source.libavIndex = stream.index;
   switch (parameters.codec_type) {
@@ -61,10 +61,10 @@ StreamFacts describe(const AVStream& stream) {
       facts.subtitle.forced = (stream.disposition & AV_DISPOSITION_FORCED) != 0 ? 1 : 0;
       setLanguage(stream, facts.subtitle.language);
       toUtf16(metadata(stream, "title"), facts.subtitle.mediaDesc);
-      const auto header = lav::extradata(parameters);
+      auto const header = lav::extradata(parameters);
       facts.source.codec = subtitleCodec(parameters);
       if (facts.source.codec == kDmfAss || facts.source.codec == kDmfSsa)
-        facts.source.header.assign(reinterpret_cast<const char*>(header.data()), header.size());
+        facts.source.header.assign(reinterpret_cast<char const*>(header.data()), header.size());
       break;
     }
   }
@@ -74,20 +74,20 @@ StreamFacts describe(const AVStream& stream) {
 // Takes one character off non-empty UTF-8.
 uint32_t takeCharacter(std::string_view& text) {
   constexpr uint32_t kReplacement = 0xFFFD;
-  const auto lead = static_cast<unsigned char>(text[0]);
+  auto const lead = static_cast<unsigned char>(text[0]);
   text.remove_prefix(1);
   if (lead < 0x80) return lead;
-  const size_t more = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
+  size_t const more = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
   if (lead < 0xC2 || lead > 0xF4 || text.size() < more) return kReplacement;
   uint32_t code = lead & (0x3FU >> more);
   for (size_t i = 0; i < more; ++i) {
-    const auto next = static_cast<unsigned char>(text[i]);
+    auto const next = static_cast<unsigned char>(text[i]);
     if ((next & 0xC0U) != 0x80) return kReplacement;
     code = code << 6 | (next & 0x3FU);
   }
   text.remove_prefix(more);
-  const bool overlong = (more == 2 && code < 0x800) || (more == 3 && code < 0x10000);
-  const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
+  bool const overlong = (more == 2 && code < 0x800) || (more == 3 && code < 0x10000);
+  bool const surrogate = code >= 0xD800 && code <= 0xDFFF;
   return overlong || surrogate || code > 0x10FFFF ? kReplacement : code;
 }
 
@@ -96,7 +96,7 @@ uint32_t takeCharacter(std::string_view& text) {
 void toUtf16(std::string_view text, std::span<uint16_t> out) {
   std::fill(out.begin(), out.end(), uint16_t{0});
   for (size_t at = 0; at < out.size() && !text.empty();) {
-    const uint32_t code = takeCharacter(text);
+    uint32_t const code = takeCharacter(text);
     if (code < 0x10000) {
       out[at++] = static_cast<uint16_t>(code);
     } else {
@@ -107,37 +107,37 @@ void toUtf16(std::string_view text, std::span<uint16_t> out) {
   }
 }
 
-const void* StreamFacts::format() const {
+void const* StreamFacts::format() const {
   if (kind == kDmfVideo) return &video;
-  return kind == kDmfAudio ? static_cast<const void*>(&audio) : &subtitle;
+  return kind == kDmfAudio ? static_cast<void const*>(&audio) : &subtitle;
 }
 
-std::unique_ptr<Title> Title::read(const std::string& fileName, std::string& error) {
+std::unique_ptr<Title> Title::read(std::string const& fileName, std::string& error) {
   auto source = mediafile::FileAccess().open(fileName, error);
   if (!source) return nullptr;
   // Opened as the import library does, so that both see the same streams.
   mediafile::OpenFailure failure{};
-  const auto container = mediafile::Container::open(std::move(source), fileName, {}, failure, error);
+  auto const container = mediafile::Container::open(std::move(source), fileName, {}, failure, error);
   if (!container) return nullptr;
-  const AVFormatContext& format = container->format();
+  AVFormatContext const& format = container->format();
   if (!isDmfContainer(format)) {
     error = std::string("no AVI or Matroska file but ") + format.iformat->name;
     return nullptr;
   }
   auto title = std::make_unique<Title>();
   std::vector<int> subtitles;
-  for (const int index : mediafile::numberedStreams(format)) {
+  for (int const index : mediafile::numberedStreams(format)) {
     title->streams_.push_back(describe(*format.streams[index]));
     if (title->streams_.back().source.codec != 0) subtitles.push_back(index);
   }
-  const int64_t start = format.start_time != AV_NOPTS_VALUE ? format.start_time : 0;
+  int64_t const start = format.start_time != AV_NOPTS_VALUE ? format.start_time : 0;
   title->packets_ = std::make_unique<SubtitlePackets>(fileName, start, std::move(subtitles));
   return title;
 }
 
 int16_t Title::count(int32_t kind) const {
   return static_cast<int16_t>(std::count_if(streams_.begin(), streams_.end(),
-                                            [&](const StreamFacts& stream) { return stream.kind == kind; }));
+                                            [&](StreamFacts const& stream) { return stream.kind == kind; }));
 }
 
 }  // namespace dmfdemux

@@ -17,16 +17,16 @@ struct StreamFacts {
   DmfSubtitleFormat subtitle{};
   SubtitleStream source;
 
-  const void* format() const;
+  void const* format() const;
 };
 
 // What a file holds, read once and closed again: the one title of a file. It outlives its parsers.
 class Title {
  public:
   // Null with the reason in `error` for what is no AVI or Matroska file.
-  static std::unique_ptr<Title> read(const std::string& fileName, std::string& error);
+  static std::unique_ptr<Title> read(std::string const& fileName, std::string& error);
 
-  const std::vector<StreamFacts>& streams() const { return streams_; }
+  std::vector<StreamFacts> const& streams() const { return streams_; }
   int16_t count(int32_t kind) const;
   Parser parser() const { return Parser(*packets_); }
 

@@ -7,12 +7,12 @@
 #include "mfimport/dolby_info.h"
 
 /// Any packet gives fields in their range, and the same ones again.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   using namespace mfimport;
-  const std::span<const std::uint8_t> packet(data, size);
-  const auto info = readDolbyInfo(packet);
+  std::span<std::uint8_t const> const packet(data, size);
+  auto const info = readDolbyInfo(packet);
   if (!info) return 0;
-  const MpegDolbyGeneral& general = info->general;
+  MpegDolbyGeneral const& general = info->general;
   if (info->config.present != 1 || general.acmod < 0 || general.acmod > 7) std::abort();
   if (general.lfeon < 0 || general.lfeon > 1) std::abort();
   if (info->addbsi.bytes != kDolbyAbsent && (info->addbsi.bytes < 1 || info->addbsi.bytes > 64)) std::abort();

@@ -23,13 +23,13 @@ void require(bool condition) {
 
 /// The reading by elements, as far as it goes without files.
 void readByElements(std::string_view description, std::string_view texts, bool smi) {
-  const auto umid = findDescribedUmid(description, smi);
-  const CardCatalogue catalogue(texts);
-  const auto* entry = catalogue.entryOf(umid ? umid->value : "1");
+  auto const umid = findDescribedUmid(description, smi);
+  CardCatalogue const catalogue(texts);
+  auto const* entry = catalogue.entryOf(umid ? umid->value : "1");
   if (!entry) return;
-  const auto clips = catalogue.clipsOf(*entry);
+  auto const clips = catalogue.clipsOf(*entry);
   require(!clips || clips->size() <= entry->components.size());
-  if (const auto* take = catalogue.takeWith(*entry)) {
+  if (auto const* take = catalogue.takeWith(*entry)) {
     require(take != entry);
     catalogue.clipsOf(*take);
   }
@@ -39,16 +39,16 @@ void readByElements(std::string_view description, std::string_view texts, bool s
 
 /// First byte: bit 0 says whether the description is an SMI. Then the description and, after the first byte
 /// 1, the catalogue.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   if (size == 0) return 0;
-  const std::string_view input(reinterpret_cast<const char*>(data) + 1, size - 1);
-  const std::size_t border = input.find('\1');
+  std::string_view const input(reinterpret_cast<char const*>(data) + 1, size - 1);
+  std::size_t const border = input.find('\1');
 
   readByElements(input.substr(0, border), input, (data[0] & 1) != 0);
 
   OpenParser parser;
   parser.is_smi = data[0] & 1;
-  const bool described = parser.ParseXml(std::string(input.substr(0, border)));
+  bool const described = parser.ParseXml(std::string(input.substr(0, border)));
   require(described || parser.take_umid.empty());
   if (!described || border == std::string_view::npos) return 0;
 

@@ -9,7 +9,7 @@
 #include "host/colour.h"
 #include "host/userdata.h"
 
-constexpr uint32_t kyFourcc(const char (&text)[5]) {
+constexpr uint32_t kyFourcc(char const (&text)[5]) {
   return static_cast<uint32_t>(static_cast<unsigned char>(text[0])) |
          static_cast<uint32_t>(static_cast<unsigned char>(text[1])) << 8 |
          static_cast<uint32_t>(static_cast<unsigned char>(text[2])) << 16 |

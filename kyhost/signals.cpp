@@ -27,7 +27,7 @@ void onSignal(int signal) {
 }  // namespace
 
 void installSignalHandlers() {
-  struct sigaction action {};
+  struct sigaction action{};
   action.sa_handler = onSignal;
   sigemptyset(&action.sa_mask);
   action.sa_flags = SA_RESTART;

@@ -22,9 +22,9 @@ constexpr char kDecoders[] =
     "pcm_u8,pcm_s8,pcm_alaw,pcm_mulaw,pcm_dvd,pcm_bluray,pcm_lxf,s302m,amrnb,amrwb,wmav1,wmav2,wmapro,"
     "wmalossless,wmavoice,dvdsub,dvbsub,pgssub,xsub,mov_text,ass,ssa,srt,subrip,text,webvtt";
 
-int refuseToOpen(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) { return AVERROR(EPERM); }
+int refuseToOpen(AVFormatContext*, AVIOContext**, char const*, int, AVDictionary**) { return AVERROR(EPERM); }
 
-uint32_t bigEndian32(const uint8_t* p) {
+uint32_t bigEndian32(uint8_t const* p) {
   return static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 |
          static_cast<uint32_t>(p[2]) << 8 | p[3];
 }
@@ -36,7 +36,7 @@ struct Box {
 
 bool readBox(ByteSource& source, int64_t position, int64_t end, Box& box) {
   std::array<uint8_t, 16> head{};
-  const int64_t got = source.readAt(position, head);
+  int64_t const got = source.readAt(position, head);
   if (got < 8) return false;
   box = {position, 8, bigEndian32(head.data()), {}};
   std::memcpy(box.type.data(), head.data() + 4, 4);
@@ -50,11 +50,11 @@ bool readBox(ByteSource& source, int64_t position, int64_t end, Box& box) {
   return box.size >= box.header && box.size <= end - position;
 }
 
-bool is(const Box& box, const char (&type)[5]) { return std::memcmp(box.type.data(), type, 4) == 0; }
+bool is(Box const& box, char const (&type)[5]) { return std::memcmp(box.type.data(), type, 4) == 0; }
 
-bool holdsMvex(ByteSource& source, const Box& moov) {
+bool holdsMvex(ByteSource& source, Box const& moov) {
   constexpr int kMostBoxes = 4096;
-  const int64_t end = moov.start + moov.size;
+  int64_t const end = moov.start + moov.size;
   int64_t position = moov.start + moov.header;
   for (int i = 0; i < kMostBoxes && position < end; ++i) {
     Box box;
@@ -71,11 +71,11 @@ Container::Container(std::unique_ptr<ByteSource> source) : source_(std::move(sou
 
 Container::~Container() = default;
 
-std::unique_ptr<Container> Container::open(std::unique_ptr<ByteSource> source, const std::string& name,
-                                           const ContainerOptions& options, OpenFailure& failure,
+std::unique_ptr<Container> Container::open(std::unique_ptr<ByteSource> source, std::string const& name,
+                                           ContainerOptions const& options, OpenFailure& failure,
                                            std::string& error) {
   std::unique_ptr<Container> container(new Container(std::move(source)));
-  const int result = container->start(name, options);
+  int const result = container->start(name, options);
   failure = OpenFailure::none;
   if (result >= 0) return container;
   failure = result == AVERROR(EIO) || result == AVERROR_EXIT ? OpenFailure::unreadable : OpenFailure::format;
@@ -83,12 +83,12 @@ std::unique_ptr<Container> Container::open(std::unique_ptr<ByteSource> source, c
   return nullptr;
 }
 
-int Container::start(const std::string& name, const ContainerOptions& options) {
-  const int result = openAndExamine(name, options);
+int Container::start(std::string const& name, ContainerOptions const& options) {
+  int const result = openAndExamine(name, options);
   return failure_ != 0 ? failure_ : result;
 }
 
-int Container::openAndExamine(const std::string& name, const ContainerOptions& options) {
+int Container::openAndExamine(std::string const& name, ContainerOptions const& options) {
   patience_ = options.patience;
   beginOperation();
   auto* buffer = static_cast<uint8_t*>(lav::checked(av_malloc(kIoBuffer)));
@@ -110,8 +110,8 @@ int Container::openAndExamine(const std::string& name, const ContainerOptions& o
   av_opt_set(format, "protocol_whitelist", "", 0);
 
   // The name only helps probing; an extension can break a tie between formats, and nothing is opened by it.
-  const size_t slash = name.find_last_of('/');
-  const std::string base = slash == std::string::npos ? name : name.substr(slash + 1);
+  size_t const slash = name.find_last_of('/');
+  std::string const base = slash == std::string::npos ? name : name.substr(slash + 1);
   int result = avformat_open_input(&format, base.c_str(), nullptr, nullptr);
   format_.reset(format);  // null after a failure
   if (result < 0) return result;
@@ -127,7 +127,7 @@ int Container::openAndExamine(const std::string& name, const ContainerOptions& o
     if (result < 0) return result;
   }
   // Streams of transport and program streams turn up while their beginning is examined.
-  const size_t known = declared_.size();
+  size_t const known = declared_.size();
   declared_.resize(format_->nb_streams);
   for (size_t i = known; i < declared_.size(); ++i)
     declared_[i] = {format_->streams[i]->codecpar->width, format_->streams[i]->codecpar->height};
@@ -143,7 +143,7 @@ void Container::selectStream(int index) {
 
 int Container::read(AVPacket& packet) {
   beginOperation();
-  const int result = av_read_frame(format_.get(), &packet);
+  int const result = av_read_frame(format_.get(), &packet);
   return result == AVERROR_EOF && failure_ != 0 ? failure_ : result;
 }
 
@@ -165,11 +165,11 @@ int Container::seekToByte(int64_t position) {
 
 int Container::onRead(void* opaque, uint8_t* buffer, int bytes) {
   auto& self = *static_cast<Container*>(opaque);
-  const int64_t left = self.source_->size() - self.position_;
+  int64_t const left = self.source_->size() - self.position_;
   if (left <= 0 || bytes <= 0) return AVERROR_EOF;
-  const int wanted = static_cast<int>(std::min<int64_t>(bytes, left));
+  int const wanted = static_cast<int>(std::min<int64_t>(bytes, left));
   int64_t got = wanted;
-  const bool unread =
+  bool const unread =
       self.skim_ == Skim::everything || (self.skim_ == Skim::largeReads && wanted > kIoBuffer);
   if (!unread) got = self.source_->readAt(self.position_, {buffer, static_cast<size_t>(wanted)});
   if (got < 0) return self.failure_ = AVERROR(EIO);
@@ -181,7 +181,7 @@ int Container::onRead(void* opaque, uint8_t* buffer, int bytes) {
 
 int64_t Container::onSeek(void* opaque, int64_t position, int whence) {
   auto& self = *static_cast<Container*>(opaque);
-  const int64_t size = self.source_->size();
+  int64_t const size = self.source_->size();
   if (whence == AVSEEK_SIZE) return size;
   if (whence == SEEK_CUR) position += self.position_;
   if (whence == SEEK_END) position += size;
@@ -198,12 +198,12 @@ int Container::onInterrupt(void* opaque) {
   return 1;
 }
 
-std::vector<int> numberedStreams(const AVFormatContext& format) {
+std::vector<int> numberedStreams(AVFormatContext const& format) {
   std::vector<int> indexes;
   for (unsigned i = 0; i < format.nb_streams; ++i) {
-    const AVStream& stream = *format.streams[i];
-    const AVMediaType type = stream.codecpar->codec_type;
-    const bool numbered =
+    AVStream const& stream = *format.streams[i];
+    AVMediaType const type = stream.codecpar->codec_type;
+    bool const numbered =
         type == AVMEDIA_TYPE_VIDEO || type == AVMEDIA_TYPE_AUDIO || type == AVMEDIA_TYPE_SUBTITLE;
     if (numbered && !(stream.disposition & AV_DISPOSITION_ATTACHED_PIC))
       indexes.push_back(static_cast<int>(i));
@@ -211,17 +211,17 @@ std::vector<int> numberedStreams(const AVFormatContext& format) {
   return indexes;
 }
 
-bool isIsoMedia(const AVFormatContext& format) {
+bool isIsoMedia(AVFormatContext const& format) {
   return format.iformat && std::strncmp(format.iformat->name, "mov,", 4) == 0;
 }
 
-bool isMxf(const AVFormatContext& format) {
+bool isMxf(AVFormatContext const& format) {
   return format.iformat && std::strcmp(format.iformat->name, "mxf") == 0;
 }
 
 bool hasMovieFragments(ByteSource& source) {
   constexpr int kMostBoxes = 65536;
-  const int64_t end = source.size();
+  int64_t const end = source.size();
   int64_t position = 0;
   for (int i = 0; i < kMostBoxes && position < end; ++i) {
     Box box;

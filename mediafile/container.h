@@ -33,15 +33,15 @@ enum class Skim {
 class Container {
  public:
   // Null on failure, told in `failure` and `error`. `name` is for messages alone.
-  static std::unique_ptr<Container> open(std::unique_ptr<ByteSource> source, const std::string& name,
-                                         const ContainerOptions& options, OpenFailure& failure,
+  static std::unique_ptr<Container> open(std::unique_ptr<ByteSource> source, std::string const& name,
+                                         ContainerOptions const& options, OpenFailure& failure,
                                          std::string& error);
   ~Container();
-  Container(const Container&) = delete;
-  Container& operator=(const Container&) = delete;
+  Container(Container const&) = delete;
+  Container& operator=(Container const&) = delete;
 
   AVFormatContext& format() { return *format_; }
-  const AVFormatContext& format() const { return *format_; }
+  AVFormatContext const& format() const { return *format_; }
 
   // Sizes in pixels that the container itself gives for stream `index`, before any decoding.
   int declaredWidth(size_t index) const { return declared_[index].width; }
@@ -74,8 +74,8 @@ class Container {
   static int onInterrupt(void* opaque);
   void beginOperation() { lastProgress_ = std::chrono::steady_clock::now(); }
   void beginAnew();
-  int start(const std::string& name, const ContainerOptions& options);
-  int openAndExamine(const std::string& name, const ContainerOptions& options);
+  int start(std::string const& name, ContainerOptions const& options);
+  int openAndExamine(std::string const& name, ContainerOptions const& options);
 
   std::unique_ptr<ByteSource> source_;
   std::chrono::milliseconds patience_{};
@@ -90,11 +90,11 @@ class Container {
 
 // The streams that have a number in this system, by libav stream index: video, audio and subtitle streams in
 // file order; data, attachments and cover art are not numbered.
-std::vector<int> numberedStreams(const AVFormatContext& format);
+std::vector<int> numberedStreams(AVFormatContext const& format);
 
 // True for the MP4 family and QuickTime.
-bool isIsoMedia(const AVFormatContext& format);
-bool isMxf(const AVFormatContext& format);
+bool isIsoMedia(AVFormatContext const& format);
+bool isMxf(AVFormatContext const& format);
 
 // True when movie fragments can lie between the payload, so that the tables of `moov` do not list it all
 // (ISO/IEC 14496-12 8.8).

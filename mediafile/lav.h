@@ -56,7 +56,7 @@ T checked(T pointer) {
 inline Packet newPacket() { return Packet(checked(av_packet_alloc())); }
 inline Frame newFrame() { return Frame(checked(av_frame_alloc())); }
 
-inline CodecParameters copy(const AVCodecParameters& from) {
+inline CodecParameters copy(AVCodecParameters const& from) {
   CodecParameters to(checked(avcodec_parameters_alloc()));
   if (avcodec_parameters_copy(to.get(), &from) < 0) throw std::bad_alloc();
   return to;
@@ -72,7 +72,7 @@ inline std::string errorText(int code) {
 // back as results.
 inline void quieten(AVCodecContext& context) { context.log_level_offset = AV_LOG_TRACE; }
 
-inline bool interlaced(const AVFrame& frame) {
+inline bool interlaced(AVFrame const& frame) {
 #if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(58, 7, 100)
   return (frame.flags & AV_FRAME_FLAG_INTERLACED) != 0;
 #else
@@ -80,7 +80,7 @@ inline bool interlaced(const AVFrame& frame) {
 #endif
 }
 
-inline bool topFieldFirst(const AVFrame& frame) {
+inline bool topFieldFirst(AVFrame const& frame) {
 #if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(58, 7, 100)
   return (frame.flags & AV_FRAME_FLAG_TOP_FIELD_FIRST) != 0;
 #else
@@ -88,7 +88,7 @@ inline bool topFieldFirst(const AVFrame& frame) {
 #endif
 }
 
-inline bool keyFrame(const AVFrame& frame) {
+inline bool keyFrame(AVFrame const& frame) {
 #ifdef AV_FRAME_FLAG_KEY
   return (frame.flags & AV_FRAME_FLAG_KEY) != 0;
 #else
@@ -97,24 +97,24 @@ inline bool keyFrame(const AVFrame& frame) {
 }
 
 // The decoder met errors in the picture and filled in what it could not read.
-inline bool damaged(const AVFrame& frame) {
+inline bool damaged(AVFrame const& frame) {
   return frame.decode_error_flags != 0 || (frame.flags & AV_FRAME_FLAG_CORRUPT) != 0;
 }
 
-inline std::span<const uint8_t> extradata(const AVCodecParameters& parameters) {
+inline std::span<uint8_t const> extradata(AVCodecParameters const& parameters) {
   if (!parameters.extradata || parameters.extradata_size <= 0) return {};
   return {parameters.extradata, static_cast<size_t>(parameters.extradata_size)};
 }
 
-inline std::span<const uint8_t> payload(const AVPacket& packet) {
+inline std::span<uint8_t const> payload(AVPacket const& packet) {
   if (!packet.data || packet.size <= 0) return {};
   return {packet.data, static_cast<size_t>(packet.size)};
 }
 
-inline std::span<const uint8_t> sideData(const AVPacket& packet, AVPacketSideDataType type) {
+inline std::span<uint8_t const> sideData(AVPacket const& packet, AVPacketSideDataType type) {
   size_t size = 0;
-  const uint8_t* data = av_packet_get_side_data(&packet, type, &size);
-  return data ? std::span<const uint8_t>(data, size) : std::span<const uint8_t>();
+  uint8_t const* data = av_packet_get_side_data(&packet, type, &size);
+  return data ? std::span<uint8_t const>(data, size) : std::span<uint8_t const>();
 }
 
 #ifdef AV_PROFILE_DTS
@@ -124,11 +124,11 @@ constexpr int kProfileDts = FF_PROFILE_DTS;
 #endif
 
 // Converts audio frames like `frame` to `to`, packed, at their own rate and channels. Null when impossible.
-inline Resampler formatConverter(const AVFrame& frame, AVSampleFormat to) {
+inline Resampler formatConverter(AVFrame const& frame, AVSampleFormat to) {
   AVChannelLayout layout = {};  // FFmpeg 5.1 takes pointers to non-const
   if (av_channel_layout_copy(&layout, &frame.ch_layout) < 0) return nullptr;
   SwrContext* context = nullptr;
-  const int result =
+  int const result =
       swr_alloc_set_opts2(&context, &layout, to, frame.sample_rate, &layout,
                           static_cast<AVSampleFormat>(frame.format), frame.sample_rate, 0, nullptr);
   Resampler resampler(context);

@@ -17,8 +17,8 @@ namespace {
 class PlainFile final : public ByteSource {
  public:
   PlainFile(int fd, int64_t size) : fd_(fd), size_(size) {}
-  PlainFile(const PlainFile&) = delete;
-  PlainFile& operator=(const PlainFile&) = delete;
+  PlainFile(PlainFile const&) = delete;
+  PlainFile& operator=(PlainFile const&) = delete;
   ~PlainFile() override { ::close(fd_); }
 
   int64_t size() const override { return size_; }
@@ -26,7 +26,7 @@ class PlainFile final : public ByteSource {
   int64_t readAt(int64_t position, std::span<uint8_t> out) override {
     size_t done = 0;
     while (done < out.size()) {
-      const ssize_t got =
+      ssize_t const got =
           ::pread(fd_, out.data() + done, out.size() - done, position + static_cast<int64_t>(done));
       if (got < 0 && errno == EINTR) continue;
       if (got < 0) return -1;
@@ -43,10 +43,10 @@ class PlainFile final : public ByteSource {
 
 class ExternalFile final : public ByteSource {
  public:
-  ExternalFile(const ExternalFunctions& functions, void* handle, int64_t size)
+  ExternalFile(ExternalFunctions const& functions, void* handle, int64_t size)
       : functions_(functions), handle_(handle), size_(size) {}
-  ExternalFile(const ExternalFile&) = delete;
-  ExternalFile& operator=(const ExternalFile&) = delete;
+  ExternalFile(ExternalFile const&) = delete;
+  ExternalFile& operator=(ExternalFile const&) = delete;
   ~ExternalFile() override { functions_.close(functions_.user, handle_); }
 
   int64_t size() const override { return size_; }
@@ -59,8 +59,8 @@ class ExternalFile final : public ByteSource {
     position_ = position;
     size_t done = 0;
     while (done < out.size()) {
-      const int wanted = static_cast<int>(std::min<size_t>(out.size() - done, INT_MAX));
-      const int got = functions_.read(functions_.user, handle_, out.data() + done, wanted);
+      int const wanted = static_cast<int>(std::min<size_t>(out.size() - done, INT_MAX));
+      int const got = functions_.read(functions_.user, handle_, out.data() + done, wanted);
       if (got < 0 || got > wanted) {
         position_ = -1;
         return -1;
@@ -87,15 +87,15 @@ class WatchedFile final : public ByteSource {
   int64_t size() const override { return file_->size(); }
 
   int64_t readAt(int64_t position, std::span<uint8_t> out) override {
-    const int64_t got = file_->readAt(position, out);
+    int64_t const got = file_->readAt(position, out);
     if (got < 0) {
-      const std::string why = setsErrno_ ? std::string(": ") + std::strerror(errno) : "";
+      std::string const why = setsErrno_ ? std::string(": ") + std::strerror(errno) : "";
       watch_->note("reading failed at byte " + std::to_string(position) + why);
     }
     return got;
   }
 
-  void abandon(const std::string& reason) override { watch_->note(reason); }
+  void abandon(std::string const& reason) override { watch_->note(reason); }
 
  private:
   std::unique_ptr<ByteSource> file_;
@@ -103,9 +103,9 @@ class WatchedFile final : public ByteSource {
   bool setsErrno_;
 };
 
-std::unique_ptr<ByteSource> openPlain(const std::string& name, std::string& error) {
-  const int fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
-  struct stat info {};
+std::unique_ptr<ByteSource> openPlain(std::string const& name, std::string& error) {
+  int const fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
+  struct stat info{};
   if (fd < 0 || ::fstat(fd, &info) != 0) {
     error = std::strerror(errno);
     if (fd >= 0) ::close(fd);
@@ -119,7 +119,7 @@ std::unique_ptr<ByteSource> openPlain(const std::string& name, std::string& erro
   return std::make_unique<PlainFile>(fd, static_cast<int64_t>(info.st_size));
 }
 
-std::unique_ptr<ByteSource> openExternal(const ExternalFunctions& functions, const std::string& name,
+std::unique_ptr<ByteSource> openExternal(ExternalFunctions const& functions, std::string const& name,
                                          std::string& error) {
   if (!functions.open || !functions.seek || !functions.read || !functions.close) {
     error = "the external file access is incomplete";
@@ -143,7 +143,7 @@ std::unique_ptr<ByteSource> openExternal(const ExternalFunctions& functions, con
 
 }  // namespace
 
-std::unique_ptr<ByteSource> FileAccess::open(const std::string& name, std::string& error) const {
+std::unique_ptr<ByteSource> FileAccess::open(std::string const& name, std::string& error) const {
   auto file = external_ ? openExternal(functions_, name, error) : openPlain(name, error);
   if (!file || !watch_) return file;
   return std::make_unique<WatchedFile>(std::move(file), watch_, !external_);
@@ -155,14 +155,14 @@ FileAccess FileAccess::watchedBy(std::shared_ptr<ReadWatch> watch) const {
   return watched;
 }
 
-std::string FileAccess::identity(const std::string& name) const {
+std::string FileAccess::identity(std::string const& name) const {
   char text[160];
   if (external_) {
     std::snprintf(text, sizeof text, "external %p %lld ", functions_.user,
                   static_cast<long long>(name == functions_.sizedName ? functions_.size : -1));
     return text + name;
   }
-  struct stat info {};
+  struct stat info{};
   if (::stat(name.c_str(), &info) != 0) return {};
   std::snprintf(text, sizeof text, "file %llu:%llu %lld %lld.%09ld ",
                 static_cast<unsigned long long>(info.st_dev), static_cast<unsigned long long>(info.st_ino),

@@ -21,7 +21,7 @@ class ByteSource {
   virtual int64_t readAt(int64_t position, std::span<uint8_t> out) = 0;
 
   // The reader stops before the end, for `reason`: whoever watches the source learns it.
-  virtual void abandon(const std::string& /*reason*/) {}
+  virtual void abandon(std::string const& /*reason*/) {}
 };
 
 // Remembers what went wrong in reading. libavformat takes many an error for the end of the file, and goes on
@@ -30,8 +30,8 @@ class ReadWatch {
  public:
   bool failed() const { return !reason_.empty(); }
   // Of the first failure; empty when there was none.
-  const std::string& reason() const { return reason_; }
-  void note(const std::string& reason) {
+  std::string const& reason() const { return reason_; }
+  void note(std::string const& reason) {
     if (reason_.empty()) reason_ = reason;
   }
 
@@ -45,7 +45,7 @@ struct ExternalFunctions {
   void* user = nullptr;
   int64_t size = 0;  // bytes of `sizedName`
   std::string sizedName;
-  void* (*open)(void* user, const char* name, int mode) = nullptr;
+  void* (*open)(void* user, char const* name, int mode) = nullptr;
   int64_t (*seek)(void* user, void* handle, int64_t position, int whence) = nullptr;
   int (*read)(void* user, void* handle, void* buffer, int bytes) = nullptr;
   int (*close)(void* user, void* handle) = nullptr;
@@ -62,11 +62,11 @@ class FileAccess {
   FileAccess watchedBy(std::shared_ptr<ReadWatch> watch) const;
 
   // Null when the file cannot be opened, with the reason in `error`. Only regular files are opened.
-  std::unique_ptr<ByteSource> open(const std::string& name, std::string& error) const;
+  std::unique_ptr<ByteSource> open(std::string const& name, std::string& error) const;
 
   // A text that is equal for equal content: name, size and modification time, or the user data, name and
   // size of an external file. Empty when the file cannot be examined.
-  std::string identity(const std::string& name) const;
+  std::string identity(std::string const& name) const;
 
  private:
   bool external_ = false;

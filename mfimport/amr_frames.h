@@ -15,7 +15,7 @@ int amrFrameBytes(AVCodecID codec, uint8_t first);
 class FrameFeeder {
  public:
   // Sends a packet, or its first frame. What the last packet left is forgotten.
-  void send(AVCodecContext& codec, const AVPacket& packet);
+  void send(AVCodecContext& codec, AVPacket const& packet);
   // Sends the next frame of that packet; false when there is none.
   bool sendNext(AVCodecContext& codec);
   void forget() { left_ = 0; }

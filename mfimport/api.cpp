@@ -9,15 +9,15 @@ namespace {
 
 // Nothing is thrown into the caller: lack of memory and the unforeseen become results.
 template <class Operation>
-int guarded(const MpegIn* instance, const char* name, Operation operation) noexcept {
+int guarded(MpegIn const* instance, char const* name, Operation operation) noexcept {
   if (!instance || !instance->impl) return kMpegError;
-  const mfimport::HostCallbacks& host = instance->impl->host;
+  mfimport::HostCallbacks const& host = instance->impl->host;
   try {
     return operation(*instance->impl);
-  } catch (const std::bad_alloc&) {
+  } catch (std::bad_alloc const&) {
     host.error(std::string("mfimport: out of memory in ") + name);
     return kMpegErrorMemory;
-  } catch (const std::exception& failure) {
+  } catch (std::exception const& failure) {
     host.error(std::string("mfimport: ") + name + ": " + failure.what());
   } catch (...) {
     host.error(std::string("mfimport: unknown failure in ") + name);
@@ -48,7 +48,7 @@ int answerModuleQuery(int query, void* out) {
 }  // namespace
 
 MpegIn* mpegInNew(MpegResourceGetter getter, int) {
-  const mfimport::HostMemory memory = mfimport::HostCallbacks(getter).memory();
+  mfimport::HostMemory const memory = mfimport::HostCallbacks(getter).memory();
   void* const block = memory.allocate(sizeof(MpegIn));
   if (!block) return nullptr;
   auto* const instance = new (block) MpegIn{};
@@ -67,7 +67,7 @@ int mpegInGetInfo(MpegIn* instance) {
   });
 }
 
-int mpegInOpen(MpegIn* instance, const char* name) {
+int mpegInOpen(MpegIn* instance, char const* name) {
   return guarded(instance, "mpegInOpen",
                  [&](MpegInImpl& impl) { return name ? impl.open(name) : static_cast<int>(kMpegErrorOpen); });
 }
@@ -109,7 +109,7 @@ void mpegInClose(MpegIn* instance) {
 void mpegInFree(MpegIn* instance) {
   if (!instance) return;
   mpegInClose(instance);
-  const mfimport::HostMemory memory = instance->impl->host.memory();
+  mfimport::HostMemory const memory = instance->impl->host.memory();
   delete instance->impl;
   memory.release(instance);
 }

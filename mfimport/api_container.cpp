@@ -12,7 +12,7 @@ struct MfHandle {
   explicit MfHandle(MpegResourceGetter getter) : host(getter) {}
 
   HostCallbacks host;
-  std::shared_ptr<const Media> media;
+  std::shared_ptr<Media const> media;
 };
 
 struct MfStream {
@@ -26,41 +26,41 @@ template <class Operation>
 int guarded(Operation operation) noexcept {
   try {
     return operation();
-  } catch (const std::bad_alloc&) {
+  } catch (std::bad_alloc const&) {
     return kMpegErrorMemory;
   } catch (...) {
     return kMpegError;
   }
 }
 
-const StreamIndex* streamOf(const MfHandle* handle, int title, int stream) {
+StreamIndex const* streamOf(MfHandle const* handle, int title, int stream) {
   if (!handle || !handle->media || title != 0 || stream < 0) return nullptr;
-  const auto& streams = handle->media->first().streams;
+  auto const& streams = handle->media->first().streams;
   return static_cast<size_t>(stream) < streams.size() ? &streams[static_cast<size_t>(stream)] : nullptr;
 }
 
-bool deliversByDisplay(const StreamIndex& stream) {
+bool deliversByDisplay(StreamIndex const& stream) {
   return stream.known && stream.type() == AVMEDIA_TYPE_VIDEO;
 }
 
-int64_t unitsOf(const StreamIndex& stream) {
+int64_t unitsOf(StreamIndex const& stream) {
   return static_cast<int64_t>(deliversByDisplay(stream) ? stream.video.frames() : stream.packets.size());
 }
 
-int64_t stampOf(const StreamIndex& stream, const PacketEntry& entry) {
-  const int64_t stamp = entry.pts != AV_NOPTS_VALUE ? entry.pts : entry.dts;
+int64_t stampOf(StreamIndex const& stream, PacketEntry const& entry) {
+  int64_t const stamp = entry.pts != AV_NOPTS_VALUE ? entry.pts : entry.dts;
   return stamp != AV_NOPTS_VALUE ? stream.to27M(stamp) : 0;
 }
 
-int64_t firstStampOf(const StreamIndex& stream) {
+int64_t firstStampOf(StreamIndex const& stream) {
   if (stream.packets.empty()) return 0;
   if (deliversByDisplay(stream) && stream.video.frames() > 0) return firstDisplayStamp(stream);
   return stampOf(stream, stream.packets.front());
 }
 
-void addPictures(const StreamIndex& stream, int64_t shift, int64_t numberBase, std::vector<MfUnit>& units) {
-  const std::vector<int64_t> stamps = displayStamps(stream);
-  for (const Picture& picture : stream.video.pictures) {
+void addPictures(StreamIndex const& stream, int64_t shift, int64_t numberBase, std::vector<MfUnit>& units) {
+  std::vector<int64_t> const stamps = displayStamps(stream);
+  for (Picture const& picture : stream.video.pictures) {
     if (picture.display == Picture::kNotShown) continue;
     MfUnit unit{};
     unit.pts = unit.time = stamps[static_cast<size_t>(picture.display)] + shift;
@@ -70,8 +70,8 @@ void addPictures(const StreamIndex& stream, int64_t shift, int64_t numberBase, s
   }
 }
 
-void addPackets(const StreamIndex& stream, int64_t shift, std::vector<MfUnit>& units) {
-  const bool sound = stream.known && stream.type() == AVMEDIA_TYPE_AUDIO;
+void addPackets(StreamIndex const& stream, int64_t shift, std::vector<MfUnit>& units) {
+  bool const sound = stream.known && stream.type() == AVMEDIA_TYPE_AUDIO;
   for (size_t i = 0; i < stream.packets.size(); ++i) {
     MfUnit unit{};
     unit.pts = unit.time = stampOf(stream, stream.packets[i]) + shift;
@@ -87,21 +87,21 @@ void addPackets(const StreamIndex& stream, int64_t shift, std::vector<MfUnit>& u
 }
 
 // Ticks that a clip lasts: its pictures, or else its sound.
-int64_t durationOf(const MediaIndex& clip) {
-  for (const StreamIndex& stream : clip.streams)
+int64_t durationOf(MediaIndex const& clip) {
+  for (StreamIndex const& stream : clip.streams)
     if (deliversByDisplay(stream) && stream.video.rate > 0)
       return std::llround(static_cast<double>(stream.video.frames()) / stream.video.rate * kClock27M.den);
-  for (const StreamIndex& stream : clip.streams)
+  for (StreamIndex const& stream : clip.streams)
     if (stream.known && stream.type() == AVMEDIA_TYPE_AUDIO)
       return av_rescale(stream.audio.samples, kClock27M.den, std::max(stream.parameters->sample_rate, 1));
   return 0;
 }
 
-std::vector<MfUnit> listUnits(const Media& media, size_t streamNumber) {
+std::vector<MfUnit> listUnits(Media const& media, size_t streamNumber) {
   std::vector<MfUnit> units;
   int64_t shift = 0, numberBase = 0;
-  for (const auto& clip : media.clips) {
-    const StreamIndex& stream = clip->streams[streamNumber];
+  for (auto const& clip : media.clips) {
+    StreamIndex const& stream = clip->streams[streamNumber];
     if (deliversByDisplay(stream))
       addPictures(stream, shift, numberBase, units);
     else
@@ -112,8 +112,8 @@ std::vector<MfUnit> listUnits(const Media& media, size_t streamNumber) {
   return units;
 }
 
-int openFile(MfHandle& handle, const char* name, const MfSettings* settings) {
-  const mediafile::FileAccess access = settings ? accessOf(settings->io, name) : mediafile::FileAccess();
+int openFile(MfHandle& handle, char const* name, MfSettings const* settings) {
+  mediafile::FileAccess const access = settings ? accessOf(settings->io, name) : mediafile::FileAccess();
   int result = kMpegError;
   std::string error;
   handle.media = openMedia(access, name, settings ? settings->searchLimit : 0, handle.host, result, error);
@@ -132,7 +132,7 @@ MfHandle* mfimportNew(MpegResourceGetter getter, int) {
   }
 }
 
-int mfimportFileOpen(MfHandle* handle, const char* name, const MfSettings* settings) {
+int mfimportFileOpen(MfHandle* handle, char const* name, MfSettings const* settings) {
   if (!handle || !name) return kMpegError;
   return guarded([&] { return openFile(*handle, name, settings); });
 }
@@ -150,12 +150,12 @@ int mfimportGetTitleInfo(MfHandle* handle, int title, MfTitleInfo* info) {
 }
 
 int mfimportGetStreamInfo(MfHandle* handle, int title, int stream, MfStreamInfo* info) {
-  const StreamIndex* from = streamOf(handle, title, stream);
+  StreamIndex const* from = streamOf(handle, title, stream);
   if (!from || !info) return kMpegError;
-  const int type = handle->media->containerType;
-  const bool byId = type == kContainerMpeg1System || type == kContainerMpeg2Program;
+  int const type = handle->media->containerType;
+  bool const byId = type == kContainerMpeg1System || type == kContainerMpeg2Program;
   int64_t units = 0;
-  for (const auto& clip : handle->media->clips) units += unitsOf(clip->streams[static_cast<size_t>(stream)]);
+  for (auto const& clip : handle->media->clips) units += unitsOf(clip->streams[static_cast<size_t>(stream)]);
   info->typeCode = streamTypeCode(from->type(), from->codec(), type);
   info->identifier = byId ? from->id.id : from->id.pid;
   info->id = from->id;

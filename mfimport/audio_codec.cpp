@@ -6,16 +6,16 @@ namespace mfimport {
 namespace {
 
 // The fixed-point decoders of MPEG audio dither, which makes samples depend on where decoding began.
-const AVCodec* findAudioDecoder(AVCodecID id) {
-  const char* const name = id == AV_CODEC_ID_MP1 ? "mp1float" : id == AV_CODEC_ID_MP2 ? "mp2float" : nullptr;
-  const AVCodec* const exact = name ? avcodec_find_decoder_by_name(name) : nullptr;
+AVCodec const* findAudioDecoder(AVCodecID id) {
+  char const* const name = id == AV_CODEC_ID_MP1 ? "mp1float" : id == AV_CODEC_ID_MP2 ? "mp2float" : nullptr;
+  AVCodec const* const exact = name ? avcodec_find_decoder_by_name(name) : nullptr;
   return exact ? exact : avcodec_find_decoder(id);
 }
 
 }  // namespace
 
-lav::CodecContext openAudioCodec(const StreamIndex& stream, std::string& error) {
-  const AVCodec* codec = findAudioDecoder(stream.codec());
+lav::CodecContext openAudioCodec(StreamIndex const& stream, std::string& error) {
+  AVCodec const* codec = findAudioDecoder(stream.codec());
   if (!codec) {
     error = std::string("no decoder for ") + avcodec_get_name(stream.codec());
     return nullptr;
@@ -34,7 +34,7 @@ lav::CodecContext openAudioCodec(const StreamIndex& stream, std::string& error) 
   return nullptr;
 }
 
-SampleLayout naturalLayout(const AVCodecParameters& parameters) {
+SampleLayout naturalLayout(AVCodecParameters const& parameters) {
   switch (parameters.codec_id) {
     case AV_CODEC_ID_AC3:
     case AV_CODEC_ID_EAC3:

@@ -9,7 +9,7 @@ namespace mfimport {
 
 // Null on failure, with the reason in `error`. The decoder leaves all samples in place: trimming is the
 // caller's.
-lav::CodecContext openAudioCodec(const StreamIndex& stream, std::string& error);
+lav::CodecContext openAudioCodec(StreamIndex const& stream, std::string& error);
 
 // A delivered sample.
 struct SampleLayout {
@@ -20,6 +20,6 @@ struct SampleLayout {
 };
 
 // What a stream delivers unless asked otherwise.
-SampleLayout naturalLayout(const AVCodecParameters& parameters);
+SampleLayout naturalLayout(AVCodecParameters const& parameters);
 
 }  // namespace mfimport

@@ -5,13 +5,13 @@
 
 namespace mfimport {
 
-AudioDecoder::AudioDecoder(std::shared_ptr<const Media> media, size_t streamNumber,
-                           mediafile::FileAccess access, const HostCallbacks& host)
+AudioDecoder::AudioDecoder(std::shared_ptr<Media const> media, size_t streamNumber,
+                           mediafile::FileAccess access, HostCallbacks const& host)
     : host_(host), track_(std::move(media), streamNumber, &host), access_(std::move(access)) {
   setLayout(naturalLayout(*track_.stream().parameters));
 }
 
-void AudioDecoder::setLayout(const SampleLayout& layout) {
+void AudioDecoder::setLayout(SampleLayout const& layout) {
   layout_ = layout;
   frameBytes_ = int64_t{track_.stream().parameters->ch_layout.nb_channels} * layout.bytes();
   source_.reset();
@@ -29,7 +29,7 @@ bool AudioDecoder::seek(int64_t sample) {
 int64_t AudioDecoder::read(uint8_t* out, int64_t count, std::string& error) {
   int64_t done = 0;
   while (done < count && next_ < track_.samples) {
-    const int64_t got = readWithinPart(out + done * frameBytes_, count - done, error);
+    int64_t const got = readWithinPart(out + done * frameBytes_, count - done, error);
     if (got <= 0) return done > 0 ? done : -1;
     done += got;
     next_ += got;
@@ -39,7 +39,7 @@ int64_t AudioDecoder::read(uint8_t* out, int64_t count, std::string& error) {
 
 bool AudioDecoder::enterPart(size_t part, std::string& error) {
   if (part_ == part && source_) return true;
-  const AudioTrack::Part& clip = track_.parts[part];
+  AudioTrack::Part const& clip = track_.parts[part];
   part_ = SIZE_MAX;
   source_ = openSampleSource(*clip.index, *clip.stream, layout_, access_, host_, error);
   if (!source_) return false;
@@ -50,20 +50,20 @@ bool AudioDecoder::enterPart(size_t part, std::string& error) {
 
 int64_t AudioDecoder::readWithinPart(uint8_t* out, int64_t count, std::string& error) {
   size_t at = part_ < track_.parts.size() ? part_ : 0;
-  const AudioTrack::Part* part = &track_.parts[at];
+  AudioTrack::Part const* part = &track_.parts[at];
   if (next_ < part->first || next_ >= part->first + part->samples + part->silence) {
     at = track_.partOf(next_);
     part = &track_.parts[at];
   }
-  const int64_t local = next_ - part->first;
+  int64_t const local = next_ - part->first;
   if (local >= part->samples) {
-    const int64_t silence = std::min(count, part->samples + part->silence - local);
+    int64_t const silence = std::min(count, part->samples + part->silence - local);
     std::memset(out, 0, static_cast<size_t>(silence * frameBytes_));
     return silence;
   }
   if (!enterPart(at, error)) return -1;
   if (sourceNext_ != local) source_->seek(local);
-  const int64_t got = source_->read(out, std::min(count, part->samples - local));
+  int64_t const got = source_->read(out, std::min(count, part->samples - local));
   sourceNext_ = got > 0 ? local + got : -1;
   if (got <= 0) error = "the file cannot be read";
   return got;

@@ -13,8 +13,8 @@ namespace mfimport {
 // One thread at a time. Any split of a run of samples into reads gives the same bytes.
 class AudioDecoder {
  public:
-  AudioDecoder(std::shared_ptr<const Media> media, size_t streamNumber, mediafile::FileAccess access,
-               const HostCallbacks& host);
+  AudioDecoder(std::shared_ptr<Media const> media, size_t streamNumber, mediafile::FileAccess access,
+               HostCallbacks const& host);
 
   int64_t samples() const { return track_.samples; }
   // The sample that the next read begins with.
@@ -22,9 +22,9 @@ class AudioDecoder {
   bool isAac() const {
     return track_.stream().codec() == AV_CODEC_ID_AAC || track_.stream().codec() == AV_CODEC_ID_AAC_LATM;
   }
-  const SampleLayout& layout() const { return layout_; }
+  SampleLayout const& layout() const { return layout_; }
   // Takes effect at the next read.
-  void setLayout(const SampleLayout& layout);
+  void setLayout(SampleLayout const& layout);
 
   // Makes sure that the decoder can be opened. False with the reason in `error`.
   bool open(std::string& error);

@@ -11,7 +11,7 @@ namespace mfimport {
 // Reads past the end give 0 and mark the reader as failed; no byte outside the span is touched.
 class BitReader {
  public:
-  explicit BitReader(std::span<const uint8_t> bytes) : bytes_(bytes) {}
+  explicit BitReader(std::span<uint8_t const> bytes) : bytes_(bytes) {}
 
   bool failed() const { return failed_; }
   void fail() {
@@ -50,8 +50,8 @@ class BitReader {
 
   // se(v) of ISO/IEC 14496-10 9.1.1.
   int32_t signedExpGolomb() {
-    const uint32_t code = unsignedExpGolomb();
-    const auto magnitude = static_cast<int32_t>(code / 2 + code % 2);
+    uint32_t const code = unsignedExpGolomb();
+    auto const magnitude = static_cast<int32_t>(code / 2 + code % 2);
     return code % 2 ? magnitude : -magnitude;
   }
 
@@ -61,22 +61,22 @@ class BitReader {
       failed_ = true;
       return 0;
     }
-    const uint32_t value = bytes_[position_ / 8] >> (7 - position_ % 8) & 1;
+    uint32_t const value = bytes_[position_ / 8] >> (7 - position_ % 8) & 1;
     ++position_;
     return value;
   }
 
-  std::span<const uint8_t> bytes_;
+  std::span<uint8_t const> bytes_;
   size_t position_ = 0;
   bool failed_ = false;
 };
 
 // A NAL unit without its emulation prevention bytes (ISO/IEC 14496-10 7.4.1).
-inline std::vector<uint8_t> withoutEmulation(std::span<const uint8_t> nal) {
+inline std::vector<uint8_t> withoutEmulation(std::span<uint8_t const> nal) {
   std::vector<uint8_t> out;
   out.reserve(nal.size());
   int zeros = 0;
-  for (const uint8_t byte : nal) {
+  for (uint8_t const byte : nal) {
     if (zeros >= 2 && byte == 3) {
       zeros = 0;
       continue;

@@ -76,7 +76,7 @@ int mpegAudioLayer(AVCodecID codec) {
 
 std::optional<MpegAudioFormat> audioFormatOf(AVCodecID codec, int containerType) {
   if (isPcm(codec)) {
-    const bool mxf = containerType == kContainerMxf || containerType == kContainerMxfAvcIntra;
+    bool const mxf = containerType == kContainerMxf || containerType == kContainerMxfAvcIntra;
     return mxf || containerType == kContainerQuickTime ? kAudioAes3 : kAudioLpcm;
   }
   switch (codec) {
@@ -153,7 +153,7 @@ int streamTypeCode(AVMediaType type, AVCodecID codec, int containerType) {
     }
   }
   if (type == AVMEDIA_TYPE_AUDIO) {
-    const auto format = audioFormatOf(codec, containerType);
+    auto const format = audioFormatOf(codec, containerType);
     if (!format) return 140;
     switch (*format) {
       case kAudioMpegAac:
@@ -178,7 +178,7 @@ int streamTypeCode(AVMediaType type, AVCodecID codec, int containerType) {
 }
 
 int chromaFormatOf(AVPixelFormat format) {
-  const AVPixFmtDescriptor* info = av_pix_fmt_desc_get(format);
+  AVPixFmtDescriptor const* info = av_pix_fmt_desc_get(format);
   if (!info) return 0;
   if (info->nb_components < 3) return 1;
   if (info->log2_chroma_w == 0) return 3;
@@ -186,7 +186,7 @@ int chromaFormatOf(AVPixelFormat format) {
 }
 
 int depthOf(AVPixelFormat format) {
-  const AVPixFmtDescriptor* info = av_pix_fmt_desc_get(format);
+  AVPixFmtDescriptor const* info = av_pix_fmt_desc_get(format);
   return info ? info->comp[0].depth : 0;
 }
 
@@ -229,41 +229,41 @@ enum Profile : uint32_t {
 
 bool near(double value, double wanted, double tolerance) { return std::abs(value - wanted) <= tolerance; }
 
-double megabits(const ProfileFacts& f) { return f.bitRate / 1e6; }
+double megabits(ProfileFacts const& f) { return f.bitRate / 1e6; }
 
-bool isMxf(const ProfileFacts& f) {
+bool isMxf(ProfileFacts const& f) {
   return f.containerType == kContainerMxf || f.containerType == kContainerMxfAvcIntra;
 }
 
-bool isIso(const ProfileFacts& f) {
+bool isIso(ProfileFacts const& f) {
   return f.containerType == kContainerMp4 || f.containerType == kContainerQuickTime;
 }
 
-bool isTransport(const ProfileFacts& f) {
+bool isTransport(ProfileFacts const& f) {
   return f.containerType == kContainerTransport || f.containerType == kContainerM2ts;
 }
 
 // The first three characters of the tag.
-bool tagBegins(const ProfileFacts& f, const char (&tag)[4]) {
-  const char padded[5] = {tag[0], tag[1], tag[2], 0, 0};
+bool tagBegins(ProfileFacts const& f, char const (&tag)[4]) {
+  char const padded[5] = {tag[0], tag[1], tag[2], 0, 0};
   return (f.tag & 0xFFFFFF) == mpegFourcc(padded);
 }
 
-char tagEnd(const ProfileFacts& f) { return static_cast<char>(f.tag >> 24); }
+char tagEnd(ProfileFacts const& f) { return static_cast<char>(f.tag >> 24); }
 
 // IMX: 4:2:2 intra pictures with 32 lines of vertical blanking (SMPTE 356M).
-std::optional<uint32_t> imx(const ProfileFacts& f) {
+std::optional<uint32_t> imx(ProfileFacts const& f) {
   if (f.codec != AV_CODEC_ID_MPEG2VIDEO || f.chromaFormat != 2 || f.gopN != 1) return std::nullopt;
   if (f.width != 720 || (f.height != 512 && f.height != 608)) return std::nullopt;
-  const double rate = megabits(f);
-  const bool mapped = isMxf(f);
+  double const rate = megabits(f);
+  bool const mapped = isMxf(f);
   if (near(rate, 30, 3)) return mapped ? kImx30 : kD10At30;
   if (near(rate, 40, 3)) return mapped ? kImx40 : kD10At40;
   if (near(rate, 50, 3)) return mapped ? kImx50 : kD10At50;
   return mapped ? kImx : kD10At30;
 }
 
-uint32_t xdcamHd420(const ProfileFacts& f) {
+uint32_t xdcamHd420(ProfileFacts const& f) {
   if (f.height == 720) {
     if (megabits(f) < 30) return kXdcamHd720At25;
     return megabits(f) < 42 ? kXdcamHd720At35 : kXdcamHd720At50;
@@ -273,32 +273,32 @@ uint32_t xdcamHd420(const ProfileFacts& f) {
   return megabits(f) > 0 && megabits(f) < 30 ? kXdcamHd25 : kXdcamHd35;
 }
 
-uint32_t xdcamHd422(const ProfileFacts& f) {
+uint32_t xdcamHd422(ProfileFacts const& f) {
   if (f.height == 720) return kXdcamHd720At50;
   return f.width == 1440 ? kXdcamHd1440In422 : kXdcamHd422;
 }
 
-uint32_t xdcamEx(const ProfileFacts& f) {
+uint32_t xdcamEx(ProfileFacts const& f) {
   if (f.height == 720) return kXdcamEx720;
   return f.width == 1440 ? kXdcamEx1440 : kXdcamEx1080;
 }
 
-bool isHdSize(const ProfileFacts& f) {
+bool isHdSize(ProfileFacts const& f) {
   return (f.width == 1280 && f.height == 720) || ((f.width == 1440 || f.width == 1920) && f.height == 1080);
 }
 
 // MPEG-2 HD in QuickTime and MP4, and long GOP MPEG-2 in MXF.
-std::optional<uint32_t> xdcam(const ProfileFacts& f) {
+std::optional<uint32_t> xdcam(ProfileFacts const& f) {
   if (f.codec != AV_CODEC_ID_MPEG2VIDEO || !isHdSize(f)) return std::nullopt;
   if (isIso(f)) {
     if (tagBegins(f, "hdv")) {
-      const char end = tagEnd(f);
+      char const end = tagEnd(f);
       return end == '1' || end == '4' || end == '5' || end == '9' || end == 'a' ? kHdv1 : kHdv2;
     }
     if (tagBegins(f, "xd5") || f.chromaFormat == 2) return xdcamHd422(f);
     if (tagBegins(f, "xdv")) {
-      const char end = tagEnd(f);
-      const bool discBased = end == '2' || end == '3' || end == '6' || end == '7' || end == '8';
+      char const end = tagEnd(f);
+      bool const discBased = end == '2' || end == '3' || end == '6' || end == '7' || end == '8';
       return discBased ? xdcamHd420(f) : xdcamEx(f);
     }
     return xdcamEx(f);
@@ -307,31 +307,31 @@ std::optional<uint32_t> xdcam(const ProfileFacts& f) {
   return std::nullopt;
 }
 
-bool isHdv(const ProfileFacts& f) {
+bool isHdv(ProfileFacts const& f) {
   return isTransport(f) && f.codec == AV_CODEC_ID_MPEG2VIDEO && f.chromaFormat == 1 && f.mpegAudio &&
          f.constantBitRate;
 }
 
-std::optional<uint32_t> disc(const ProfileFacts& f) {
+std::optional<uint32_t> disc(ProfileFacts const& f) {
   if (f.containerType == kContainerMpeg1System && f.codec == AV_CODEC_ID_MPEG1VIDEO && f.width == 352 &&
       (f.height == 240 || f.height == 288))
     return kVcd;
   if (f.containerType != kContainerMpeg2Program || f.codec != AV_CODEC_ID_MPEG2VIDEO) return std::nullopt;
   if (f.dvdNavigation) return kDvd;
   if (f.width == 480 && (f.height == 480 || f.height == 576)) return kSvcd;
-  const bool width = f.width == 720 || f.width == 704 || f.width == 352;
-  const bool height = f.height == 480 || f.height == 576 || f.height == 240 || f.height == 288;
+  bool const width = f.width == 720 || f.width == 704 || f.width == 352;
+  bool const height = f.height == 480 || f.height == 576 || f.height == 240 || f.height == 288;
   if (width && height && megabits(f) <= 9.8) return kDvd;
   return std::nullopt;
 }
 
 bool isBluRayPath(std::string_view path) { return path.find("BDMV/STREAM") != std::string_view::npos; }
 
-std::optional<uint32_t> memoryCardOrBluRay(const ProfileFacts& f) {
+std::optional<uint32_t> memoryCardOrBluRay(ProfileFacts const& f) {
   constexpr int kHighProfile = 100;
   if (f.containerType != kContainerM2ts) return std::nullopt;
-  const bool bluRay = isBluRayPath(f.path) || megabits(f) > 28;
-  const bool width = f.width == 1920 || f.width == 1440 || f.width == 1280 || f.width == 720;
+  bool const bluRay = isBluRayPath(f.path) || megabits(f) > 28;
+  bool const width = f.width == 1920 || f.width == 1440 || f.width == 1280 || f.width == 720;
   if (!bluRay && f.codec == AV_CODEC_ID_H264 && f.h264Profile == kHighProfile && width &&
       (f.ac3Audio || f.pcmAudio))
     return kAvchd;
@@ -339,7 +339,7 @@ std::optional<uint32_t> memoryCardOrBluRay(const ProfileFacts& f) {
   return std::nullopt;
 }
 
-std::optional<uint32_t> broadcast(const ProfileFacts& f) {
+std::optional<uint32_t> broadcast(ProfileFacts const& f) {
   if (f.containerType != kContainerTransport || f.codec != AV_CODEC_ID_MPEG2VIDEO) return std::nullopt;
   if (f.ac3Audio) return f.height > 576 ? kAtscHi : kAtsc;
   if (near(f.rate, 25, 0.01) || near(f.rate, 50, 0.01) || f.mpegAudio) return kDvb;
@@ -348,14 +348,14 @@ std::optional<uint32_t> broadcast(const ProfileFacts& f) {
 
 }  // namespace
 
-uint32_t profileTypeCode(const ProfileFacts& f) {
-  if (const auto code = imx(f)) return *code;
-  if (const auto code = xdcam(f)) return *code;
+uint32_t profileTypeCode(ProfileFacts const& f) {
+  if (auto const code = imx(f)) return *code;
+  if (auto const code = xdcam(f)) return *code;
   if (isHdv(f) && f.width == 1280 && f.height == 720) return kHdv1;
   if (isHdv(f) && f.width == 1440 && f.height == 1080) return kHdv2;
-  if (const auto code = disc(f)) return *code;
-  if (const auto code = memoryCardOrBluRay(f)) return *code;
-  if (const auto code = broadcast(f)) return *code;
+  if (auto const code = disc(f)) return *code;
+  if (auto const code = memoryCardOrBluRay(f)) return *code;
+  if (auto const code = broadcast(f)) return *code;
   return f.codec == AV_CODEC_ID_MPEG1VIDEO ? kMpeg1 : kMpeg2;
 }
 

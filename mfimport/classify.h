@@ -55,6 +55,6 @@ struct ProfileFacts {
 };
 
 // The code of the profile name table.
-uint32_t profileTypeCode(const ProfileFacts& facts);
+uint32_t profileTypeCode(ProfileFacts const& facts);
 
 }  // namespace mfimport

@@ -12,19 +12,19 @@ namespace {
 
 // A packet of ISO/IEC 13818-1 2.4.3.2 whose adaptation field holds stuffing: the payload ends where its PES
 // packet does.
-bool isStuffed(std::span<const uint8_t> packet) {
+bool isStuffed(std::span<uint8_t const> packet) {
   constexpr uint8_t kBothFields = 3, kPcr = 0x10, kOpcr = 0x08, kSplice = 0x04, kFurther = 0x03;
   if ((packet[3] >> 4 & 3) != kBothFields) return false;
-  const int length = packet[4];
+  int const length = packet[4];
   if (length == 0) return true;
-  const uint8_t flags = packet[5];
+  uint8_t const flags = packet[5];
   if ((flags & kFurther) != 0) return false;
-  const int used = 1 + ((flags & kPcr) ? 6 : 0) + ((flags & kOpcr) ? 6 : 0) + ((flags & kSplice) ? 1 : 0);
+  int const used = 1 + ((flags & kPcr) ? 6 : 0) + ((flags & kOpcr) ? 6 : 0) + ((flags & kSplice) ? 1 : 0);
   return length > used;
 }
 
 // Where packets begin in `bytes`, of `size` bytes from one to the next; SIZE_MAX when nowhere.
-size_t findSync(std::span<const uint8_t> bytes, size_t size) {
+size_t findSync(std::span<uint8_t const> bytes, size_t size) {
   constexpr size_t kInARow = 5;
   for (size_t begin = 0; begin < size && begin + kInARow * size <= bytes.size(); ++begin) {
     bool synchronous = true;
@@ -38,14 +38,14 @@ size_t findSync(std::span<const uint8_t> bytes, size_t size) {
 bool transportEndsWhole(mediafile::ByteSource& source, uint16_t pid) {
   constexpr int64_t kMostBytes = 1 << 20;
   constexpr size_t kPacket = 188, kSizes[] = {188, 192, 204};
-  const int64_t from = std::max<int64_t>(0, source.size() - kMostBytes);
+  int64_t const from = std::max<int64_t>(0, source.size() - kMostBytes);
   std::vector<uint8_t> bytes(static_cast<size_t>(source.size() - from));
   if (source.readAt(from, bytes) != static_cast<int64_t>(bytes.size())) return false;
-  for (const size_t size : kSizes) {
-    const size_t begin = findSync(bytes, size);
+  for (size_t const size : kSizes) {
+    size_t const begin = findSync(bytes, size);
     if (begin == SIZE_MAX || bytes.size() - begin < kPacket) continue;
     for (size_t i = (bytes.size() - begin - kPacket) / size + 1; i-- > 0;) {
-      const auto packet = std::span(bytes).subspan(begin + i * size, kPacket);
+      auto const packet = std::span(bytes).subspan(begin + i * size, kPacket);
       if (((packet[1] & 0x1F) << 8 | packet[2]) == pid) return isStuffed(packet);
     }
   }
@@ -53,15 +53,15 @@ bool transportEndsWhole(mediafile::ByteSource& source, uint16_t pid) {
 }
 
 // A field whose second one is missing is complete as far as the container knows.
-bool hasFieldsOfTheirOwn(const VideoIndex& video) {
+bool hasFieldsOfTheirOwn(VideoIndex const& video) {
   return std::any_of(video.pictures.begin(), video.pictures.end(),
-                     [](const Picture& picture) { return picture.packets > 1; });
+                     [](Picture const& picture) { return picture.packets > 1; });
 }
 
 // Decodes the end of a stream.
 class ClosingProbe {
  public:
-  ClosingProbe(const MediaIndex& index, const StreamIndex& stream, const mediafile::FileAccess& access)
+  ClosingProbe(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess const& access)
       : stream_(stream) {
     std::string error;
     reader_ = PictureReader::open(index, stream, access, error);
@@ -74,28 +74,28 @@ class ClosingProbe {
   // on through whatever lies behind a cut, so it must not matter what that is.
   bool comesOutWhole(size_t key) {
     constexpr std::array<uint8_t, 8> kOther = {0xA7, 0x5B, 0xC9, 0x36, 0xD2, 0x6D, 0xB4, 0x59};
-    const std::vector<uint8_t> picture = lastPicture(key, {});
-    const bool arithmetic = stream_.codec() == AV_CODEC_ID_H264 || stream_.codec() == AV_CODEC_ID_HEVC;
+    std::vector<uint8_t> const picture = lastPicture(key, {});
+    bool const arithmetic = stream_.codec() == AV_CODEC_ID_H264 || stream_.codec() == AV_CODEC_ID_HEVC;
     return !picture.empty() && (!arithmetic || lastPicture(key, kOther) == picture);
   }
 
  private:
   // The last picture's values, empty when there is a fault in it. `behind` is added to its bytes.
-  std::vector<uint8_t> lastPicture(size_t key, std::span<const uint8_t> behind) {
+  std::vector<uint8_t> lastPicture(size_t key, std::span<uint8_t const> behind) {
     avcodec_flush_buffers(codec_.get());
     picture_.clear();
     if (!reader_->position(key)) return {};
-    const lav::Packet packet = lav::newPacket();
+    lav::Packet const packet = lav::newPacket();
     for (;;) {
-      const size_t number = reader_->nextPicture();
+      size_t const number = reader_->nextPicture();
       if (reader_->next(*packet) != PictureReader::Result::packet) break;
       packet->pts = stream_.video.pictures[number].rank;
       packet->dts = AV_NOPTS_VALUE;
-      const bool last = number + 1 == stream_.video.pictures.size();
-      const int before = packet->size;
+      bool const last = number + 1 == stream_.video.pictures.size();
+      int const before = packet->size;
       if (last && av_grow_packet(packet.get(), static_cast<int>(behind.size())) >= 0)
         std::copy(behind.begin(), behind.end(), packet->data + before);
-      const int sent = avcodec_send_packet(codec_.get(), packet.get());
+      int const sent = avcodec_send_packet(codec_.get(), packet.get());
       av_packet_unref(packet.get());
       if (last && sent < 0) return {};
       receive();
@@ -106,24 +106,24 @@ class ClosingProbe {
   }
 
   void receive() {
-    const lav::Frame frame = lav::newFrame();
+    lav::Frame const frame = lav::newFrame();
     for (;;) {
-      const int result = avcodec_receive_frame(codec_.get(), frame.get());
+      int const result = avcodec_receive_frame(codec_.get(), frame.get());
       if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
       if (result < 0 || frame->pts != stream_.video.pictures.back().rank) continue;
       if (!lav::damaged(*frame)) keep(*frame);
     }
   }
 
-  void keep(const AVFrame& frame) {
-    const auto format = static_cast<AVPixelFormat>(frame.format);
-    const int size = av_image_get_buffer_size(format, frame.width, frame.height, 1);
+  void keep(AVFrame const& frame) {
+    auto const format = static_cast<AVPixelFormat>(frame.format);
+    int const size = av_image_get_buffer_size(format, frame.width, frame.height, 1);
     picture_.resize(static_cast<size_t>(std::max(size, 0)));
     av_image_copy_to_buffer(picture_.data(), size, frame.data, frame.linesize, format, frame.width,
                             frame.height, 1);
   }
 
-  const StreamIndex& stream_;
+  StreamIndex const& stream_;
   std::unique_ptr<PictureReader> reader_;
   lav::CodecContext codec_;
   std::vector<uint8_t> picture_;
@@ -131,19 +131,19 @@ class ClosingProbe {
 
 }  // namespace
 
-bool containerVouchesForTheEnd(const MediaIndex& index, const StreamIndex& stream,
-                               const mediafile::FileAccess& access) {
+bool containerVouchesForTheEnd(MediaIndex const& index, StreamIndex const& stream,
+                               mediafile::FileAccess const& access) {
   if (!index.bytePositions) return true;
-  const bool transport = index.containerType == kContainerTransport || index.containerType == kContainerM2ts;
+  bool const transport = index.containerType == kContainerTransport || index.containerType == kContainerM2ts;
   if (!transport || hasFieldsOfTheirOwn(stream.video)) return false;
   std::string error;
-  const auto source = access.open(index.name, error);
+  auto const source = access.open(index.name, error);
   return source && transportEndsWhole(*source, stream.id.pid);
 }
 
-bool lastPictureIsWhole(const MediaIndex& index, const StreamIndex& stream,
-                        const mediafile::FileAccess& access) {
-  const VideoIndex& video = stream.video;
+bool lastPictureIsWhole(MediaIndex const& index, StreamIndex const& stream,
+                        mediafile::FileAccess const& access) {
+  VideoIndex const& video = stream.video;
   if (video.pictures.size() <= video.firstKey + 1) return true;
   ClosingProbe probe(index, stream, access);
   if (!probe.works()) return true;

@@ -11,19 +11,19 @@
 namespace mfimport {
 namespace {
 
-AVSampleFormat sampleFormatFor(const SampleLayout& layout) {
+AVSampleFormat sampleFormatFor(SampleLayout const& layout) {
   if (layout.isFloat) return AV_SAMPLE_FMT_FLT;
   return layout.bits == 16 ? AV_SAMPLE_FMT_S16 : AV_SAMPLE_FMT_S32;
 }
 
-int samplesPerPacket(const StreamIndex& stream) {
-  const auto packets = static_cast<int64_t>(std::max<size_t>(stream.packets.size(), 1));
+int samplesPerPacket(StreamIndex const& stream) {
+  auto const packets = static_cast<int64_t>(std::max<size_t>(stream.packets.size(), 1));
   return static_cast<int>(stream.audio.samples / packets);
 }
 
 class DecodedSamples final : public SampleSource {
  public:
-  DecodedSamples(const StreamIndex& stream, const SampleLayout& layout, const HostCallbacks& host)
+  DecodedSamples(StreamIndex const& stream, SampleLayout const& layout, HostCallbacks const& host)
       : stream_(stream),
         layout_(layout),
         host_(host),
@@ -33,7 +33,7 @@ class DecodedSamples final : public SampleSource {
         settling_(settlingOf(*stream.parameters)),
         block_(HostAllocator<uint8_t>(host.memory())) {}
 
-  bool open(const MediaIndex& index, const mediafile::FileAccess& access, std::string& error) {
+  bool open(MediaIndex const& index, mediafile::FileAccess const& access, std::string& error) {
     name_ = index.name;
     reader_ = openPacketReader(index, stream_, access, error);
     if (!reader_) return false;
@@ -48,9 +48,9 @@ class DecodedSamples final : public SampleSource {
     int64_t done = 0;
     while (done < count && next_ < stream_.audio.samples) {
       if (!fetch(next_)) return done > 0 ? done : -1;
-      const SampleSpan& span = stream_.audio.spans[blockPacket_];
-      const int64_t within = next_ - span.first;
-      const int64_t usable = std::min(count - done, span.keep - within);
+      SampleSpan const& span = stream_.audio.spans[blockPacket_];
+      int64_t const within = next_ - span.first;
+      int64_t const usable = std::min(count - done, span.keep - within);
       std::memcpy(out + done * frameBytes_, block_.data() + (span.drop + within) * frameBytes_,
                   static_cast<size_t>(usable * frameBytes_));
       done += usable;
@@ -62,13 +62,13 @@ class DecodedSamples final : public SampleSource {
  private:
   // Makes block_ hold blockPacket_, the decoded packet that delivers `sample`. False when it cannot be read.
   bool fetch(int64_t sample) {
-    const auto& spans = stream_.audio.spans;
-    const auto delivers = [&](size_t packet) {
+    auto const& spans = stream_.audio.spans;
+    auto const delivers = [&](size_t packet) {
       return packet < spans.size() && sample >= spans[packet].first &&
              sample < spans[packet].first + spans[packet].keep;
     };
     if (haveBlock_ && delivers(blockPacket_)) return true;
-    const size_t wanted =
+    size_t const wanted =
         haveBlock_ && delivers(blockPacket_ + 1) ? blockPacket_ + 1 : stream_.audio.packetOf(sample);
     haveBlock_ = false;
     approach(wanted);
@@ -87,7 +87,7 @@ class DecodedSamples final : public SampleSource {
     if (!goesOn(wanted)) beginBefore(wanted);
     decodeUpTo(wanted);
     if (exact_ || unreadable_) return;
-    const size_t start = settlingStart(wanted);
+    size_t const start = settlingStart(wanted);
     if (start < wanted) {
       begin(start);
       decodeUpTo(wanted);
@@ -102,11 +102,11 @@ class DecodedSamples final : public SampleSource {
   // The last packet from which a decoder settles before `wanted`, or as far back as it may be looked for:
   // packets are read and not decoded. `wanted` when they cannot be read.
   size_t settlingStart(size_t wanted) {
-    const Preroll preroll = prerollOf(stream_.codec());
+    Preroll const preroll = prerollOf(stream_.codec());
     size_t back = preroll.first;
     for (;;) {
       back = std::min({back * 4, preroll.most, wanted});
-      const auto scan = settlingOf(*stream_.parameters);
+      auto const scan = settlingOf(*stream_.parameters);
       if (!look(wanted - back, wanted, *scan)) return wanted;
       if (scan->settled()) return wanted - scan->needed();
       if (back == preroll.most || back == wanted) return wanted - back;
@@ -136,18 +136,18 @@ class DecodedSamples final : public SampleSource {
   void beginBefore(size_t wanted) {
     if (stream_.codec() == AV_CODEC_ID_PCM_DVD) return begin(wholePairsBefore(wanted));
     if (isPcm(stream_.codec())) return begin(wanted);
-    const bool fromStart = wanted == stream_.audio.packetOf(0);
+    bool const fromStart = wanted == stream_.audio.packetOf(0);
     begunRun_ = wanted / runs_.packets;
-    const size_t target = settling_ ? wanted : begunRun_ * runs_.packets;
-    const size_t back = settling_ ? prerollOf(stream_.codec()).first : runs_.preroll;
+    size_t const target = settling_ ? wanted : begunRun_ * runs_.packets;
+    size_t const back = settling_ ? prerollOf(stream_.codec()).first : runs_.preroll;
     begin(fromStart || target < back ? 0 : target - back);
   }
 
   // The last packet up to `wanted` that does not begin within a pair of samples which the packet before
   // began.
   size_t wholePairsBefore(size_t wanted) const {
-    const auto& starts = stream_.audio.wholePairs;
-    const auto after =
+    auto const& starts = stream_.audio.wholePairs;
+    auto const after =
         std::upper_bound(starts.begin(), starts.end(), wanted, [&](size_t packet, uint32_t start) {
           ++stats_.examined;
           return packet < start;
@@ -185,8 +185,8 @@ class DecodedSamples final : public SampleSource {
   // Decodes one packet's samples; with `keep` into block_, as many as the index says. What does not come out
   // is silence, so that all other samples keep their place.
   void decodeNext(bool keep) {
-    const size_t packet = nextDecoded_++;
-    const int64_t wanted = stream_.audio.spans[packet].decoded;
+    size_t const packet = nextDecoded_++;
+    int64_t const wanted = stream_.audio.spans[packet].decoded;
     if (keep) {
       block_.assign(static_cast<size_t>(wanted * frameBytes_), 0);
       filled_ = 0;
@@ -206,7 +206,7 @@ class DecodedSamples final : public SampleSource {
     if (ready_) return true;
     lav::Frame frame = lav::newFrame();
     for (;;) {
-      const int result = avcodec_receive_frame(codec_.get(), frame.get());
+      int const result = avcodec_receive_frame(codec_.get(), frame.get());
       if (result >= 0) {
         if (frame->pts == AV_NOPTS_VALUE) frame->pts = lastPts_;  // further output of the same packet
         lastPts_ = frame->pts;
@@ -222,8 +222,8 @@ class DecodedSamples final : public SampleSource {
   }
 
   void send() {
-    const size_t number = reader_->nextNumber();
-    const PacketReader::Result result = reader_->next(*packet_);
+    size_t const number = reader_->nextNumber();
+    PacketReader::Result const result = reader_->next(*packet_);
     if (result == PacketReader::Result::error) {
       unreadable_ = true;
     } else if (result == PacketReader::Result::end) {
@@ -255,18 +255,18 @@ class DecodedSamples final : public SampleSource {
     if (!unreadable_) send();
   }
 
-  void append(const AVFrame& frame, int64_t wanted) {
+  void append(AVFrame const& frame, int64_t wanted) {
     if (frame.ch_layout.nb_channels != channels_ || !prepareResampler(frame)) return;
-    const int64_t usable = std::min<int64_t>(frame.nb_samples, wanted - filled_);
+    int64_t const usable = std::min<int64_t>(frame.nb_samples, wanted - filled_);
     if (usable <= 0) return;
     uint8_t* out = block_.data() + filled_ * frameBytes_;
-    const bool packed = layout_.bits == 20 || layout_.bits == 24;
+    bool const packed = layout_.bits == 20 || layout_.bits == 24;
     if (packed) {
       wide_.resize(static_cast<size_t>(usable * channels_));
       out = reinterpret_cast<uint8_t*>(wide_.data());
     }
-    const int got = swr_convert(resampler_.get(), &out, static_cast<int>(usable),
-                                const_cast<const uint8_t**>(frame.extended_data), static_cast<int>(usable));
+    int const got = swr_convert(resampler_.get(), &out, static_cast<int>(usable),
+                                const_cast<uint8_t const**>(frame.extended_data), static_cast<int>(usable));
     if (got != usable) return;
     if (packed)
       packThreeBytes(block_.data() + filled_ * frameBytes_, static_cast<size_t>(usable * channels_));
@@ -276,7 +276,7 @@ class DecodedSamples final : public SampleSource {
   // The upper three bytes of left-aligned 32-bit samples.
   void packThreeBytes(uint8_t* out, size_t values) const {
     for (size_t i = 0; i < values; ++i) {
-      const auto value = static_cast<uint32_t>(wide_[i]);
+      auto const value = static_cast<uint32_t>(wide_[i]);
       out[3 * i] = static_cast<uint8_t>(value >> 8);
       out[3 * i + 1] = static_cast<uint8_t>(value >> 16);
       out[3 * i + 2] = static_cast<uint8_t>(value >> 24);
@@ -284,14 +284,14 @@ class DecodedSamples final : public SampleSource {
   }
 
   // Converts the sample format alone; rate and channels stay.
-  bool prepareResampler(const AVFrame& frame) {
+  bool prepareResampler(AVFrame const& frame) {
     if (resampler_ && resamplerFrom_ == frame.format) return true;
     resampler_ = lav::formatConverter(frame, sampleFormatFor(layout_));
     resamplerFrom_ = frame.format;
     return resampler_ != nullptr;
   }
 
-  const StreamIndex& stream_;
+  StreamIndex const& stream_;
   SampleLayout layout_;
   HostCallbacks host_;
   std::string name_;
@@ -325,10 +325,10 @@ class DecodedSamples final : public SampleSource {
 
 }  // namespace
 
-std::unique_ptr<SampleSource> openDecodedSamples(const MediaIndex& index, const StreamIndex& stream,
-                                                 const SampleLayout& layout,
-                                                 const mediafile::FileAccess& access,
-                                                 const HostCallbacks& host, std::string& error) {
+std::unique_ptr<SampleSource> openDecodedSamples(MediaIndex const& index, StreamIndex const& stream,
+                                                 SampleLayout const& layout,
+                                                 mediafile::FileAccess const& access,
+                                                 HostCallbacks const& host, std::string& error) {
   auto samples = std::make_unique<DecodedSamples>(stream, layout, host);
   if (!samples->open(index, access, error)) return nullptr;
   return samples;

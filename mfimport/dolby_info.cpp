@@ -40,7 +40,7 @@ int16_t ac3FrameBytes(uint32_t fscod, uint32_t frmsizecod) {
   constexpr int kKilobits[] = {32,  40,  48,  56,  64,  80,  96,  112, 128, 160,
                                192, 224, 256, 320, 384, 448, 512, 576, 640};
   if (fscod > 2 || frmsizecod / 2 >= std::size(kKilobits)) return kDolbyAbsent;
-  const uint32_t rate = static_cast<uint32_t>(kKilobits[frmsizecod / 2]);
+  uint32_t const rate = static_cast<uint32_t>(kKilobits[frmsizecod / 2]);
   switch (fscod) {
     case 0:
       return static_cast<int16_t>(rate * 4);
@@ -53,13 +53,13 @@ int16_t ac3FrameBytes(uint32_t fscod, uint32_t frmsizecod) {
 
 class BsiReader {
  public:
-  explicit BsiReader(std::span<const uint8_t> packet) : packet_(packet), bits_(packet), info_(absentInfo()) {}
+  explicit BsiReader(std::span<uint8_t const> packet) : packet_(packet), bits_(packet), info_(absentInfo()) {}
 
   std::optional<DolbyInfo> read() {
     constexpr uint32_t kSyncWord = 0x0B77;
     constexpr size_t kBsidByte = 5;  // in both syntaxes
     if (packet_.size() <= kBsidByte || bits_.bits(16) != kSyncWord) return std::nullopt;
-    const int bsid = packet_[kBsidByte] >> 3;
+    int const bsid = packet_[kBsidByte] >> 3;
     if (bsid > kLastBsid) return std::nullopt;
     info_.config.present = 1;
     if (bsid <= kAc3LastBsid)
@@ -75,7 +75,7 @@ class BsiReader {
  private:
   // A field of up to 16 bits; absent when the packet ends before its last one.
   int16_t field(int count) {
-    const uint32_t value = bits_.bits(count);
+    uint32_t const value = bits_.bits(count);
     return bits_.failed() ? kDolbyAbsent : static_cast<int16_t>(value);
   }
 
@@ -95,7 +95,7 @@ class BsiReader {
     config.blocks = 6;
     config.bsid = general.bsid = field(5);
     general.bsmod = field(3);
-    const int acmod = general.acmod = field(3);
+    int const acmod = general.acmod = field(3);
     if (acmod == kDolbyAbsent) return;
     if (hasCentre(acmod)) info_.mix.cmixlev = field(2);
     if (hasSurround(acmod)) info_.mix.surmixlev = field(2);
@@ -175,7 +175,7 @@ class BsiReader {
     else
       numblkscod = bits_.bits(2);
     config.blocks = kBlocks[numblkscod];
-    const int acmod = general.acmod = field(3);
+    int const acmod = general.acmod = field(3);
     general.lfeon = field(1);
     config.bsid = general.bsid = field(5);
     general.dialnorm = field(5);
@@ -243,7 +243,7 @@ class BsiReader {
     MpegDolbyMix& mix = info_.mix;
     mix.mixdeflen = field(5);
     if (mix.mixdeflen == kDolbyAbsent) return;
-    const size_t end = bits_.position() + 8 * (static_cast<size_t>(mix.mixdeflen) + 2);
+    size_t const end = bits_.position() + 8 * (static_cast<size_t>(mix.mixdeflen) + 2);
     if (bits_.flag()) {
       readPremix();
       mix.extpgmlscl = optional(4);
@@ -301,7 +301,7 @@ class BsiReader {
   }
 
   void readAddbsi() {
-    const int16_t length = optional(6);
+    int16_t const length = optional(6);
     if (length == kDolbyAbsent) return;
     MpegDolbyAddbsi read{static_cast<int16_t>(length + 1), {}};
     for (int i = 0; i < read.bytes; ++i) read.data[i] = static_cast<uint8_t>(bits_.bits(8));
@@ -312,40 +312,40 @@ class BsiReader {
   // the user data before that.
   void readAuxdata() {
     constexpr size_t kBehind = 1 + 1 + 16, kLengthBits = 14;
-    const auto frameBits = static_cast<size_t>(std::max<int16_t>(info_.config.frameBytes, 0)) * 8;
+    auto const frameBits = static_cast<size_t>(std::max<int16_t>(info_.config.frameBytes, 0)) * 8;
     if (frameBits < kBehind + kLengthBits || frameBits > packet_.size() * 8) return;
     BitReader tail(packet_.first(frameBits / 8));
     tail.skip(static_cast<uint32_t>(frameBits - kBehind - kLengthBits));
-    const uint32_t length = tail.bits(kLengthBits);
+    uint32_t const length = tail.bits(kLengthBits);
     if (!tail.flag()) return;
     // It cannot reach into the bit stream information.
-    const size_t free = frameBits - kBehind - kLengthBits;
+    size_t const free = frameBits - kBehind - kLengthBits;
     if (bits_.failed() || bits_.position() > free || length > free - bits_.position()) return;
     BitReader data(packet_.first(frameBits / 8));
     data.skip(static_cast<uint32_t>(free - length));
     MpegDolbyAuxdata& aux = info_.auxdata;
     aux.bits = static_cast<int16_t>(length);
     for (uint32_t done = 0; done < length; done += 8) {
-      const int count = static_cast<int>(std::min<uint32_t>(8, length - done));
+      int const count = static_cast<int>(std::min<uint32_t>(8, length - done));
       aux.data[done / 8] = static_cast<uint8_t>(data.bits(count) << (8 - count));
     }
   }
 
-  std::span<const uint8_t> packet_;
+  std::span<uint8_t const> packet_;
   BitReader bits_;
   DolbyInfo info_;
 };
 
 template <class Record>
-std::span<const uint8_t> bytesOf(const Record& record) {
-  return {reinterpret_cast<const uint8_t*>(&record), sizeof record};
+std::span<uint8_t const> bytesOf(Record const& record) {
+  return {reinterpret_cast<uint8_t const*>(&record), sizeof record};
 }
 
 }  // namespace
 
-std::optional<DolbyInfo> readDolbyInfo(std::span<const uint8_t> packet) { return BsiReader(packet).read(); }
+std::optional<DolbyInfo> readDolbyInfo(std::span<uint8_t const> packet) { return BsiReader(packet).read(); }
 
-std::span<const uint8_t> dolbyRecord(const DolbyInfo& info, int request) {
+std::span<uint8_t const> dolbyRecord(DolbyInfo const& info, int request) {
   switch (request) {
     case kAuxDolbyConfig:
       return bytesOf(info.config);

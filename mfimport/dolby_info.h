@@ -23,10 +23,10 @@ struct DolbyInfo {
 
 // Reads the syncframe at the beginning of `packet`. None when there is none of a known syntax, or when it is
 // cut before its coding mode. Fields that lie behind a later cut are absent.
-std::optional<DolbyInfo> readDolbyInfo(std::span<const uint8_t> packet);
+std::optional<DolbyInfo> readDolbyInfo(std::span<uint8_t const> packet);
 
 // The bytes that answer `request`, one of the kAuxDolby codes; empty for any other. They belong to `info`.
-std::span<const uint8_t> dolbyRecord(const DolbyInfo& info, int request);
+std::span<uint8_t const> dolbyRecord(DolbyInfo const& info, int request);
 // How many that are; 0 for any other code.
 size_t dolbyRecordSize(int request);
 

@@ -4,18 +4,18 @@
 
 namespace mfimport {
 
-DolbyPackets::DolbyPackets(std::shared_ptr<const Media> media, size_t streamNumber,
+DolbyPackets::DolbyPackets(std::shared_ptr<Media const> media, size_t streamNumber,
                            mediafile::FileAccess access)
     : track_(std::move(media), streamNumber, nullptr), access_(std::move(access)) {}
 
-const DolbyInfo* DolbyPackets::at(int64_t sample, std::string& error) {
+DolbyInfo const* DolbyPackets::at(int64_t sample, std::string& error) {
   if (track_.samples <= 0) {
     error = "the stream is empty";
     return nullptr;
   }
-  const size_t at = track_.partOf(std::clamp<int64_t>(sample, 0, track_.samples - 1));
-  const AudioTrack::Part& part = track_.parts[at];
-  const int64_t local = std::min(sample - part.first, part.samples - 1);
+  size_t const at = track_.partOf(std::clamp<int64_t>(sample, 0, track_.samples - 1));
+  AudioTrack::Part const& part = track_.parts[at];
+  int64_t const local = std::min(sample - part.first, part.samples - 1);
   if (local < 0) {
     error = "the clip has no samples";
     return nullptr;
@@ -25,7 +25,7 @@ const DolbyInfo* DolbyPackets::at(int64_t sample, std::string& error) {
     part_ = at;
     packet_ = SIZE_MAX;
   }
-  const size_t packet = part.stream->audio.packetOf(local);
+  size_t const packet = part.stream->audio.packetOf(local);
   if (packet != packet_) {
     packet_ = SIZE_MAX;
     info_.reset();
@@ -37,10 +37,10 @@ const DolbyInfo* DolbyPackets::at(int64_t sample, std::string& error) {
   return nullptr;
 }
 
-bool DolbyPackets::read(const AudioTrack::Part& part, size_t packet, std::string& error) {
+bool DolbyPackets::read(AudioTrack::Part const& part, size_t packet, std::string& error) {
   if (!reader_) reader_ = openPacketReader(*part.index, *part.stream, access_, error);
   if (!reader_) return false;
-  const lav::Packet bytes = lav::newPacket();
+  lav::Packet const bytes = lav::newPacket();
   if (!reader_->position(packet) || reader_->next(*bytes) != PacketReader::Result::packet) {
     error = "the file cannot be read";
     reader_.reset();

@@ -16,14 +16,14 @@ namespace mfimport {
 // same track; nothing is opened before the first question.
 class DolbyPackets {
  public:
-  DolbyPackets(std::shared_ptr<const Media> media, size_t streamNumber, mediafile::FileAccess access);
+  DolbyPackets(std::shared_ptr<Media const> media, size_t streamNumber, mediafile::FileAccess access);
 
   // The information of the packet that gives `sample`; at the end of a clip that of its last one. Valid until
   // the next call. Null when the packet cannot be read or says nothing, with the reason in `error`.
-  const DolbyInfo* at(int64_t sample, std::string& error);
+  DolbyInfo const* at(int64_t sample, std::string& error);
 
  private:
-  bool read(const AudioTrack::Part& part, size_t packet, std::string& error);
+  bool read(AudioTrack::Part const& part, size_t packet, std::string& error);
 
   AudioTrack track_;
   mediafile::FileAccess access_;

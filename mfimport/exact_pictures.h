@@ -16,26 +16,26 @@ namespace mfimport {
 // one met damage. One thread at a time; index and stream must outlive it.
 class ExactPictures {
  public:
-  ExactPictures(const MediaIndex& index, const StreamIndex& stream, const mediafile::FileAccess& access,
-                const HostMemory& memory);
+  ExactPictures(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess const& access,
+                HostMemory const& memory);
 
   // The picture shown as number `display`, which must be in range. Null with the reason in `error` when it
   // cannot be decoded or is not whole.
-  std::shared_ptr<const DecodedPicture> find(size_t display, std::string& error);
+  std::shared_ptr<DecodedPicture const> find(size_t display, std::string& error);
 
   // Whether there was damage since the beginning that the last picture was decoded from.
   bool metDamage() const { return source_.damagedSince(begunAt_.value_or(0)); }
 
  private:
-  std::shared_ptr<const DecodedPicture> from(size_t start, int64_t display);
+  std::shared_ptr<DecodedPicture const> from(size_t start, int64_t display);
 
-  const StreamIndex& stream_;
+  StreamIndex const& stream_;
   MpegDecodeStats stats_{};
   PictureSource source_;
   bool open_ = false;
   std::optional<size_t> begunAt_;
   int64_t lastOut_ = -1;
-  std::shared_ptr<const DecodedPicture> held_;  // came out beyond the picture that was looked for
+  std::shared_ptr<DecodedPicture const> held_;  // came out beyond the picture that was looked for
   std::map<size_t, int64_t> firstOut_;          // by beginning, where known
 };
 
@@ -45,7 +45,7 @@ class ExactPictures {
 struct BrokenEnds {
   size_t first = 0, last = 0;
 };
-BrokenEnds brokenEnds(const MediaIndex& index, const StreamIndex& stream, const mediafile::FileAccess& access,
+BrokenEnds brokenEnds(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess const& access,
                       bool lookAtTheEnd);
 
 }  // namespace mfimport

@@ -10,7 +10,7 @@ namespace {
 // Steps of a stream of which as many as these may be gaps: a cut leaves some at either end.
 constexpr size_t kFewSteps = 40;
 
-double each(const StampStep& step) { return step.ticks / step.pictures; }
+double each(StampStep const& step) { return step.ticks / step.pictures; }
 
 // Rates beyond are those of clocks that headers count in.
 bool isPlausible(double rate) { return rate >= 1 && rate <= 300; }
@@ -34,12 +34,12 @@ struct Shown {
   }
 };
 
-Shown shownBy(const StreamIndex& stream, const std::vector<PacketNote>& notes) {
+Shown shownBy(StreamIndex const& stream, std::vector<PacketNote> const& notes) {
   Shown shown;
   shown.stamps.reserve(stream.video.frames());
   shown.fields.reserve(stream.video.frames());
-  for (const uint32_t at : stream.video.byDisplay) {
-    const Picture& picture = stream.video.pictures[at];
+  for (uint32_t const at : stream.video.byDisplay) {
+    Picture const& picture = stream.video.pictures[at];
     shown.stamps.push_back(stream.packets[picture.packet].pts);
     shown.fields.push_back(picture.packets == 2 ? 2 : notes[picture.packet].fields);
     shown.allFields += shown.fields.back();
@@ -51,7 +51,7 @@ Shown shownBy(const StreamIndex& stream, const std::vector<PacketNote>& notes) {
 
 }  // namespace
 
-std::vector<StampStep> stepsOf(const std::vector<int64_t>& stamps, const std::vector<uint8_t>& fields) {
+std::vector<StampStep> stepsOf(std::vector<int64_t> const& stamps, std::vector<uint8_t> const& fields) {
   std::vector<StampStep> steps;
   steps.reserve(stamps.size());
   std::optional<size_t> before;
@@ -69,22 +69,22 @@ std::vector<StampStep> stepsOf(const std::vector<int64_t>& stamps, const std::ve
   return steps;
 }
 
-double measuredRate(const std::vector<StampStep>& steps, AVRational timeBase) {
+double measuredRate(std::vector<StampStep> const& steps, AVRational timeBase) {
   if (steps.empty() || timeBase.num <= 0 || timeBase.den <= 0) return 0;
   std::vector<double> lengths;
   lengths.reserve(steps.size());
-  for (const StampStep& step : steps) lengths.push_back(each(step));
-  const auto middle = lengths.begin() + static_cast<std::ptrdiff_t>(lengths.size() / 2);
+  for (StampStep const& step : steps) lengths.push_back(each(step));
+  auto const middle = lengths.begin() + static_cast<std::ptrdiff_t>(lengths.size() / 2);
   std::nth_element(lengths.begin(), middle, lengths.end());
-  const double usual = *middle;
+  double const usual = *middle;
   // Containers with coarse clocks round every stamp.
-  const auto regular = [&](const StampStep& step) {
+  auto const regular = [&](StampStep const& step) {
     return std::abs(each(step) - usual) <= std::max(1.0, usual / 50);
   };
-  const auto regulars = std::count_if(steps.begin(), steps.end(), regular);
-  const bool steady = static_cast<size_t>(regulars) * 10 >= steps.size() * 9;
+  auto const regulars = std::count_if(steps.begin(), steps.end(), regular);
+  bool const steady = static_cast<size_t>(regulars) * 10 >= steps.size() * 9;
   double ticks = 0, pictures = 0;
-  for (const StampStep& step : steps) {
+  for (StampStep const& step : steps) {
     if (steady ? !regular(step) : each(step) > 4 * usual) continue;
     ticks += step.ticks;
     pictures += step.pictures;
@@ -92,15 +92,15 @@ double measuredRate(const std::vector<StampStep>& steps, AVRational timeBase) {
   return snappedRate(pictures * timeBase.den / (ticks * timeBase.num));
 }
 
-bool keepsCodedRate(const std::vector<StampStep>& steps, AVRational timeBase, double coded) {
+bool keepsCodedRate(std::vector<StampStep> const& steps, AVRational timeBase, double coded) {
   if (steps.empty() || coded <= 0 || timeBase.num <= 0 || timeBase.den <= 0) return false;
-  const double frame = timeBase.den / (coded * timeBase.num);  // ticks
+  double const frame = timeBase.den / (coded * timeBase.num);  // ticks
   size_t regular = 0, gaps = 0;
   double ticks = 0, frames = 0;
-  for (const StampStep& step : steps) {
-    const double tolerance = std::max(1.0, step.ticks / 200);
-    const double beyond = step.ticks - step.fields / 2 * frame;
-    const double missing = std::round(beyond / frame);
+  for (StampStep const& step : steps) {
+    double const tolerance = std::max(1.0, step.ticks / 200);
+    double const beyond = step.ticks - step.fields / 2 * frame;
+    double const missing = std::round(beyond / frame);
     if (missing < 0 || std::abs(beyond - missing * frame) > tolerance) continue;
     ++(missing > 0 ? gaps : regular);
     ticks += step.ticks;
@@ -116,30 +116,30 @@ bool keepsCodedRate(const std::vector<StampStep>& steps, AVRational timeBase, do
 double snappedRate(double rate) {
   constexpr double kTolerance = 0.0005;
   for (int whole = 1; whole <= 300; ++whole) {
-    const double drop = whole * 1000.0 / 1001.0;
-    const bool dropUsual = whole % 24 == 0 || whole % 30 == 0 || whole == 15;
+    double const drop = whole * 1000.0 / 1001.0;
+    bool const dropUsual = whole % 24 == 0 || whole % 30 == 0 || whole == 15;
     // Both candidates lie a thousandth apart: the nearer one counts.
-    const bool nearWhole = std::abs(rate - whole) < kTolerance * whole;
-    const bool nearDrop = dropUsual && std::abs(rate - drop) < kTolerance * drop;
+    bool const nearWhole = std::abs(rate - whole) < kTolerance * whole;
+    bool const nearDrop = dropUsual && std::abs(rate - drop) < kTolerance * drop;
     if (nearWhole && (!nearDrop || std::abs(rate - whole) <= std::abs(rate - drop))) return whole;
     if (nearDrop) return drop;
   }
   return rate;
 }
 
-double codedRateOf(const StreamIndex& stream) {
-  const double rate = codedRate(stream.headers);
+double codedRateOf(StreamIndex const& stream) {
+  double const rate = codedRate(stream.headers);
   return rate > 0 ? rate : stream.first.codedRate;
 }
 
-void measureRates(const MediaIndex& index, StreamIndex& stream, const std::vector<PacketNote>& notes) {
+void measureRates(MediaIndex const& index, StreamIndex& stream, std::vector<PacketNote> const& notes) {
   VideoIndex& video = stream.video;
-  const Shown shown = shownBy(stream, notes);
-  const std::vector<StampStep> steps = stepsOf(shown.stamps, shown.fields);
-  const double coded = isPlausible(codedRateOf(stream)) ? codedRateOf(stream) : 0;
+  Shown const shown = shownBy(stream, notes);
+  std::vector<StampStep> const steps = stepsOf(shown.stamps, shown.fields);
+  double const coded = isPlausible(codedRateOf(stream)) ? codedRateOf(stream) : 0;
   // An elementary stream has no stamps but those that its reader made up.
-  const bool unstamped = steps.empty() && index.bytePositions;
-  const bool kept = index.bytePositions && keepsCodedRate(steps, stream.timeBase, coded);
+  bool const unstamped = steps.empty() && index.bytePositions;
+  bool const kept = index.bytePositions && keepsCodedRate(steps, stream.timeBase, coded);
   if (coded > 0 && (index.containerType == kContainerElementary || unstamped || kept)) {
     video.displayedRate = coded;
     video.rate = shown.repeatsFields() ? snappedRate(coded / shown.framesPerPicture()) : coded;

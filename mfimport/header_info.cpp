@@ -46,7 +46,7 @@ void readPictureCoding(BitReader& bits, HeaderInfo& info) {
   info.frameDct = static_cast<int>(bits.bits(1));
 }
 
-void readMpeg12Unit(std::span<const uint8_t> unit, HeaderInfo& info) {
+void readMpeg12Unit(std::span<uint8_t const> unit, HeaderInfo& info) {
   BitReader bits(unit.subspan(1));
   switch (unit[0]) {
     case kSequence:
@@ -87,19 +87,19 @@ void readMpeg4Clock(BitReader& bits, uint32_t version, HeaderInfo& info) {
     bits.skip(3);                    // chroma_format, low_delay
     if (bits.flag()) bits.skip(79);  // vbv_parameters
   }
-  const uint32_t shape = bits.bits(2);
+  uint32_t const shape = bits.bits(2);
   if (shape == kGrayscale && version != 1) bits.skip(4);
   bits.skip(1);  // marker_bit
-  const uint32_t ticks = bits.bits(16);
+  uint32_t const ticks = bits.bits(16);
   bits.skip(1);  // marker_bit
-  const uint32_t increment = bits.flag() ? bits.bits(std::bit_width(std::max(ticks, 2U) - 1)) : 0;
+  uint32_t const increment = bits.flag() ? bits.bits(std::bit_width(std::max(ticks, 2U) - 1)) : 0;
   if (bits.failed()) return;
   info.clockTicks = static_cast<int>(ticks);
   info.pictureTicks = static_cast<int>(increment);
 }
 
 // video_object_layer(), ISO/IEC 14496-2 6.2.3.
-void readMpeg4Unit(std::span<const uint8_t> unit, HeaderInfo& info) {
+void readMpeg4Unit(std::span<uint8_t const> unit, HeaderInfo& info) {
   constexpr uint32_t kExtendedPar = 15;
   if (unit[0] < 0x20 || unit[0] > 0x2F) return;
   BitReader bits(unit.subspan(1));
@@ -109,7 +109,7 @@ void readMpeg4Unit(std::span<const uint8_t> unit, HeaderInfo& info) {
     version = bits.bits(4);
     bits.skip(3);  // video_object_layer_priority
   }
-  const uint32_t idc = bits.bits(4);
+  uint32_t const idc = bits.bits(4);
   if (bits.failed()) return;
   info.aspectPresent = true;
   info.aspectIdc = static_cast<int>(idc);
@@ -143,7 +143,7 @@ void skipScalingList(BitReader& bits, int size) {
 // hrd_parameters(), ISO/IEC 14496-10 E.1.2.
 void readHrd(BitReader& bits, HeaderInfo& info) {
   info.hrd = true;
-  const uint32_t count = bits.unsignedExpGolomb() + 1;
+  uint32_t const count = bits.unsignedExpGolomb() + 1;
   bits.skip(8);  // bit_rate_scale, cpb_size_scale
   for (uint32_t i = 0; i < count && !bits.failed(); ++i) {
     bits.unsignedExpGolomb();  // bit_rate_value_minus1
@@ -181,14 +181,14 @@ void readH264ChromaFields(BitReader& bits, HeaderInfo& info) {
   bits.unsignedExpGolomb();  // bit_depth_chroma_minus8
   bits.skip(1);              // qpprime_y_zero_transform_bypass_flag
   if (!bits.flag()) return;  // seq_scaling_matrix_present_flag
-  const int lists = info.chromaFormat == 3 ? 12 : 8;
+  int const lists = info.chromaFormat == 3 ? 12 : 8;
   for (int i = 0; i < lists; ++i)
     if (bits.flag()) skipScalingList(bits, i < 6 ? 16 : 64);
 }
 
 // seq_parameter_set_data(), ISO/IEC 14496-10 7.3.2.1.1; `unit` starts behind the NAL header.
-void readH264Sps(std::span<const uint8_t> unit, HeaderInfo& info) {
-  const std::vector<uint8_t> raw = withoutEmulation(unit);
+void readH264Sps(std::span<uint8_t const> unit, HeaderInfo& info) {
+  std::vector<uint8_t> const raw = withoutEmulation(unit);
   BitReader bits(raw);
   info.profile = static_cast<int>(bits.bits(8));
   bits.skip(3);
@@ -199,14 +199,14 @@ void readH264Sps(std::span<const uint8_t> unit, HeaderInfo& info) {
   info.depth = 8;
   if (hasChromaFields(info.profile)) readH264ChromaFields(bits, info);
   info.frameNumberBits = 4 + static_cast<int>(std::min(bits.unsignedExpGolomb(), 12U));
-  const uint32_t orderType = bits.unsignedExpGolomb();
+  uint32_t const orderType = bits.unsignedExpGolomb();
   if (orderType == 0) {
     bits.unsignedExpGolomb();
   } else if (orderType == 1) {
     bits.skip(1);
     bits.signedExpGolomb();
     bits.signedExpGolomb();
-    const uint32_t cycle = bits.unsignedExpGolomb();
+    uint32_t const cycle = bits.unsignedExpGolomb();
     for (uint32_t i = 0; i < cycle && !bits.failed(); ++i) bits.signedExpGolomb();
   }
   bits.unsignedExpGolomb();  // max_num_ref_frames
@@ -247,7 +247,7 @@ void skipHevcScalingLists(BitReader& bits) {
         continue;
       }
       if (sizeId > 1) bits.signedExpGolomb();
-      const int coefficients = sizeId == 0 ? 16 : 64;
+      int const coefficients = sizeId == 0 ? 16 : 64;
       for (int i = 0; i < coefficients && !bits.failed(); ++i) bits.signedExpGolomb();
     }
   }
@@ -261,13 +261,13 @@ uint32_t skipReferenceSet(BitReader& bits, bool first, uint32_t previous) {
     bits.skip(1);
     bits.unsignedExpGolomb();
     for (uint32_t i = 0; i <= previous && !bits.failed(); ++i) {
-      const bool used = bits.flag();
+      bool const used = bits.flag();
       if (used || bits.flag()) ++pictures;
     }
     return pictures;
   }
-  const uint32_t negative = std::min(bits.unsignedExpGolomb(), kMostPictures);
-  const uint32_t positive = std::min(bits.unsignedExpGolomb(), kMostPictures);
+  uint32_t const negative = std::min(bits.unsignedExpGolomb(), kMostPictures);
+  uint32_t const positive = std::min(bits.unsignedExpGolomb(), kMostPictures);
   pictures = negative + positive;
   for (uint32_t i = 0; i < pictures && !bits.failed(); ++i) {
     bits.unsignedExpGolomb();
@@ -278,18 +278,18 @@ uint32_t skipReferenceSet(BitReader& bits, bool first, uint32_t previous) {
 
 void skipReferenceSets(BitReader& bits) {
   constexpr uint32_t kMostSets = 64;
-  const uint32_t sets = std::min(bits.unsignedExpGolomb(), kMostSets);
+  uint32_t const sets = std::min(bits.unsignedExpGolomb(), kMostSets);
   uint32_t previous = 0;
   for (uint32_t i = 0; i < sets && !bits.failed(); ++i) previous = skipReferenceSet(bits, i == 0, previous);
 }
 
 // seq_parameter_set_rbsp(), ISO/IEC 23008-2 7.3.2.2, to the aspect ratio; `unit` starts behind the NAL
 // header.
-void readHevcSps(std::span<const uint8_t> unit, HeaderInfo& info) {
-  const std::vector<uint8_t> raw = withoutEmulation(unit);
+void readHevcSps(std::span<uint8_t const> unit, HeaderInfo& info) {
+  std::vector<uint8_t> const raw = withoutEmulation(unit);
   BitReader bits(raw);
   bits.skip(4);  // sps_video_parameter_set_id
-  const int subLayers = static_cast<int>(bits.bits(3));
+  int const subLayers = static_cast<int>(bits.bits(3));
   bits.skip(1);
   readProfileTierLevel(bits, subLayers, info);
   bits.unsignedExpGolomb();  // sps_seq_parameter_set_id
@@ -301,7 +301,7 @@ void readHevcSps(std::span<const uint8_t> unit, HeaderInfo& info) {
     for (int i = 0; i < 4; ++i) bits.unsignedExpGolomb();
   info.depth = 8 + static_cast<int>(std::min(bits.unsignedExpGolomb(), 8U));
   bits.unsignedExpGolomb();  // bit_depth_chroma_minus8
-  const int orderBits = static_cast<int>(std::min(bits.unsignedExpGolomb(), 12U)) + 4;
+  int const orderBits = static_cast<int>(std::min(bits.unsignedExpGolomb(), 12U)) + 4;
   for (int i = bits.flag() ? 0 : subLayers; i <= subLayers; ++i)
     for (int field = 0; field < 3; ++field) bits.unsignedExpGolomb();
   for (int i = 0; i < 6; ++i) bits.unsignedExpGolomb();  // block size limits, transform depths
@@ -315,7 +315,7 @@ void readHevcSps(std::span<const uint8_t> unit, HeaderInfo& info) {
   }
   skipReferenceSets(bits);
   if (bits.flag()) {  // long_term_ref_pics_present_flag
-    const uint32_t count = std::min(bits.unsignedExpGolomb(), 32U);
+    uint32_t const count = std::min(bits.unsignedExpGolomb(), 32U);
     for (uint32_t i = 0; i < count; ++i) bits.skip(static_cast<uint32_t>(orderBits) + 1);
   }
   bits.skip(2);  // sps_temporal_mvp_enabled_flag, strong_intra_smoothing_enabled_flag
@@ -324,7 +324,7 @@ void readHevcSps(std::span<const uint8_t> unit, HeaderInfo& info) {
 
 constexpr int kH264Sei = 6, kH264Sps = 7, kHevcSps = 33;
 
-void readNal(HeaderSyntax syntax, std::span<const uint8_t> nal, HeaderInfo& info) {
+void readNal(HeaderSyntax syntax, std::span<uint8_t const> nal, HeaderInfo& info) {
   if (syntax == HeaderSyntax::h264 && nal.size() > 1 && (nal[0] & 0x1F) == kH264Sps)
     readH264Sps(nal.subspan(1), info);
   if (syntax == HeaderSyntax::hevc && nal.size() > 2 && (nal[0] >> 1 & 0x3F) == kHevcSps)
@@ -332,12 +332,12 @@ void readNal(HeaderSyntax syntax, std::span<const uint8_t> nal, HeaderInfo& info
 }
 
 // Parameter sets of an AVCDecoderConfigurationRecord, ISO/IEC 14496-15 5.3.3.1.
-void readAvcConfiguration(std::span<const uint8_t> record, HeaderInfo& info) {
+void readAvcConfiguration(std::span<uint8_t const> record, HeaderInfo& info) {
   constexpr size_t kSets = 6;
-  const int count = record[5] & 0x1F;
+  int const count = record[5] & 0x1F;
   size_t position = kSets;
   for (int i = 0; i < count && record.size() - position >= 2; ++i) {
-    const size_t size = static_cast<size_t>(record[position]) << 8 | record[position + 1];
+    size_t const size = static_cast<size_t>(record[position]) << 8 | record[position + 1];
     position += 2;
     if (size > record.size() - position) return;
     readNal(HeaderSyntax::h264, record.subspan(position, size), info);
@@ -346,14 +346,14 @@ void readAvcConfiguration(std::span<const uint8_t> record, HeaderInfo& info) {
 }
 
 // Arrays of an HEVCDecoderConfigurationRecord, ISO/IEC 14496-15 8.3.3.1.
-void readHevcConfiguration(std::span<const uint8_t> record, HeaderInfo& info) {
+void readHevcConfiguration(std::span<uint8_t const> record, HeaderInfo& info) {
   size_t position = 23;
-  const int arrays = record[22];
+  int const arrays = record[22];
   for (int array = 0; array < arrays && record.size() - position >= 3; ++array) {
-    const int count = record[position + 1] << 8 | record[position + 2];
+    int const count = record[position + 1] << 8 | record[position + 2];
     position += 3;
     for (int i = 0; i < count && record.size() - position >= 2; ++i) {
-      const size_t size = static_cast<size_t>(record[position]) << 8 | record[position + 1];
+      size_t const size = static_cast<size_t>(record[position]) << 8 | record[position + 1];
       position += 2;
       if (size > record.size() - position) return;
       readNal(HeaderSyntax::hevc, record.subspan(position, size), info);
@@ -362,16 +362,16 @@ void readHevcConfiguration(std::span<const uint8_t> record, HeaderInfo& info) {
   }
 }
 
-void forEachNal(int lengthBytes, std::span<const uint8_t> data,
-                const std::function<void(std::span<const uint8_t>)>& unit) {
+void forEachNal(int lengthBytes, std::span<uint8_t const> data,
+                std::function<void(std::span<uint8_t const>)> const& unit) {
   if (lengthBytes > 0)
     forEachLengthPrefixed(data, lengthBytes, unit);
   else
     forEachStartCode(data, unit);
 }
 
-void readUnits(HeaderSyntax syntax, int lengthBytes, std::span<const uint8_t> data, HeaderInfo& info) {
-  forEachNal(lengthBytes, data, [&](std::span<const uint8_t> unit) {
+void readUnits(HeaderSyntax syntax, int lengthBytes, std::span<uint8_t const> data, HeaderInfo& info) {
+  forEachNal(lengthBytes, data, [&](std::span<uint8_t const> unit) {
     if (syntax == HeaderSyntax::mpeg12) readMpeg12Unit(unit, info);
     if (syntax == HeaderSyntax::mpeg4) readMpeg4Unit(unit, info);
     readNal(syntax, unit, info);
@@ -379,10 +379,10 @@ void readUnits(HeaderSyntax syntax, int lengthBytes, std::span<const uint8_t> da
 }
 
 // One field of a SEI message header: bytes of 255 add up with the byte that ends them.
-bool readSeiNumber(std::span<const uint8_t> data, size_t& position, size_t& value) {
+bool readSeiNumber(std::span<uint8_t const> data, size_t& position, size_t& value) {
   value = 0;
   while (position < data.size()) {
-    const uint8_t byte = data[position++];
+    uint8_t const byte = data[position++];
     value += byte;
     if (byte != 0xFF) return true;
   }
@@ -390,16 +390,16 @@ bool readSeiNumber(std::span<const uint8_t> data, size_t& position, size_t& valu
 }
 
 // sei_rbsp(), ISO/IEC 14496-10 7.3.2.3.
-void readSei(std::span<const uint8_t> unit, std::vector<UserData>& out) {
+void readSei(std::span<uint8_t const> unit, std::vector<UserData>& out) {
   constexpr size_t kRegistered = 4, kUnregistered = 5;
-  const std::vector<uint8_t> raw = withoutEmulation(unit);
-  const std::span<const uint8_t> data(raw);
+  std::vector<uint8_t> const raw = withoutEmulation(unit);
+  std::span<uint8_t const> const data(raw);
   size_t position = 0;
   while (position + 2 < data.size()) {  // at least a message header and the trailing bits
     size_t type = 0, size = 0;
     if (!readSeiNumber(data, position, type) || !readSeiNumber(data, position, size)) return;
     if (size > data.size() - position) return;
-    const auto payload = data.subspan(position, size);
+    auto const payload = data.subspan(position, size);
     if (type == kRegistered || type == kUnregistered)
       out.push_back({static_cast<int>(type), {payload.begin(), payload.end()}});
     position += size;
@@ -408,10 +408,10 @@ void readSei(std::span<const uint8_t> unit, std::vector<UserData>& out) {
 
 }  // namespace
 
-void forEachStartCode(std::span<const uint8_t> data,
-                      const std::function<void(std::span<const uint8_t>)>& unit) {
+void forEachStartCode(std::span<uint8_t const> data,
+                      std::function<void(std::span<uint8_t const>)> const& unit) {
   size_t start = data.size();
-  const auto end = [&](size_t position) {
+  auto const end = [&](size_t position) {
     if (start < position) unit(data.subspan(start, position - start));
   };
   for (size_t i = 0; i + 3 < data.size(); ++i) {
@@ -423,9 +423,9 @@ void forEachStartCode(std::span<const uint8_t> data,
   end(data.size());
 }
 
-void forEachLengthPrefixed(std::span<const uint8_t> data, int lengthBytes,
-                           const std::function<void(std::span<const uint8_t>)>& unit) {
-  const auto width = static_cast<size_t>(std::clamp(lengthBytes, 1, 4));
+void forEachLengthPrefixed(std::span<uint8_t const> data, int lengthBytes,
+                           std::function<void(std::span<uint8_t const>)> const& unit) {
+  auto const width = static_cast<size_t>(std::clamp(lengthBytes, 1, 4));
   while (data.size() > width) {
     size_t size = 0;
     for (size_t i = 0; i < width; ++i) size = size << 8 | data[i];
@@ -436,7 +436,7 @@ void forEachLengthPrefixed(std::span<const uint8_t> data, int lengthBytes,
   }
 }
 
-int nalLengthBytes(HeaderSyntax syntax, std::span<const uint8_t> extradata) {
+int nalLengthBytes(HeaderSyntax syntax, std::span<uint8_t const> extradata) {
   // Both records start with version 1, extradata with start codes starts with 0.
   if (syntax == HeaderSyntax::h264 && extradata.size() >= 7 && extradata[0] == 1)
     return (extradata[4] & 3) + 1;
@@ -445,23 +445,23 @@ int nalLengthBytes(HeaderSyntax syntax, std::span<const uint8_t> extradata) {
   return 0;
 }
 
-HeaderInfo readH264Sequence(std::span<const uint8_t> unit) {
+HeaderInfo readH264Sequence(std::span<uint8_t const> unit) {
   HeaderInfo info;
   readH264Sps(unit, info);
   return info;
 }
 
-HeaderInfo readMpeg4Layer(std::span<const uint8_t> unit) {
+HeaderInfo readMpeg4Layer(std::span<uint8_t const> unit) {
   HeaderInfo info;
   readMpeg4Unit(unit, info);
   return info;
 }
 
-HeaderInfo readHeaders(HeaderSyntax syntax, std::span<const uint8_t> extradata,
-                       std::span<const uint8_t> packet) {
+HeaderInfo readHeaders(HeaderSyntax syntax, std::span<uint8_t const> extradata,
+                       std::span<uint8_t const> packet) {
   HeaderInfo info;
   if (syntax == HeaderSyntax::none) return info;
-  const int lengthBytes = nalLengthBytes(syntax, extradata);
+  int const lengthBytes = nalLengthBytes(syntax, extradata);
   if (lengthBytes > 0 && syntax == HeaderSyntax::h264)
     readAvcConfiguration(extradata, info);
   else if (lengthBytes > 0)
@@ -473,22 +473,22 @@ HeaderInfo readHeaders(HeaderSyntax syntax, std::span<const uint8_t> extradata,
   return info;
 }
 
-double codedRate(const HeaderInfo& headers) {
+double codedRate(HeaderInfo const& headers) {
   // ISO/IEC 13818-2 table 6-4 and 6.3.5.
   constexpr double kRates[] = {0, 24000.0 / 1001, 24, 25, 30000.0 / 1001, 30, 50, 60000.0 / 1001, 60};
-  const int code = headers.codedRateCode;
+  int const code = headers.codedRateCode;
   if (code >= 1 && code <= 8) return kRates[code] * headers.rateMultiplier / headers.rateDivisor;
   return headers.pictureTicks > 0 ? static_cast<double>(headers.clockTicks) / headers.pictureTicks : 0;
 }
 
-std::vector<UserData> readUserData(HeaderSyntax syntax, int lengthBytes, std::span<const uint8_t> packet) {
+std::vector<UserData> readUserData(HeaderSyntax syntax, int lengthBytes, std::span<uint8_t const> packet) {
   std::vector<UserData> out;
   if (syntax == HeaderSyntax::mpeg12 || syntax == HeaderSyntax::mpeg4) {
-    forEachStartCode(packet, [&](std::span<const uint8_t> unit) {
+    forEachStartCode(packet, [&](std::span<uint8_t const> unit) {
       if (unit[0] == kUserData) out.push_back({kUserData, {unit.begin() + 1, unit.end()}});
     });
   } else if (syntax == HeaderSyntax::h264) {
-    forEachNal(lengthBytes, packet, [&](std::span<const uint8_t> unit) {
+    forEachNal(lengthBytes, packet, [&](std::span<uint8_t const> unit) {
       if ((unit[0] & 0x1F) == kH264Sei) readSei(unit.subspan(1), out);
     });
   }

@@ -46,28 +46,28 @@ struct HeaderInfo {
 };
 
 // Units between start codes (00 00 01), the start code left out.
-void forEachStartCode(std::span<const uint8_t> data,
-                      const std::function<void(std::span<const uint8_t>)>& unit);
+void forEachStartCode(std::span<uint8_t const> data,
+                      std::function<void(std::span<uint8_t const>)> const& unit);
 
 // Units behind length fields of `lengthBytes` (1 to 4) bytes, as in MP4. A length that does not fit ends it.
-void forEachLengthPrefixed(std::span<const uint8_t> data, int lengthBytes,
-                           const std::function<void(std::span<const uint8_t>)>& unit);
+void forEachLengthPrefixed(std::span<uint8_t const> data, int lengthBytes,
+                           std::function<void(std::span<uint8_t const>)> const& unit);
 
 // Bytes of the length fields that `extradata`, an avcC or hvcC record (ISO/IEC 14496-15), announces; 0 when
 // it is no such record, that is for streams with start codes.
-int nalLengthBytes(HeaderSyntax syntax, std::span<const uint8_t> extradata);
+int nalLengthBytes(HeaderSyntax syntax, std::span<uint8_t const> extradata);
 
 // Reads the headers in decoder configuration `extradata` and in `packet`, each may be empty.
-HeaderInfo readHeaders(HeaderSyntax syntax, std::span<const uint8_t> extradata,
-                       std::span<const uint8_t> packet);
+HeaderInfo readHeaders(HeaderSyntax syntax, std::span<uint8_t const> extradata,
+                       std::span<uint8_t const> packet);
 
 // A sequence parameter set of H.264, behind its NAL header.
-HeaderInfo readH264Sequence(std::span<const uint8_t> unit);
+HeaderInfo readH264Sequence(std::span<uint8_t const> unit);
 // A video object layer of MPEG-4, its start code value first.
-HeaderInfo readMpeg4Layer(std::span<const uint8_t> unit);
+HeaderInfo readMpeg4Layer(std::span<uint8_t const> unit);
 
 // Frames per second by headers of MPEG-1, MPEG-2 and MPEG-4; 0 when they do not tell.
-double codedRate(const HeaderInfo& headers);
+double codedRate(HeaderInfo const& headers);
 
 // One user data unit (MPEG, type 0xB2) or SEI message (H.264; 4 registered, 5 unregistered).
 struct UserData {
@@ -76,14 +76,14 @@ struct UserData {
 };
 
 // All user data of one coded picture.
-std::vector<UserData> readUserData(HeaderSyntax syntax, int lengthBytes, std::span<const uint8_t> packet);
+std::vector<UserData> readUserData(HeaderSyntax syntax, int lengthBytes, std::span<uint8_t const> packet);
 
 // Whether a coded picture of H.263 (ITU-T H.263 5.1) or MPEG-4 (ISO/IEC 14496-2 6.2.5) is an intra picture;
 // none when its header is not found.
-std::optional<bool> isIntraH263(std::span<const uint8_t> picture);
-std::optional<bool> isIntraMpeg4(std::span<const uint8_t> picture);
+std::optional<bool> isIntraH263(std::span<uint8_t const> picture);
+std::optional<bool> isIntraMpeg4(std::span<uint8_t const> picture);
 
 // True when a coded picture of MPEG-1/2 is an intra picture behind a sequence header.
-bool beginsSequence(std::span<const uint8_t> picture);
+bool beginsSequence(std::span<uint8_t const> picture);
 
 }  // namespace mfimport

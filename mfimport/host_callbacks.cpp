@@ -4,7 +4,7 @@ namespace mfimport {
 namespace {
 
 template <class Function>
-Function lookUp(MpegResourceGetter getter, const char* name) {
+Function lookUp(MpegResourceGetter getter, char const* name) {
   return getter ? reinterpret_cast<Function>(getter(name)) : nullptr;
 }
 

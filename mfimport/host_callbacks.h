@@ -26,7 +26,7 @@ class HostAllocator {
 
   explicit HostAllocator(HostMemory memory) : memory_(memory) {}
   template <class U>
-  HostAllocator(const HostAllocator<U>& other) : memory_(other.memory()) {}
+  HostAllocator(HostAllocator<U> const& other) : memory_(other.memory()) {}
 
   T* allocate(size_t count) {
     void* block = count > SIZE_MAX / sizeof(T) ? nullptr : memory_.allocate(count * sizeof(T));
@@ -35,8 +35,8 @@ class HostAllocator {
   }
   void deallocate(T* block, size_t) { memory_.release(block); }
 
-  const HostMemory& memory() const { return memory_; }
-  bool operator==(const HostAllocator& other) const { return memory_.release == other.memory_.release; }
+  HostMemory const& memory() const { return memory_; }
+  bool operator==(HostAllocator const& other) const { return memory_.release == other.memory_.release; }
 
  private:
   HostMemory memory_;
@@ -50,16 +50,16 @@ class HostCallbacks {
  public:
   explicit HostCallbacks(MpegResourceGetter getter);
 
-  const HostMemory& memory() const { return memory_; }
+  HostMemory const& memory() const { return memory_; }
 
   // The library's messages; one line each, without a line end.
-  void error(const std::string& text) const { print(error_, text); }
-  void warning(const std::string& text) const { print(warning_, text); }
-  void information(const std::string& text) const { print(information_, text); }
+  void error(std::string const& text) const { print(error_, text); }
+  void warning(std::string const& text) const { print(warning_, text); }
+  void information(std::string const& text) const { print(information_, text); }
 
  private:
-  using Printer = void (*)(const char*, ...);
-  static void print(Printer printer, const std::string& text) {
+  using Printer = void (*)(char const*, ...);
+  static void print(Printer printer, std::string const& text) {
     if (printer) printer("%s", text.c_str());
   }
 
@@ -72,7 +72,7 @@ class HostCallbacks {
 __attribute__((format(printf, 1, 2)))
 #endif
 inline std::string
-formatted(const char* format, ...) {
+formatted(char const* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   char text[1024];

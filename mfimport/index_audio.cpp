@@ -14,7 +14,7 @@ namespace {
 // Counts what packets give when they are decoded.
 class SampleCounter {
  public:
-  SampleCounter(const MediaIndex& index, StreamIndex& stream, const mediafile::FileAccess& access)
+  SampleCounter(MediaIndex const& index, StreamIndex& stream, mediafile::FileAccess const& access)
       : stream_(stream) {
     std::string error;
     reader_ = openPacketReader(index, stream, access, error);
@@ -29,7 +29,7 @@ class SampleCounter {
     if (!reader_ || !codec_ || !reader_->position(from)) return counts;
     size_t last = from;
     for (size_t number = from; number < to; ++number) {
-      const PacketReader::Result result = reader_->next(*packet_);
+      PacketReader::Result const result = reader_->next(*packet_);
       if (result == PacketReader::Result::end) break;
       if (result == PacketReader::Result::error) continue;
       readDolbyMode();
@@ -69,7 +69,7 @@ class SampleCounter {
     stream_.parameters->format = frame_->format;
     if (av_channel_layout_copy(&stream_.parameters->ch_layout, &frame_->ch_layout) < 0)
       throw std::bad_alloc();
-    const AVFrameSideData* const skip = av_frame_get_side_data(frame_.get(), AV_FRAME_DATA_SKIP_SAMPLES);
+    AVFrameSideData const* const skip = av_frame_get_side_data(frame_.get(), AV_FRAME_DATA_SKIP_SAMPLES);
     if (!skip || skip->size < 4) return;
     declaredDelay_ =
         static_cast<int>(static_cast<uint32_t>(skip->data[0]) | static_cast<uint32_t>(skip->data[1]) << 8 |
@@ -80,7 +80,7 @@ class SampleCounter {
   void readDolbyMode() {
     if (stream_.codec() != AV_CODEC_ID_AC3 && stream_.codec() != AV_CODEC_ID_EAC3) return;
     if (modeKnown_) return;
-    const auto info = readDolbyInfo(lav::payload(*packet_));
+    auto const info = readDolbyInfo(lav::payload(*packet_));
     if (!info) return;
     modeKnown_ = true;
     stream_.acmod = info->general.acmod;
@@ -108,31 +108,31 @@ bool packetsVary(AVCodecID codec) { return isWma(codec) || codec == AV_CODEC_ID_
 // is cut off. Empty when they differ.
 std::vector<int> uniformCounts(SampleCounter& counter, size_t packets) {
   constexpr size_t kProbed = 4, kTail = 16;
-  const std::vector<int> head = counter.count(0, std::min(kProbed, packets));
-  const auto first = std::find_if(head.begin(), head.end(), [](int samples) { return samples > 0; });
+  std::vector<int> const head = counter.count(0, std::min(kProbed, packets));
+  auto const first = std::find_if(head.begin(), head.end(), [](int samples) { return samples > 0; });
   if (first == head.end()) return {};
   if (std::any_of(first, head.end(), [&](int samples) { return samples != *first; })) return {};
   std::vector<int> counts(packets, *first);
   std::copy(head.begin(), first, counts.begin());
   if (packets <= head.size()) return counts;
-  const size_t from = packets - std::min(packets, kTail);
-  const std::vector<int> tail = counter.count(from, packets);
+  size_t const from = packets - std::min(packets, kTail);
+  std::vector<int> const tail = counter.count(from, packets);
   counts.back() = std::min(counts.back(), tail.back());
   return counts;
 }
 
-int samplesByDuration(const StreamIndex& stream, const PacketEntry& entry, const PacketNote& note) {
-  const int exact = av_get_audio_frame_duration2(stream.parameters.get(), entry.size);
+int samplesByDuration(StreamIndex const& stream, PacketEntry const& entry, PacketNote const& note) {
+  int const exact = av_get_audio_frame_duration2(stream.parameters.get(), entry.size);
   if (exact > 0) return exact;
-  const AVRational perSample{1, std::max(stream.parameters->sample_rate, 1)};
-  const int64_t samples = av_rescale_q(std::max<int64_t>(note.duration, 0), stream.timeBase, perSample);
+  AVRational const perSample{1, std::max(stream.parameters->sample_rate, 1)};
+  int64_t const samples = av_rescale_q(std::max<int64_t>(note.duration, 0), stream.timeBase, perSample);
   return static_cast<int>(std::min<int64_t>(samples, 1 << 20));
 }
 
 // Where as many bits came in as samples went out, no packet leaves half a pair to the next one.
 void listWholePairs(StreamIndex& stream) {
   constexpr int64_t kHeaderBytes = 3;
-  const int64_t sampleBits =
+  int64_t const sampleBits =
       int64_t{stream.parameters->ch_layout.nb_channels} * stream.parameters->bits_per_coded_sample;
   int64_t open = 0;  // bits
   for (size_t i = 0; i < stream.packets.size(); ++i) {
@@ -143,10 +143,10 @@ void listWholePairs(StreamIndex& stream) {
 
 }  // namespace
 
-void buildAudioIndex(const MediaIndex& index, StreamIndex& stream, const std::vector<PacketNote>& notes,
-                     const mediafile::FileAccess& access) {
+void buildAudioIndex(MediaIndex const& index, StreamIndex& stream, std::vector<PacketNote> const& notes,
+                     mediafile::FileAccess const& access) {
   AudioIndex& audio = stream.audio;
-  const size_t packets = stream.packets.size();
+  size_t const packets = stream.packets.size();
   std::vector<int> counts;
   int64_t skip = 0;  // samples still to be left out; encoder delay can exceed a packet
   if ((!isPcm(stream.codec()) || packetsVary(stream.codec())) && packets > 0) {
@@ -156,14 +156,14 @@ void buildAudioIndex(const MediaIndex& index, StreamIndex& stream, const std::ve
     // WMA declares two blocks, of which the second carries sound.
     if (isWma(stream.codec())) skip = counter.declaredDelay() / 2;
   }
-  const bool nothingDecoded = std::all_of(counts.begin(), counts.end(), [](int n) { return n == 0; });
+  bool const nothingDecoded = std::all_of(counts.begin(), counts.end(), [](int n) { return n == 0; });
   audio.spans.reserve(packets);
   for (size_t i = 0; i < packets; ++i) {
-    const PacketNote& note = notes[i];
+    PacketNote const& note = notes[i];
     SampleSpan span{audio.samples, 0, 0, 0};
     span.decoded = nothingDecoded ? samplesByDuration(stream, stream.packets[i], note) : counts[i];
     if (note.hasSkip) skip = note.skipBegin;
-    const auto dropped = static_cast<int32_t>(std::min<int64_t>(skip, span.decoded));
+    auto const dropped = static_cast<int32_t>(std::min<int64_t>(skip, span.decoded));
     skip -= dropped;
     span.drop = dropped;
     if (!note.discard) span.keep = span.decoded - dropped;

@@ -31,23 +31,23 @@ struct PacketNote {
 // Tells which fields are the second one of a frame. Pictures in decoding order.
 class FieldPairs {
  public:
-  bool completes(const PictureHeader& header);
+  bool completes(PictureHeader const& header);
 
  private:
   std::optional<PictureHeader> open_;  // a first field that waits for its second
 };
 
 // What the parser that has just delivered `picture`, and the picture's own header, say about it.
-void readNote(const AVCodecParserContext& parser, PictureHeaderReader& headers, FieldPairs& pairs,
-              std::span<const uint8_t> picture, PacketNote& note);
+void readNote(AVCodecParserContext const& parser, PictureHeaderReader& headers, FieldPairs& pairs,
+              std::span<uint8_t const> picture, PacketNote& note);
 
 // Looks into coded pictures for what containers of elementary streams do not say. One per video stream.
 class PictureInspector {
  public:
-  explicit PictureInspector(const AVCodecParameters& parameters);
+  explicit PictureInspector(AVCodecParameters const& parameters);
   // `beginning` are the first bytes of the packet, its slice header among them, with the padding behind them
   // that libavcodec asks for.
-  void inspect(const AVPacket& packet, std::span<const uint8_t> beginning, PacketNote& note);
+  void inspect(AVPacket const& packet, std::span<uint8_t const> beginning, PacketNote& note);
 
  private:
   lav::Parser parser_;  // null for codecs that libavcodec has none for
@@ -58,30 +58,30 @@ class PictureInspector {
 
 // Fills stream.video and stream.first from stream.packets and their notes. Decodes the first pictures to see
 // which of those that precede the first key picture in time can be shown.
-void buildVideoIndex(const MediaIndex& index, StreamIndex& stream, const std::vector<PacketNote>& notes,
-                     const mediafile::FileAccess& access);
+void buildVideoIndex(MediaIndex const& index, StreamIndex& stream, std::vector<PacketNote> const& notes,
+                     mediafile::FileAccess const& access);
 
 // Fills stream.audio. Decodes the first packets to learn how many samples one gives.
-void buildAudioIndex(const MediaIndex& index, StreamIndex& stream, const std::vector<PacketNote>& notes,
-                     const mediafile::FileAccess& access);
+void buildAudioIndex(MediaIndex const& index, StreamIndex& stream, std::vector<PacketNote> const& notes,
+                     mediafile::FileAccess const& access);
 
 // Joins packets to pictures.
-void groupPackets(StreamIndex& stream, const std::vector<PacketNote>& notes);
+void groupPackets(StreamIndex& stream, std::vector<PacketNote> const& notes);
 
 // More than about a second of decoding, which opening a file does not spend on looking at pictures.
-bool takesLongToDecode(const StreamIndex& stream, size_t pictures);
+bool takesLongToDecode(StreamIndex const& stream, size_t pictures);
 
 // Gives every picture its rank.
-void rankPictures(StreamIndex& stream, const std::vector<PacketNote>& notes, bool stampsMayJump);
+void rankPictures(StreamIndex& stream, std::vector<PacketNote> const& notes, bool stampsMayJump);
 
 // True when the stamps leave open whether pictures are shown in another order than they are decoded in.
-bool stampsMayBeOfDecoding(const StreamIndex& stream);
+bool stampsMayBeOfDecoding(StreamIndex const& stream);
 
 // Presentation order. `ranks[i]` is the place of packet group i; exposed for tests of the rule.
 struct StampedPicture {
   int64_t pts, dts;
   bool bidirectional;
 };
-std::vector<uint32_t> presentationRanks(const std::vector<StampedPicture>& pictures, bool stampsMayJump);
+std::vector<uint32_t> presentationRanks(std::vector<StampedPicture> const& pictures, bool stampsMayJump);
 
 }  // namespace mfimport

@@ -13,20 +13,20 @@
 
 namespace mfimport {
 
-bool FieldPairs::completes(const PictureHeader& header) {
-  const bool second = open_ && completesFrame(*open_, header);
+bool FieldPairs::completes(PictureHeader const& header) {
+  bool const second = open_ && completesFrame(*open_, header);
   open_.reset();
   if (!second && header.structure != PictureStructure::frame) open_ = header;
   return second;
 }
 
-void readNote(const AVCodecParserContext& parser, PictureHeaderReader& headers, FieldPairs& pairs,
-              std::span<const uint8_t> picture, PacketNote& note) {
+void readNote(AVCodecParserContext const& parser, PictureHeaderReader& headers, FieldPairs& pairs,
+              std::span<uint8_t const> picture, PacketNote& note) {
   note.key = note.key || parser.key_frame == 1;
   note.bidirectional = parser.pict_type == AV_PICTURE_TYPE_B;
   note.order = parser.output_picture_number;
   if (parser.repeat_pict > 0) note.fields = static_cast<uint8_t>(std::min(1 + parser.repeat_pict, 8));
-  const std::optional<PictureHeader> header = headers.read(picture);
+  std::optional<PictureHeader> const header = headers.read(picture);
   if (!header) return;
   if (header->kind != PictureKind::unknown) note.bidirectional = header->kind == PictureKind::bidirectional;
   note.coded = header->coded;
@@ -34,7 +34,7 @@ void readNote(const AVCodecParserContext& parser, PictureHeaderReader& headers, 
   note.secondField = pairs.completes(*header);
 }
 
-PictureInspector::PictureInspector(const AVCodecParameters& parameters)
+PictureInspector::PictureInspector(AVCodecParameters const& parameters)
     : parser_(av_parser_init(parameters.codec_id)),
       context_(lav::checked(avcodec_alloc_context3(nullptr))),
       headers_(parameters) {
@@ -42,9 +42,9 @@ PictureInspector::PictureInspector(const AVCodecParameters& parameters)
   if (avcodec_parameters_to_context(context_.get(), &parameters) < 0) parser_.reset();
 }
 
-void PictureInspector::inspect(const AVPacket& packet, std::span<const uint8_t> beginning, PacketNote& note) {
+void PictureInspector::inspect(AVPacket const& packet, std::span<uint8_t const> beginning, PacketNote& note) {
   if (!parser_) {
-    const std::optional<PictureHeader> header = headers_.read(beginning);
+    std::optional<PictureHeader> const header = headers_.read(beginning);
     note.bidirectional = header && header->kind == PictureKind::bidirectional;
     return;
   }
@@ -57,15 +57,15 @@ void PictureInspector::inspect(const AVPacket& packet, std::span<const uint8_t> 
 
 namespace {
 
-int reorderDepthOf(const VideoIndex& video) {
+int reorderDepthOf(VideoIndex const& video) {
   // A picture is held back by those decoded before it and shown after it.
   int depth = 0;
   std::vector<uint32_t> ahead;  // ranks decoded so far that exceed the ranks shown so far
   uint32_t shown = 0;
   std::vector<bool> decoded(video.pictures.size(), false);
-  for (const Picture& picture : video.pictures) {
+  for (Picture const& picture : video.pictures) {
     decoded[picture.rank] = true;
-    const auto above = std::lower_bound(ahead.begin(), ahead.end(), picture.rank);
+    auto const above = std::lower_bound(ahead.begin(), ahead.end(), picture.rank);
     depth = std::max(depth, static_cast<int>(ahead.end() - above));
     ahead.insert(above, picture.rank);
     while (shown < decoded.size() && decoded[shown]) ++shown;
@@ -77,13 +77,13 @@ int reorderDepthOf(const VideoIndex& video) {
 }
 
 void measureGroups(VideoIndex& video) {
-  const auto& pictures = video.pictures;
+  auto const& pictures = video.pictures;
   if (video.firstKey >= pictures.size()) return;
   size_t nextKey = video.firstKey + 1;
   while (nextKey < pictures.size() && !pictures[nextKey].key) ++nextKey;
   // Counted in presentation: in decoding, a key picture overtakes those that are shown before it. What is
   // left of a file without a second key picture is one group.
-  const uint32_t firstRank = pictures[video.firstKey].rank;
+  uint32_t const firstRank = pictures[video.firstKey].rank;
   video.gopN = static_cast<int>(nextKey < pictures.size() ? pictures[nextKey].rank - firstRank
                                                           : nextKey - video.firstKey);
   // Anchors are the pictures that go beyond all before them in presentation.
@@ -100,7 +100,7 @@ void measureGroups(VideoIndex& video) {
 // which is not there; in a closed one they can be shown.
 class OpeningProbe {
  public:
-  OpeningProbe(const MediaIndex& index, StreamIndex& stream, const mediafile::FileAccess& access)
+  OpeningProbe(MediaIndex const& index, StreamIndex& stream, mediafile::FileAccess const& access)
       : stream_(stream), pictures_(stream.video.pictures), comesOut_(pictures_.size(), false) {
     std::string error;
     reader_ = PictureReader::open(index, stream, access, error);
@@ -112,10 +112,10 @@ class OpeningProbe {
     if (!reader_ || !codec_) return 0;
     if (!reader_->position(stream_.video.firstKey)) return 0;
     constexpr size_t kMostPictures = 400;
-    const lav::Packet packet = lav::newPacket();
+    lav::Packet const packet = lav::newPacket();
     for (size_t sent = 0; sent < kMostPictures && !reached_; ++sent) {
-      const size_t number = reader_->nextPicture();
-      const PictureReader::Result result = reader_->next(*packet);
+      size_t const number = reader_->nextPicture();
+      PictureReader::Result const result = reader_->next(*packet);
       if (result == PictureReader::Result::end) break;
       if (result == PictureReader::Result::error) continue;
       if (number == stream_.video.firstKey || !stream_.headers.any())
@@ -138,10 +138,10 @@ class OpeningProbe {
 
  private:
   void receive() {
-    const lav::Frame frame = lav::newFrame();
+    lav::Frame const frame = lav::newFrame();
     while (!reached_ && avcodec_receive_frame(codec_.get(), frame.get()) >= 0) {
       if (!stream_.first.seen || (firstIsBroken_ && !lav::damaged(*frame))) note(*frame);
-      const int64_t rank = frame->pts;
+      int64_t const rank = frame->pts;
       if (rank < 0 || rank >= static_cast<int64_t>(comesOut_.size())) continue;
       comesOut_[static_cast<size_t>(rank)] = true;
       if (rank < pictures_[stream_.video.firstKey].rank) continue;
@@ -150,7 +150,7 @@ class OpeningProbe {
     }
   }
 
-  void note(const AVFrame& frame) {
+  void note(AVFrame const& frame) {
     FirstPicture& first = stream_.first;
     first.seen = true;
     firstIsBroken_ = lav::damaged(frame);
@@ -161,12 +161,12 @@ class OpeningProbe {
     first.topFieldFirst = lav::topFieldFirst(frame);
     completeColour(frame);
     // Of MPEG-4 libavcodec tells the clock in which pictures are timed.
-    const AVRational rate = codec_->framerate;
+    AVRational const rate = codec_->framerate;
     if (rate.num > 0 && rate.den > 0 && stream_.codec() != AV_CODEC_ID_MPEG4) first.codedRate = av_q2d(rate);
   }
 
   // The coded headers fill in what the container leaves open: in MXF libavformat reads none of them.
-  void completeColour(const AVFrame& frame) {
+  void completeColour(AVFrame const& frame) {
     AVCodecParameters& colour = *stream_.parameters;
     if (colour.color_primaries == AVCOL_PRI_UNSPECIFIED) colour.color_primaries = frame.color_primaries;
     if (colour.color_trc == AVCOL_TRC_UNSPECIFIED) colour.color_trc = frame.color_trc;
@@ -175,7 +175,7 @@ class OpeningProbe {
   }
 
   StreamIndex& stream_;
-  const HostVector<Picture>& pictures_;
+  HostVector<Picture> const& pictures_;
   std::vector<bool> comesOut_;  // by rank
   std::unique_ptr<PictureReader> reader_;
   lav::CodecContext codec_;
@@ -186,7 +186,7 @@ class OpeningProbe {
 
 void removeLastPicture(StreamIndex& stream) {
   auto& pictures = stream.video.pictures;
-  const Picture last = pictures.back();
+  Picture const last = pictures.back();
   pictures.pop_back();
   for (Picture& picture : pictures)
     if (picture.rank > last.rank) --picture.rank;
@@ -194,11 +194,11 @@ void removeLastPicture(StreamIndex& stream) {
     stream.packets[i].unit = PacketEntry::kNoPicture;
 }
 
-void numberForDisplay(VideoIndex& video, const OpeningProbe& probe, uint32_t reachedRank) {
+void numberForDisplay(VideoIndex& video, OpeningProbe const& probe, uint32_t reachedRank) {
   auto& pictures = video.pictures;
   std::vector<uint32_t> byRank(pictures.size());
   for (size_t i = 0; i < pictures.size(); ++i) byRank[pictures[i].rank] = static_cast<uint32_t>(i);
-  const uint32_t opening = std::max(reachedRank, pictures[video.firstKey].rank);
+  uint32_t const opening = std::max(reachedRank, pictures[video.firstKey].rank);
   video.byDisplay.reserve(pictures.size());
   for (size_t rank = 0; rank < byRank.size(); ++rank) {
     Picture& picture = pictures[byRank[rank]];
@@ -210,11 +210,11 @@ void numberForDisplay(VideoIndex& video, const OpeningProbe& probe, uint32_t rea
 }
 
 // Leaves pictures that never come out whole at either end out of the numbers.
-void dropBrokenEnds(VideoIndex& video, const BrokenEnds& ends) {
+void dropBrokenEnds(VideoIndex& video, BrokenEnds const& ends) {
   auto& shown = video.byDisplay;
   if (ends.first + ends.last == 0) return;
   for (size_t i = 0; i < shown.size(); ++i) {
-    const bool kept = i >= ends.first && i < shown.size() - ends.last;
+    bool const kept = i >= ends.first && i < shown.size() - ends.last;
     video.pictures[shown[i]].display = kept ? static_cast<int32_t>(i - ends.first) : Picture::kNotShown;
   }
   shown.resize(shown.size() - ends.last);
@@ -223,14 +223,14 @@ void dropBrokenEnds(VideoIndex& video, const BrokenEnds& ends) {
 
 }  // namespace
 
-bool takesLongToDecode(const StreamIndex& stream, size_t pictures) {
+bool takesLongToDecode(StreamIndex const& stream, size_t pictures) {
   constexpr int64_t kMostPixels = int64_t{128} * 1920 * 1088;
-  const int64_t pixels = int64_t{stream.parameters->width} * stream.parameters->height;
+  int64_t const pixels = int64_t{stream.parameters->width} * stream.parameters->height;
   return static_cast<int64_t>(pictures) * pixels > kMostPixels;
 }
 
-void buildVideoIndex(const MediaIndex& index, StreamIndex& stream, const std::vector<PacketNote>& notes,
-                     const mediafile::FileAccess& access) {
+void buildVideoIndex(MediaIndex const& index, StreamIndex& stream, std::vector<PacketNote> const& notes,
+                     mediafile::FileAccess const& access) {
   VideoIndex& video = stream.video;
   groupPackets(stream, notes);
   if (video.pictures.empty()) return;
@@ -240,10 +240,10 @@ void buildVideoIndex(const MediaIndex& index, StreamIndex& stream, const std::ve
     video.firstKey = 0;  // no marks: any picture may be a beginning
   video.reorderDepth = reorderDepthOf(video);
   // What never comes out whole has no number, and decoders let it get in the way of others.
-  const bool vouched = containerVouchesForTheEnd(index, stream, access);
+  bool const vouched = containerVouchesForTheEnd(index, stream, access);
   if (!vouched && !lastPictureIsWhole(index, stream, access)) removeLastPicture(stream);
   OpeningProbe probe(index, stream, access);
-  const uint32_t reached = probe.run();
+  uint32_t const reached = probe.run();
   numberForDisplay(video, probe, reached);
   // Streams that can be cut anywhere; other containers list pictures that are there as a whole.
   if (index.bytePositions) dropBrokenEnds(video, brokenEnds(index, stream, access, !vouched));

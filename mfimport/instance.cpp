@@ -8,7 +8,7 @@
 
 namespace mfimport {
 
-mediafile::FileAccess accessOf(const MpegExternalIo& io, const std::string& name) {
+mediafile::FileAccess accessOf(MpegExternalIo const& io, std::string const& name) {
   if (!io.on) return {};
   mediafile::ExternalFunctions functions;
   functions.user = io.user;
@@ -25,7 +25,7 @@ mediafile::FileAccess accessOf(const MpegExternalIo& io, const std::string& name
 
 using namespace mfimport;
 
-int MpegInImpl::report(int result, const char* what, long long number, const std::string& error) const {
+int MpegInImpl::report(int result, char const* what, long long number, std::string const& error) const {
   host.error(formatted("mfimport: '%s': %s %lld: %s", name_.c_str(), what, number, error.c_str()));
   return result;
 }
@@ -42,9 +42,9 @@ void MpegInImpl::close() {
   seiEntries_.clear();
 }
 
-int MpegInImpl::load(const char* name) {
+int MpegInImpl::load(char const* name) {
   // Held until the file is found again, which then need not be parsed again.
-  const std::shared_ptr<const Media> before = media_;
+  std::shared_ptr<Media const> const before = media_;
   close();
   name_ = name;
   access_ = accessOf(self.io, name_);
@@ -61,7 +61,7 @@ int MpegInImpl::load(const char* name) {
 }
 
 void MpegInImpl::publishCounts() {
-  const StreamTable& table = *table_;
+  StreamTable const& table = *table_;
   self.containerType = media_->containerType;
   self.fileSize = media_->fileSize;
   self.nVideo = static_cast<int>(table.video.size());
@@ -80,35 +80,35 @@ void MpegInImpl::publishCounts() {
   self.hasVideoDecoder = anyDecoder(*media_, table.video) ? 1 : 0;
   self.titleIsDvd = 0;
   self.dvFlag = 0;
-  for (const size_t number : table.video)
+  for (size_t const number : table.video)
     if (media_->first().streams[number].codec() == AV_CODEC_ID_DVVIDEO) self.dvFlag = 1;
 }
 
 void MpegInImpl::warnOfAbsentStreams() const {
-  for (const StreamIndex& stream : media_->first().streams) {
+  for (StreamIndex const& stream : media_->first().streams) {
     if (!stream.absent) continue;
-    const char* kind = stream.type() == AVMEDIA_TYPE_VIDEO ? "video" : "audio";
+    char const* kind = stream.type() == AVMEDIA_TYPE_VIDEO ? "video" : "audio";
     host.warning(
         formatted("mfimport: '%s' announces %s stream %d (%s), of which no packet is there: it is left out",
                   name_.c_str(), kind, stream.libavIndex, avcodec_get_name(stream.codec())));
   }
 }
 
-int MpegInImpl::parse(const char* name) {
-  const uint32_t fourcc = self.video.fourcc;
+int MpegInImpl::parse(char const* name) {
+  uint32_t const fourcc = self.video.fourcc;
   self.video = {};
   self.audio = {};
   self.video.fourcc = fourcc;
-  if (const int result = load(name); result != kMpegOk) return result;
+  if (int const result = load(name); result != kMpegOk) return result;
   warnOfAbsentStreams();
   if (!table_->video.empty()) {
     self.video = videoInfo(*media_, table_->video.front());
     self.video.fourcc = fourcc;
   }
-  if (const auto first = table_->firstAudio()) {
+  if (auto const first = table_->firstAudio()) {
     self.audio = audioInfo(media_, *first);
-    const auto& run = table_->audio[kAudioMpegAac];
-    const bool allMpeg = !run.empty() && std::all_of(run.begin(), run.end(), [&](size_t number) {
+    auto const& run = table_->audio[kAudioMpegAac];
+    bool const allMpeg = !run.empty() && std::all_of(run.begin(), run.end(), [&](size_t number) {
       return mpegAudioLayer(media_->first().streams[number].codec()) > 0;
     });
     self.audio.mpegAudio = allMpeg ? 1 : 0;
@@ -116,9 +116,9 @@ int MpegInImpl::parse(const char* name) {
   return kMpegOk;
 }
 
-int MpegInImpl::open(const char* name) {
-  const uint32_t fourcc = self.video.fourcc;
-  const int sampleFormat = self.audio.sampleFormat;
+int MpegInImpl::open(char const* name) {
+  uint32_t const fourcc = self.video.fourcc;
+  int const sampleFormat = self.audio.sampleFormat;
   self.video = {};
   self.audio = {};
   self.video.fourcc = fourcc;
@@ -132,11 +132,11 @@ int MpegInImpl::open(const char* name) {
 }
 
 int MpegInImpl::selectVideo() {
-  const auto wanted = static_cast<size_t>(self.set.videoStream) - 1;
+  auto const wanted = static_cast<size_t>(self.set.videoStream) - 1;
   if (wanted >= table_->video.size())
     return report(kMpegErrorNoStream, "video stream", self.set.videoStream, "it does not exist");
-  const size_t number = table_->video[wanted];
-  const uint32_t fourcc = self.video.fourcc;
+  size_t const number = table_->video[wanted];
+  uint32_t const fourcc = self.video.fourcc;
   self.video = videoInfo(*media_, number);
   self.video.fourcc = fourcc;
   if (self.set.forceFrameRate == 1 && self.video.containerFps > 0)
@@ -153,11 +153,11 @@ int MpegInImpl::selectVideo() {
 }
 
 int MpegInImpl::selectAudio() {
-  const int* selected = std::find_if(std::begin(self.set.audioStream), std::end(self.set.audioStream),
+  int const* selected = std::find_if(std::begin(self.set.audioStream), std::end(self.set.audioStream),
                                      [](int number) { return number > 0; });
   if (selected == std::end(self.set.audioStream)) return kMpegOk;
-  const auto& run = table_->audio[selected - std::begin(self.set.audioStream)];
-  const auto wanted = static_cast<size_t>(*selected) - 1;
+  auto const& run = table_->audio[selected - std::begin(self.set.audioStream)];
+  auto const wanted = static_cast<size_t>(*selected) - 1;
   if (wanted >= run.size()) return report(kMpegErrorNoStream, "audio stream", *selected, "it does not exist");
   self.audio = audioInfo(media_, run[wanted]);
   self.audio.decoderReady = 1;
@@ -175,7 +175,7 @@ int MpegInImpl::selectAudio() {
 
 namespace {
 
-PictureTarget targetOf(const MpegIn& instance) {
+PictureTarget targetOf(MpegIn const& instance) {
   PictureTarget target{};
   std::copy_n(instance.target.plane, 4, target.plane);
   std::copy_n(instance.target.stride, 4, target.stride);
@@ -187,7 +187,7 @@ PictureTarget targetOf(const MpegIn& instance) {
 int MpegInImpl::seekFrame(int frame) {
   if (!video_) return kMpegErrorNoStream;
   std::string error;
-  const int result = video_->seek(frame, self.video.fourcc, targetOf(self), error);
+  int const result = video_->seek(frame, self.video.fourcc, targetOf(self), error);
   if (result == kMpegOk) drawSubpicture();
   return result == kMpegOk || result == kMpegEndOfStream ? result : report(result, "picture", frame, error);
 }
@@ -195,7 +195,7 @@ int MpegInImpl::seekFrame(int frame) {
 int MpegInImpl::nextFrame() {
   if (!video_) return kMpegErrorNoStream;
   std::string error;
-  const int result = video_->next(self.video.fourcc, targetOf(self), error);
+  int const result = video_->next(self.video.fourcc, targetOf(self), error);
   if (result == kMpegOk) drawSubpicture();
   if (result == kMpegOk || result == kMpegEndOfStream) return result;
   return report(result, "picture", video_->position(), error);
@@ -203,9 +203,9 @@ int MpegInImpl::nextFrame() {
 
 // Into the target alone: decoded pictures may be referred to by others, and are kept for backward steps.
 void MpegInImpl::drawSubpicture() {
-  const MpegSettings& set = self.set;
+  MpegSettings const& set = self.set;
   if (!set.displaySubpictures || !set.decodeSubpictures || set.overlay <= set.captionEntries) return;
-  std::span<const uint8_t> palette;
+  std::span<uint8_t const> palette;
   if (set.dvdPalette) palette = set.palette;
   overlay_->draw(video_->position(), set.overlay - set.captionEntries - 1, palette, self.video.fourcc,
                  targetOf(self));
@@ -222,7 +222,7 @@ int MpegInImpl::nextSamples(void* buffer, int count) {
   if (!audio_) return kMpegErrorNoStream;
   if (count < 0 || (count > 0 && !buffer)) return kMpegError;
   std::string error;
-  const int64_t got = audio_->read(static_cast<uint8_t*>(buffer), count, error);
+  int64_t const got = audio_->read(static_cast<uint8_t*>(buffer), count, error);
   return got >= 0 ? static_cast<int>(got) : report(kMpegError, "samples, wanted", count, error);
 }
 
@@ -236,10 +236,10 @@ int MpegInImpl::stats(void* record, int size) const {
 
 int MpegInImpl::extendedHeader(void* record) {
   if (!record || !self.video.present) return kMpegErrorUnsupported;
-  const MpegVideoInfo& info = self.video;
+  MpegVideoInfo const& info = self.video;
   header_ = {info.primaries, info.transfer, info.matrix, info.sourceDepth, info.chromaFormat, 0};
   if (info.sourceDepth > 8) header_.fourcc = self.video.fourcc = mpegFourcc("Y216");
-  *static_cast<const MpegExtendedHeader**>(record) = &header_;
+  *static_cast<MpegExtendedHeader const**>(record) = &header_;
   return kMpegOk;
 }
 
@@ -247,7 +247,7 @@ int MpegInImpl::userDataMpeg(void* record, int size) {
   if (!record || size != static_cast<int>(sizeof(MpegUserData)) || !video_) return kMpegErrorUnsupported;
   userEntries_.clear();
   userPointers_.clear();
-  for (const UserData& data : video_->userData())
+  for (UserData const& data : video_->userData())
     if (data.type == 0xB2)
       userEntries_.push_back({static_cast<int32_t>(data.bytes.size()), data.bytes.data()});
   for (MpegUserDataEntry& entry : userEntries_) userPointers_.push_back(&entry);
@@ -260,10 +260,10 @@ int MpegInImpl::userDataMpeg(void* record, int size) {
 int MpegInImpl::userDataH264(void* record) {
   if (!record || !video_ || !self.video.h264) return kMpegErrorUnsupported;
   seiEntries_.clear();
-  for (const UserData& data : video_->userData())
+  for (UserData const& data : video_->userData())
     seiEntries_.push_back({data.bytes.data(), data.type, static_cast<int32_t>(data.bytes.size())});
   seiList_ = {seiEntries_.data(), static_cast<int32_t>(seiEntries_.size())};
-  *static_cast<const MpegSeiList**>(record) = &seiList_;
+  *static_cast<MpegSeiList const**>(record) = &seiList_;
   return kMpegOk;
 }
 
@@ -290,13 +290,13 @@ int MpegInImpl::videoRequest(int request, void* record, int value) {
   }
 }
 
-int MpegInImpl::sampleFormat(const void* record, int size) {
+int MpegInImpl::sampleFormat(void const* record, int size) {
   if (!record || size != static_cast<int>(sizeof(MpegAacRequest)) || !audio_ || !audio_->isAac())
     return kMpegErrorUnsupported;
   MpegAacRequest request;
   std::memcpy(&request, record, sizeof request);
   if (request.wordSize != 2 && request.wordSize != 4) return kMpegErrorUnsupported;
-  const SampleLayout layout{request.wordSize == 2 ? 16 : 24, false};
+  SampleLayout const layout{request.wordSize == 2 ? 16 : 24, false};
   audio_->setLayout(layout);
   self.audio.bits = layout.bits;
   self.audio.isFloat = 0;
@@ -306,12 +306,12 @@ int MpegInImpl::sampleFormat(const void* record, int size) {
 }
 
 int MpegInImpl::dolbyInfo(int request, void* record, int size) {
-  const size_t wanted = dolbyRecordSize(request);
+  size_t const wanted = dolbyRecordSize(request);
   if (!record || wanted == 0 || size < 0 || static_cast<size_t>(size) != wanted || !dolby_)
     return kMpegErrorUnsupported;
-  const int64_t sample = audio_ ? audio_->position() : 0;
+  int64_t const sample = audio_ ? audio_->position() : 0;
   std::string error;
-  const DolbyInfo* info = dolby_->at(sample, error);
+  DolbyInfo const* info = dolby_->at(sample, error);
   if (!info) return report(kMpegError, "bit stream information at sample", sample, error);
   std::memcpy(record, dolbyRecord(*info, request).data(), wanted);
   return kMpegOk;

@@ -17,7 +17,7 @@
 namespace mfimport {
 
 // Turns the file functions of the public interface into an access; from the file system when they are off.
-mediafile::FileAccess accessOf(const MpegExternalIo& io, const std::string& name);
+mediafile::FileAccess accessOf(MpegExternalIo const& io, std::string const& name);
 
 }  // namespace mfimport
 
@@ -26,8 +26,8 @@ mediafile::FileAccess accessOf(const MpegExternalIo& io, const std::string& name
 struct MpegInImpl {
   MpegInImpl(MpegResourceGetter getter, MpegIn& owner) : self(owner), host(getter) {}
 
-  int parse(const char* name);
-  int open(const char* name);
+  int parse(char const* name);
+  int open(char const* name);
   void close();
 
   int seekFrame(int frame);
@@ -42,7 +42,7 @@ struct MpegInImpl {
   mfimport::HostCallbacks host;
 
  private:
-  int load(const char* name);
+  int load(char const* name);
   int selectVideo();
   int selectAudio();
   void publishCounts();
@@ -52,13 +52,13 @@ struct MpegInImpl {
   int extendedHeader(void* record);
   int userDataMpeg(void* record, int size);
   int userDataH264(void* record);
-  int sampleFormat(const void* record, int size);
+  int sampleFormat(void const* record, int size);
   int dolbyInfo(int request, void* record, int size);
-  int report(int result, const char* what, long long number, const std::string& error) const;
+  int report(int result, char const* what, long long number, std::string const& error) const;
 
   std::string name_;
   mediafile::FileAccess access_;
-  std::shared_ptr<const mfimport::Media> media_;
+  std::shared_ptr<mfimport::Media const> media_;
   std::unique_ptr<mfimport::StreamTable> table_;
   std::unique_ptr<mfimport::VideoDecoder> video_;
   std::unique_ptr<mfimport::Overlay> overlay_;

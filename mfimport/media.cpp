@@ -10,20 +10,20 @@ namespace mfimport {
 namespace {
 
 // The text of a take list. 1 read, 0 the file is something else, negative when it cannot be read.
-int readTakeList(const mediafile::FileAccess& access, const std::string& name, std::string& text,
+int readTakeList(mediafile::FileAccess const& access, std::string const& name, std::string& text,
                  std::string& error) {
-  const auto source = access.open(name, error);
+  auto const source = access.open(name, error);
   if (!source) return -1;
   std::array<uint8_t, 5> head{};
-  const int64_t got = source->readAt(0, head);
+  int64_t const got = source->readAt(0, head);
   if (got < 0) {
     error = "reading failed";
     return -1;
   }
-  if (!isTakeList({reinterpret_cast<const char*>(head.data()), static_cast<size_t>(got)})) return 0;
+  if (!isTakeList({reinterpret_cast<char const*>(head.data()), static_cast<size_t>(got)})) return 0;
   // The size that a caller hands over may be that of all clips together: what can be read counts.
   text.resize(static_cast<size_t>(std::min<int64_t>(source->size(), kTakeListMostBytes + 1)));
-  const int64_t length = source->readAt(0, {reinterpret_cast<uint8_t*>(text.data()), text.size()});
+  int64_t const length = source->readAt(0, {reinterpret_cast<uint8_t*>(text.data()), text.size()});
   if (length < 0) {
     error = "reading failed";
     return -1;
@@ -36,12 +36,12 @@ int readTakeList(const mediafile::FileAccess& access, const std::string& name, s
   return 1;
 }
 
-std::shared_ptr<const Media> openClips(const mediafile::FileAccess& access, const TakeList& list,
-                                       int searchLimitMiB, const HostCallbacks& host, int& result,
+std::shared_ptr<Media const> openClips(mediafile::FileAccess const& access, TakeList const& list,
+                                       int searchLimitMiB, HostCallbacks const& host, int& result,
                                        std::string& error) {
   auto media = std::make_shared<Media>();
   media->containerType = kContainerMp4;
-  for (const TakeListClip& clip : list.clips) {
+  for (TakeListClip const& clip : list.clips) {
     auto index = acquireMediaIndex(access, clip.path, searchLimitMiB, host, result, error);
     if (!index) {
       error.insert(0, "clip '" + clip.path + "' of the take list: ");
@@ -49,7 +49,7 @@ std::shared_ptr<const Media> openClips(const mediafile::FileAccess& access, cons
       return nullptr;
     }
     if (!media->clips.empty()) {
-      const std::string difference = differenceOf(media->first(), *index);
+      std::string const difference = differenceOf(media->first(), *index);
       if (!difference.empty()) {
         error = "clip '" + clip.path + "' of the take list differs from the first one in " + difference;
         result = kMpegErrorTakeList;
@@ -64,26 +64,26 @@ std::shared_ptr<const Media> openClips(const mediafile::FileAccess& access, cons
 }
 
 // The pictures that time the sound: those of the first video stream.
-const StreamIndex* timingVideo(const MediaIndex& index) {
-  for (const StreamIndex& stream : index.streams)
+StreamIndex const* timingVideo(MediaIndex const& index) {
+  for (StreamIndex const& stream : index.streams)
     if (stream.known && stream.type() == AVMEDIA_TYPE_VIDEO && stream.video.rate > 0) return &stream;
   return nullptr;
 }
 
 template <class Parts>
-size_t partAt(const Parts& parts, int64_t number) {
-  const auto after = std::upper_bound(parts.begin(), parts.end(), number,
-                                      [](int64_t wanted, const auto& part) { return wanted < part.first; });
+size_t partAt(Parts const& parts, int64_t number) {
+  auto const after = std::upper_bound(parts.begin(), parts.end(), number,
+                                      [](int64_t wanted, auto const& part) { return wanted < part.first; });
   return static_cast<size_t>(after - parts.begin()) - 1;
 }
 
 }  // namespace
 
-std::string differenceOf(const MediaIndex& first, const MediaIndex& clip) {
+std::string differenceOf(MediaIndex const& first, MediaIndex const& clip) {
   if (first.streams.size() != clip.streams.size()) return "its number of streams";
   for (size_t i = 0; i < first.streams.size(); ++i) {
-    const StreamIndex &a = first.streams[i], &b = clip.streams[i];
-    const std::string number = " of stream " + std::to_string(i);
+    StreamIndex const &a = first.streams[i], &b = clip.streams[i];
+    std::string const number = " of stream " + std::to_string(i);
     if (a.type() != b.type() || a.known != b.known) return "the kind" + number;
     if (a.codec() != b.codec()) return "the codec" + number;
     if (a.type() == AVMEDIA_TYPE_VIDEO) {
@@ -103,11 +103,11 @@ std::string differenceOf(const MediaIndex& first, const MediaIndex& clip) {
   return {};
 }
 
-std::shared_ptr<const Media> openMedia(const mediafile::FileAccess& access, const std::string& name,
-                                       int searchLimitMiB, const HostCallbacks& host, int& result,
+std::shared_ptr<Media const> openMedia(mediafile::FileAccess const& access, std::string const& name,
+                                       int searchLimitMiB, HostCallbacks const& host, int& result,
                                        std::string& error) {
   std::string text;
-  const int kind = readTakeList(access, name, text, error);
+  int const kind = readTakeList(access, name, text, error);
   if (kind < 0) {
     result = kMpegErrorOpen;
     return nullptr;
@@ -127,10 +127,10 @@ std::shared_ptr<const Media> openMedia(const mediafile::FileAccess& access, cons
   return media;
 }
 
-VideoTrack::VideoTrack(std::shared_ptr<const Media> from, size_t streamNumber) : media(std::move(from)) {
-  for (const auto& clip : media->clips) {
-    const StreamIndex& clipStream = clip->streams[streamNumber];
-    const auto count = static_cast<int64_t>(clipStream.video.frames());
+VideoTrack::VideoTrack(std::shared_ptr<Media const> from, size_t streamNumber) : media(std::move(from)) {
+  for (auto const& clip : media->clips) {
+    StreamIndex const& clipStream = clip->streams[streamNumber];
+    auto const count = static_cast<int64_t>(clipStream.video.frames());
     parts.push_back({clip.get(), &clipStream, frames, count});
     frames += count;
   }
@@ -138,20 +138,20 @@ VideoTrack::VideoTrack(std::shared_ptr<const Media> from, size_t streamNumber) :
 
 size_t VideoTrack::partOf(int64_t frame) const { return partAt(parts, frame); }
 
-AudioTrack::AudioTrack(std::shared_ptr<const Media> from, size_t streamNumber, const HostCallbacks* warn)
+AudioTrack::AudioTrack(std::shared_ptr<Media const> from, size_t streamNumber, HostCallbacks const* warn)
     : media(std::move(from)) {
   int64_t framesBefore = 0;
   for (size_t i = 0; i < media->clips.size(); ++i) {
-    const MediaIndex& clip = *media->clips[i];
-    const StreamIndex& clipStream = clip.streams[streamNumber];
+    MediaIndex const& clip = *media->clips[i];
+    StreamIndex const& clipStream = clip.streams[streamNumber];
     Part part{&clip, &clipStream, samples, clipStream.audio.samples, 0};
-    const StreamIndex* video = timingVideo(clip);
-    const bool last = i + 1 == media->clips.size();
+    StreamIndex const* video = timingVideo(clip);
+    bool const last = i + 1 == media->clips.size();
     if (video) framesBefore += static_cast<int64_t>(video->video.frames());
     if (video && !last) {
-      const double samplesPerFrame = clipStream.parameters->sample_rate / video->video.rate;
-      const int64_t wanted = std::llround(static_cast<double>(framesBefore) * samplesPerFrame);
-      const int64_t drift = samples + part.samples - wanted;
+      double const samplesPerFrame = clipStream.parameters->sample_rate / video->video.rate;
+      int64_t const wanted = std::llround(static_cast<double>(framesBefore) * samplesPerFrame);
+      int64_t const drift = samples + part.samples - wanted;
       if (static_cast<double>(std::abs(drift)) >= samplesPerFrame) {
         if (drift > 0) part.samples = std::max<int64_t>(part.samples - drift, 0);
         if (drift < 0) part.silence = -drift;

@@ -18,45 +18,45 @@ using mediafile::Container;
 
 constexpr int kLeastSize = 16, kMostSize = 8192;  // pixels
 
-bool formatIs(const AVFormatContext& format, const char* name) {
-  const char* names = format.iformat->name;
-  const size_t length = std::strlen(name);
-  for (const char* at = names; (at = std::strstr(at, name)); at += length)
+bool formatIs(AVFormatContext const& format, char const* name) {
+  char const* names = format.iformat->name;
+  size_t const length = std::strlen(name);
+  for (char const* at = names; (at = std::strstr(at, name)); at += length)
     if ((at == names || at[-1] == ',') && (at[length] == 0 || at[length] == ',')) return true;
   return false;
 }
 
-bool formatIsAnyOf(const AVFormatContext& format, std::initializer_list<const char*> names) {
-  return std::any_of(names.begin(), names.end(), [&](const char* name) { return formatIs(format, name); });
+bool formatIsAnyOf(AVFormatContext const& format, std::initializer_list<char const*> names) {
+  return std::any_of(names.begin(), names.end(), [&](char const* name) { return formatIs(format, name); });
 }
 
-bool hasStream(const AVFormatContext& format, AVMediaType type, bool (*test)(AVCodecID)) {
-  const std::vector<int> numbered = mediafile::numberedStreams(format);
+bool hasStream(AVFormatContext const& format, AVMediaType type, bool (*test)(AVCodecID)) {
+  std::vector<int> const numbered = mediafile::numberedStreams(format);
   return std::any_of(numbered.begin(), numbered.end(), [&](int index) {
-    const AVCodecParameters& parameters = *format.streams[index]->codecpar;
+    AVCodecParameters const& parameters = *format.streams[index]->codecpar;
     return parameters.codec_type == type && test(parameters.codec_id);
   });
 }
 
 // AVI and Matroska of the DivX profiles: their subtitles can be extracted.
-bool isDmf(const AVFormatContext& format) {
-  const bool fits = !hasStream(format, AVMEDIA_TYPE_VIDEO, [](AVCodecID codec) {
+bool isDmf(AVFormatContext const& format) {
+  bool const fits = !hasStream(format, AVMEDIA_TYPE_VIDEO, [](AVCodecID codec) {
     return !isMpeg4Family(codec) && codec != AV_CODEC_ID_H264 && codec != AV_CODEC_ID_HEVC &&
            codec != AV_CODEC_ID_VC1 && codec != AV_CODEC_ID_WMV3;
   });
   if (!fits) return false;
-  const bool xsub =
+  bool const xsub =
       hasStream(format, AVMEDIA_TYPE_SUBTITLE, [](AVCodecID c) { return c == AV_CODEC_ID_XSUB; });
   if (formatIs(format, "matroska")) {
-    const bool text = hasStream(format, AVMEDIA_TYPE_SUBTITLE, [](AVCodecID codec) {
-      const AVCodecDescriptor* info = avcodec_descriptor_get(codec);
+    bool const text = hasStream(format, AVMEDIA_TYPE_SUBTITLE, [](AVCodecID codec) {
+      AVCodecDescriptor const* info = avcodec_descriptor_get(codec);
       return info && (info->props & AV_CODEC_PROP_TEXT_SUB) != 0;
     });
     return xsub || text;
   }
   if (xsub) return true;
   for (unsigned i = 0; i < format.nb_streams; ++i) {
-    const uint32_t tag = format.streams[i]->codecpar->codec_tag;
+    uint32_t const tag = format.streams[i]->codecpar->codec_tag;
     if (tag == mpegFourcc("DIVX") || tag == mpegFourcc("DX50") || tag == mpegFourcc("DIV3")) return true;
   }
   return false;
@@ -69,14 +69,14 @@ bool isMpeg1System(mediafile::ByteSource& source) {
          head[4] >> 4 == 2;
 }
 
-int isoContainerType(const AVFormatContext& format) {
-  const AVDictionaryEntry* brand = av_dict_get(format.metadata, "major_brand", nullptr, 0);
+int isoContainerType(AVFormatContext const& format) {
+  AVDictionaryEntry const* brand = av_dict_get(format.metadata, "major_brand", nullptr, 0);
   return !brand || std::strcmp(brand->value, "qt  ") == 0 ? kContainerQuickTime : kContainerMp4;
 }
 
-bool isIntraHighDepth(const AVFormatContext& format) {
+bool isIntraHighDepth(AVFormatContext const& format) {
   for (unsigned i = 0; i < format.nb_streams; ++i) {
-    const AVCodecParameters& p = *format.streams[i]->codecpar;
+    AVCodecParameters const& p = *format.streams[i]->codecpar;
     if (p.codec_id == AV_CODEC_ID_H264 && depthOf(static_cast<AVPixelFormat>(p.format)) > 8 &&
         readHeaders(HeaderSyntax::h264, lav::extradata(p), {}).intraProfile)
       return true;
@@ -107,7 +107,7 @@ int containerTypeOf(Container& container) {
   return kContainerOther;
 }
 
-MpegStreamId programStreamId(const AVStream& stream) {
+MpegStreamId programStreamId(AVStream const& stream) {
   // libavformat: 0x1E0 video, 0x1C0 MPEG audio, a bare sub-stream byte for private streams.
   MpegStreamId id{};
   id.id = static_cast<uint8_t>(stream.id & 0xFF);
@@ -115,17 +115,17 @@ MpegStreamId programStreamId(const AVStream& stream) {
   return id;
 }
 
-MpegStreamId transportStreamId(AVFormatContext& format, const AVStream& stream) {
+MpegStreamId transportStreamId(AVFormatContext& format, AVStream const& stream) {
   MpegStreamId id{};
   id.pid = static_cast<uint16_t>(stream.id);
-  const AVCodecParameters& p = *stream.codecpar;
+  AVCodecParameters const& p = *stream.codecpar;
   id.id = p.codec_type == AVMEDIA_TYPE_VIDEO ? 0xE0 : mpegAudioLayer(p.codec_id) ? 0xC0 : 0xBD;
-  if (const AVProgram* program = av_find_program_from_stream(&format, nullptr, stream.index))
+  if (AVProgram const* program = av_find_program_from_stream(&format, nullptr, stream.index))
     id.program = static_cast<uint16_t>(program->program_num);
   return id;
 }
 
-MpegStreamId identityOf(AVFormatContext& format, const AVStream& stream, size_t number, int containerType) {
+MpegStreamId identityOf(AVFormatContext& format, AVStream const& stream, size_t number, int containerType) {
   if (containerType == kContainerMpeg1System || containerType == kContainerMpeg2Program)
     return programStreamId(stream);
   if (containerType == kContainerTransport || containerType == kContainerM2ts)
@@ -135,15 +135,15 @@ MpegStreamId identityOf(AVFormatContext& format, const AVStream& stream, size_t 
   return id;
 }
 
-bool hasDropFrameTimecode(const AVFormatContext& format, const AVStream& stream) {
-  for (const AVDictionary* metadata : {stream.metadata, format.metadata}) {
-    const AVDictionaryEntry* entry = av_dict_get(metadata, "timecode", nullptr, 0);
+bool hasDropFrameTimecode(AVFormatContext const& format, AVStream const& stream) {
+  for (AVDictionary const* metadata : {stream.metadata, format.metadata}) {
+    AVDictionaryEntry const* entry = av_dict_get(metadata, "timecode", nullptr, 0);
     if (entry) return std::strchr(entry->value, ';') != nullptr;
   }
   return false;
 }
 
-bool isKnown(const AVCodecParameters& p, int containerType) {
+bool isKnown(AVCodecParameters const& p, int containerType) {
   switch (p.codec_type) {
     case AVMEDIA_TYPE_VIDEO:
       return isKnownVideo(p.codec_id) && p.width >= kLeastSize && p.height >= kLeastSize &&
@@ -159,9 +159,9 @@ bool isKnown(const AVCodecParameters& p, int containerType) {
 }
 
 StreamIndex describeStream(Container& container, int libavIndex, size_t number, int containerType,
-                           const HostMemory& memory) {
+                           HostMemory const& memory) {
   AVFormatContext& format = container.format();
-  const AVStream& from = *format.streams[libavIndex];
+  AVStream const& from = *format.streams[libavIndex];
   StreamIndex stream(memory);
   stream.libavIndex = libavIndex;
   stream.id = identityOf(format, from, number, containerType);
@@ -182,7 +182,7 @@ StreamIndex describeStream(Container& container, int libavIndex, size_t number, 
 class PacketPass {
  public:
   // Packets of the streams marked in `split` are taken apart and put together to pictures.
-  PacketPass(Container& container, MediaIndex& index, const std::vector<bool>& split)
+  PacketPass(Container& container, MediaIndex& index, std::vector<bool> const& split)
       : container_(container), index_(index), needsSplitting_(split), beginnings_(split.size()) {
     splitters_.resize(split.size());
     byLibavIndex_.assign(container.format().nb_streams, -1);
@@ -191,7 +191,7 @@ class PacketPass {
     verified_.assign(index.streams.size(), 0);
     mismatched_.assign(index.streams.size(), false);
     for (size_t i = 0; i < index.streams.size(); ++i) {
-      const StreamIndex& stream = index.streams[i];
+      StreamIndex const& stream = index.streams[i];
       byLibavIndex_[static_cast<size_t>(stream.libavIndex)] = static_cast<int>(i);
       if (split[i])
         splitters_[i] = std::make_unique<PictureSplitter>(*stream.parameters);
@@ -206,7 +206,7 @@ class PacketPass {
   // file. Ends where a read fails.
   void run(mediafile::Skim skim, bool compareWithFile) {
     constexpr int kMostErrors = 64;
-    const lav::Packet packet = lav::newPacket();
+    lav::Packet const packet = lav::newPacket();
     int errors = 0, count = 0;
     bool skimming = false;
     while (errors < kMostErrors) {
@@ -215,7 +215,7 @@ class PacketPass {
         container_.setSkim(skim);
         skimming = true;
       }
-      const int result = container_.read(*packet);
+      int const result = container_.read(*packet);
       if (result == AVERROR_EOF || container_.broken()) break;
       if (result < 0) {
         ++errors;
@@ -236,14 +236,14 @@ class PacketPass {
       finish(index_.streams[i], verified_[i], mismatched_[i]);
   }
 
-  const std::vector<PacketNote>& notes(size_t stream) const { return notes_[stream]; }
+  std::vector<PacketNote> const& notes(size_t stream) const { return notes_[stream]; }
 
   // By stream: packets are no pictures. When that has changed, the pass ended early and is to be repeated.
-  const std::vector<bool>& needsSplitting() const { return needsSplitting_; }
+  std::vector<bool> const& needsSplitting() const { return needsSplitting_; }
 
  private:
   // The demultiplexer marks no key pictures of H.264 and HEVC in MXF, and not all files tell their order.
-  bool tellsTooLittle(const StreamIndex& stream) const {
+  bool tellsTooLittle(StreamIndex const& stream) const {
     return mediafile::isMxf(container_.format()) &&
            (stream.codec() == AV_CODEC_ID_H264 || stream.codec() == AV_CODEC_ID_HEVC);
   }
@@ -259,10 +259,10 @@ class PacketPass {
     return true;
   }
 
-  void take(const AVPacket& packet, bool compare) {
-    const auto at = static_cast<size_t>(packet.stream_index);
+  void take(AVPacket const& packet, bool compare) {
+    auto const at = static_cast<size_t>(packet.stream_index);
     if (at >= byLibavIndex_.size() || byLibavIndex_[at] < 0 || packet.size <= 0) return;
-    const auto number = static_cast<size_t>(byLibavIndex_[at]);
+    auto const number = static_cast<size_t>(byLibavIndex_[at]);
     StreamIndex& stream = index_.streams[number];
     // In the tables of MP4 a packet is only marked so when the file ends within it.
     if (index_.packetsAsTheyLie && (packet.flags & AV_PKT_FLAG_CORRUPT) != 0) return;
@@ -279,7 +279,7 @@ class PacketPass {
     else if (stream.type() == AVMEDIA_TYPE_VIDEO)
       verifyKey(packet, stream.codec(), note);
     keepBeginning(packet, number);
-    const uint32_t fingerprint = index_.packetsAsTheyLie ? 0 : fingerprintOf(lav::payload(packet));
+    uint32_t const fingerprint = index_.packetsAsTheyLie ? 0 : fingerprintOf(lav::payload(packet));
     stream.packets.push_back({packet.pts, packet.dts, packet.pos, packet.size, 0, fingerprint});
     if (isBitmapSubtitle(stream.codec())) noteSubpicture(stream, lav::payload(packet));
     notes_[number].push_back(note);
@@ -292,14 +292,14 @@ class PacketPass {
 
   // The first packets of a stream whose pictures the demultiplexer does not tell apart itself, as long as
   // payload is read anyway.
-  void keepBeginning(const AVPacket& packet, size_t number) {
+  void keepBeginning(AVPacket const& packet, size_t number) {
     constexpr size_t kMostPackets = 16, kMostBytes = size_t{4} << 20;
-    const StreamIndex& stream = index_.streams[number];
+    StreamIndex const& stream = index_.streams[number];
     Beginning& beginning = beginnings_[number];
     if (splitters_[number] || beginning.judged || index_.bytePositions || !stream.known ||
         stream.type() != AVMEDIA_TYPE_VIDEO)
       return;
-    const std::span<const uint8_t> payload = lav::payload(packet);
+    std::span<uint8_t const> const payload = lav::payload(packet);
     beginning.bytes += payload.size();
     beginning.packets.emplace_back(payload.begin(), payload.end());
     beginning.packets.back().resize(payload.size() + AV_INPUT_BUFFER_PADDING_SIZE);
@@ -330,11 +330,11 @@ class PacketPass {
     StreamIndex& stream = index_.streams[number];
     if (!index_.packetsAsTheyLie || inspectors_[number] || splitters_[number]) return;
     constexpr size_t kMostRead = 2048, kRun = 4, kRuns = 64;
-    const size_t packets = stream.packets.size();
+    size_t const packets = stream.packets.size();
     if (packets > kMostRead) {
       bool reordered = false;
       for (size_t run = 0; run < kRuns && !reordered; ++run) {
-        const size_t from = run * (packets - kRun) / kRuns;
+        size_t const from = run * (packets - kRun) / kRuns;
         reordered = inspectRange(number, from, from + kRun);
       }
       if (!reordered) return;
@@ -345,12 +345,12 @@ class PacketPass {
   // True when a bidirectional picture is among them.
   bool inspectRange(size_t number, size_t from, size_t to) {
     constexpr int kUpToTheSlice = 2048;
-    const StreamIndex& stream = index_.streams[number];
+    StreamIndex const& stream = index_.streams[number];
     PictureInspector inspector(*stream.parameters);
-    const lav::Packet packet = lav::newPacket();
+    lav::Packet const packet = lav::newPacket();
     bool reordered = false;
     for (size_t i = from; i < to; ++i) {
-      const PacketEntry& entry = stream.packets[i];
+      PacketEntry const& entry = stream.packets[i];
       packet->pts = entry.pts;
       packet->dts = entry.dts;
       packet->pos = entry.position;
@@ -366,16 +366,16 @@ class PacketPass {
     return reordered;
   }
 
-  static void noteSubpicture(StreamIndex& stream, std::span<const uint8_t> payload) {
-    const auto number = static_cast<uint32_t>(stream.packets.size() - 1);
-    const bool further = number > 0 && continuesSubpicture(*stream.parameters, payload);
+  static void noteSubpicture(StreamIndex& stream, std::span<uint8_t const> payload) {
+    auto const number = static_cast<uint32_t>(stream.packets.size() - 1);
+    bool const further = number > 0 && continuesSubpicture(*stream.parameters, payload);
     stream.packets.back().unit = further ? stream.packets[number - 1].unit : number;
     if (beginsSubpictures(*stream.parameters, payload)) stream.subpictureStarts.push_back(number);
   }
 
   // Marks of the container are checked where they are known to lie: phones mark H.263 and MPEG-4 pictures
   // that are no beginnings, and MXF without an index table marks none.
-  void verifyKey(const AVPacket& packet, AVCodecID codec, PacketNote& note) {
+  void verifyKey(AVPacket const& packet, AVCodecID codec, PacketNote& note) {
     switch (codec) {
       case AV_CODEC_ID_H263:
         note.key = isIntraH263(beginningOf(packet)).value_or(note.key);
@@ -393,18 +393,18 @@ class PacketPass {
   }
 
   // The headers of a picture, straight from the file where the demultiplexer may skim it.
-  std::span<const uint8_t> beginningOf(const AVPacket& packet, int most = 1024) {
+  std::span<uint8_t const> beginningOf(AVPacket const& packet, int most = 1024) {
     if (!index_.packetsAsTheyLie || packet.pos < 0) return lav::payload(packet);
-    const auto wanted = static_cast<size_t>(std::min(packet.size, most));
+    auto const wanted = static_cast<size_t>(std::min(packet.size, most));
     buffer_.assign(wanted + AV_INPUT_BUFFER_PADDING_SIZE, 0);
-    const int64_t got = container_.source().readAt(packet.pos, std::span(buffer_).first(wanted));
+    int64_t const got = container_.source().readAt(packet.pos, std::span(buffer_).first(wanted));
     return std::span(buffer_).first(static_cast<size_t>(std::max<int64_t>(got, 0)));
   }
 
-  static void readSkip(const AVPacket& packet, PacketNote& note) {
-    const auto skip = lav::sideData(packet, AV_PKT_DATA_SKIP_SAMPLES);
+  static void readSkip(AVPacket const& packet, PacketNote& note) {
+    auto const skip = lav::sideData(packet, AV_PKT_DATA_SKIP_SAMPLES);
     if (skip.size() < 8) return;
-    const auto little = [&](size_t at) {
+    auto const little = [&](size_t at) {
       return static_cast<uint32_t>(skip[at]) | static_cast<uint32_t>(skip[at + 1]) << 8 |
              static_cast<uint32_t>(skip[at + 2]) << 16 | static_cast<uint32_t>(skip[at + 3]) << 24;
     };
@@ -413,10 +413,10 @@ class PacketPass {
     note.skipEnd = little(4);
   }
 
-  void compareOne(const AVPacket& packet, size_t number) {
+  void compareOne(AVPacket const& packet, size_t number) {
     if (verified_[number] >= kPacketsCompared) return;
     buffer_.resize(static_cast<size_t>(packet.size));
-    const bool equal = packet.pos >= 0 && container_.source().readAt(packet.pos, buffer_) == packet.size &&
+    bool const equal = packet.pos >= 0 && container_.source().readAt(packet.pos, buffer_) == packet.size &&
                        std::equal(buffer_.begin(), buffer_.end(), packet.data);
     if (equal)
       ++verified_[number];
@@ -427,7 +427,7 @@ class PacketPass {
   void finish(StreamIndex& stream, int verified, bool mismatched) const {
     stream.packets.shrink_to_fit();
     stream.direct = verified > 0 && !mismatched;
-    for (const PacketEntry& entry : stream.packets)
+    for (PacketEntry const& entry : stream.packets)
       if (entry.position < 0 || entry.size > index_.fileSize - entry.position) stream.direct = false;
   }
 
@@ -459,8 +459,8 @@ mediafile::Skim skimOf(Container& container) {
   return mediafile::isMxf(container.format()) ? mediafile::Skim::largeReads : mediafile::Skim::off;
 }
 
-std::unique_ptr<Container> openContainer(const mediafile::FileAccess& access, const std::string& name,
-                                         const mediafile::ContainerOptions& options, int& result,
+std::unique_ptr<Container> openContainer(mediafile::FileAccess const& access, std::string const& name,
+                                         mediafile::ContainerOptions const& options, int& result,
                                          std::string& error) {
   auto source = access.open(name, error);
   if (!source) {
@@ -473,8 +473,8 @@ std::unique_ptr<Container> openContainer(const mediafile::FileAccess& access, co
   return container;
 }
 
-std::shared_ptr<MediaIndex> buildFrom(const mediafile::FileAccess& access, const std::string& name,
-                                      int searchLimitMiB, const HostCallbacks& host, int& result,
+std::shared_ptr<MediaIndex> buildFrom(mediafile::FileAccess const& access, std::string const& name,
+                                      int searchLimitMiB, HostCallbacks const& host, int& result,
                                       std::string& error) {
   auto index = std::make_shared<MediaIndex>();
   index->name = name;
@@ -487,17 +487,17 @@ std::shared_ptr<MediaIndex> buildFrom(const mediafile::FileAccess& access, const
   index->fileSize = container->source().size();
 
   AVFormatContext& format = container->format();
-  const bool iso = mediafile::isIsoMedia(format);
+  bool const iso = mediafile::isIsoMedia(format);
   index->containerType = containerTypeOf(*container);
   index->packetsAsTheyLie = container->unparsed();
   index->bytePositions = formatIsAnyOf(format, {"mpegts", "mpeg", "mpegvideo", "m4v", "h264", "hevc", "vc1"});
   for (unsigned i = 0; i < format.nb_streams; ++i)
     if (format.streams[i]->codecpar->codec_id == AV_CODEC_ID_DVD_NAV) index->dvdNavigation = true;
-  for (const int at : mediafile::numberedStreams(format))
+  for (int const at : mediafile::numberedStreams(format))
     index->streams.push_back(
         describeStream(*container, at, index->streams.size(), index->containerType, host.memory()));
 
-  const bool plainLayout = iso || formatIsAnyOf(format, {"wav", "w64", "aiff"});
+  bool const plainLayout = iso || formatIsAnyOf(format, {"wav", "w64", "aiff"});
   std::vector<bool> split(index->streams.size(), false);
   auto pass = std::make_unique<PacketPass>(*container, *index, split);
   pass->run(skimOf(*container), plainLayout);
@@ -524,10 +524,10 @@ std::shared_ptr<MediaIndex> buildFrom(const mediafile::FileAccess& access, const
 }
 
 // Whatever reads failed on the way, an index made in spite of it would be that of a shorter film.
-std::shared_ptr<MediaIndex> build(const mediafile::FileAccess& access, const std::string& name,
-                                  int searchLimitMiB, const HostCallbacks& host, int& result,
+std::shared_ptr<MediaIndex> build(mediafile::FileAccess const& access, std::string const& name,
+                                  int searchLimitMiB, HostCallbacks const& host, int& result,
                                   std::string& error) {
-  const auto watch = std::make_shared<mediafile::ReadWatch>();
+  auto const watch = std::make_shared<mediafile::ReadWatch>();
   auto index = buildFrom(access.watchedBy(watch), name, searchLimitMiB, host, result, error);
   if (!watch->failed()) return index;
   result = kMpegErrorOpen;
@@ -539,16 +539,16 @@ std::shared_ptr<MediaIndex> build(const mediafile::FileAccess& access, const std
 // of indexing it again, without holding up those of other files.
 struct Slot {
   std::mutex mutex;
-  std::weak_ptr<const MediaIndex> index;
+  std::weak_ptr<MediaIndex const> index;
 };
 
 class IndexCache {
  public:
-  std::shared_ptr<Slot> slot(const std::string& identity) {
-    const std::lock_guard lock(mutex_);
-    std::erase_if(slots_, [](const auto& entry) {
+  std::shared_ptr<Slot> slot(std::string const& identity) {
+    std::lock_guard const lock(mutex_);
+    std::erase_if(slots_, [](auto const& entry) {
       if (entry.second.use_count() != 1) return false;
-      const std::unique_lock idle(entry.second->mutex, std::try_to_lock);
+      std::unique_lock const idle(entry.second->mutex, std::try_to_lock);
       return idle && entry.second->index.expired();
     });
     std::shared_ptr<Slot>& slot = slots_[identity];
@@ -568,12 +568,12 @@ IndexCache& cache() {
 
 }  // namespace
 
-uint32_t fingerprintOf(std::span<const uint8_t> packet) {
+uint32_t fingerprintOf(std::span<uint8_t const> packet) {
   constexpr size_t kBegin = 192, kEnd = 64;
   constexpr uint32_t kOffset = 2166136261U, kPrime = 16777619U;  // FNV-1a
   uint32_t hash = kOffset;
-  const auto add = [&](std::span<const uint8_t> bytes) {
-    for (const uint8_t byte : bytes) hash = (hash ^ byte) * kPrime;
+  auto const add = [&](std::span<uint8_t const> bytes) {
+    for (uint8_t const byte : bytes) hash = (hash ^ byte) * kPrime;
   };
   add(packet.first(std::min(packet.size(), kBegin)));
   if (packet.size() > kBegin) add(packet.last(std::min(packet.size() - kBegin, kEnd)));
@@ -581,10 +581,10 @@ uint32_t fingerprintOf(std::span<const uint8_t> packet) {
 }
 
 size_t VideoIndex::startFor(size_t display) const {
-  const size_t target = byDisplay[display];
+  size_t const target = byDisplay[display];
   // libavcodec's H.264 decoder withholds what follows a recovery point when the stream ends before that has
   // come out.
-  const size_t held = reorderDepth > 0 ? static_cast<size_t>(reorderDepth) + 2 : 0;
+  size_t const held = reorderDepth > 0 ? static_cast<size_t>(reorderDepth) + 2 : 0;
   for (size_t i = target + 1; i-- > firstKey;)
     if (pictures[i].key && pictures[i].rank <= pictures[target].rank && pictures.size() - i > held) return i;
   return firstKey;
@@ -598,27 +598,27 @@ size_t VideoIndex::keyBefore(size_t picture) const {
 
 size_t AudioIndex::packetOf(int64_t sample) const {
   // Spans that keep nothing share their first sample with the span after; the last of equals delivers.
-  const auto after =
+  auto const after =
       std::upper_bound(spans.begin(), spans.end(), sample,
-                       [](int64_t wanted, const SampleSpan& span) { return wanted < span.first; });
+                       [](int64_t wanted, SampleSpan const& span) { return wanted < span.first; });
   auto at = static_cast<size_t>(after - spans.begin()) - 1;
   while (at > 0 && spans[at].keep == 0) --at;
   return at;
 }
 
-std::shared_ptr<const MediaIndex> acquireMediaIndex(const mediafile::FileAccess& access,
-                                                    const std::string& name, int searchLimitMiB,
-                                                    const HostCallbacks& host, int& result,
+std::shared_ptr<MediaIndex const> acquireMediaIndex(mediafile::FileAccess const& access,
+                                                    std::string const& name, int searchLimitMiB,
+                                                    HostCallbacks const& host, int& result,
                                                     std::string& error) {
-  const std::string identity = access.identity(name);
+  std::string const identity = access.identity(name);
   if (identity.empty()) return build(access, name, searchLimitMiB, host, result, error);
-  const std::shared_ptr<Slot> slot = cache().slot(identity + " " + std::to_string(searchLimitMiB));
-  const std::lock_guard lock(slot->mutex);
+  std::shared_ptr<Slot> const slot = cache().slot(identity + " " + std::to_string(searchLimitMiB));
+  std::lock_guard const lock(slot->mutex);
   if (auto known = slot->index.lock()) {
     result = kMpegOk;
     return known;
   }
-  std::shared_ptr<const MediaIndex> built = build(access, name, searchLimitMiB, host, result, error);
+  std::shared_ptr<MediaIndex const> built = build(access, name, searchLimitMiB, host, result, error);
   slot->index = built;
   return built;
 }

@@ -35,7 +35,7 @@ struct PacketEntry {
 
 // Tells packets of equal size apart, which in transport and program streams neither position nor stamp does
 // reliably.
-uint32_t fingerprintOf(std::span<const uint8_t> packet);
+uint32_t fingerprintOf(std::span<uint8_t const> packet);
 
 // One coded picture, frame or pair of fields.
 struct Picture {
@@ -50,7 +50,7 @@ struct Picture {
 };
 
 struct VideoIndex {
-  explicit VideoIndex(const HostMemory& memory)
+  explicit VideoIndex(HostMemory const& memory)
       : pictures(HostAllocator<Picture>(memory)), byDisplay(HostAllocator<uint32_t>(memory)) {}
 
   size_t frames() const { return byDisplay.size(); }
@@ -82,7 +82,7 @@ struct SampleSpan {
 };
 
 struct AudioIndex {
-  explicit AudioIndex(const HostMemory& memory)
+  explicit AudioIndex(HostMemory const& memory)
       : spans(HostAllocator<SampleSpan>(memory)), wholePairs(HostAllocator<uint32_t>(memory)) {}
 
   // The packet that delivers `sample`, which must be in range.
@@ -104,7 +104,7 @@ struct FirstPicture {
 };
 
 struct StreamIndex {
-  explicit StreamIndex(const HostMemory& memory)
+  explicit StreamIndex(HostMemory const& memory)
       : packets(HostAllocator<PacketEntry>(memory)),
         video(memory),
         audio(memory),
@@ -147,9 +147,9 @@ struct MediaIndex {
 
 // The index of `name`, from the process-wide cache or built now. Null on failure, told in `result`
 // (MpegResult) and `error`. Safe in any thread.
-std::shared_ptr<const MediaIndex> acquireMediaIndex(const mediafile::FileAccess& access,
-                                                    const std::string& name, int searchLimitMiB,
-                                                    const HostCallbacks& host, int& result,
+std::shared_ptr<MediaIndex const> acquireMediaIndex(mediafile::FileAccess const& access,
+                                                    std::string const& name, int searchLimitMiB,
+                                                    HostCallbacks const& host, int& result,
                                                     std::string& error);
 
 }  // namespace mfimport

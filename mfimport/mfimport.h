@@ -127,8 +127,8 @@ struct MpegExternalIo {
   int on;  // 1 to use the functions below
   void* user;
   int64_t size;  // bytes, of the file named in the opening call
-  void* (*open)(void* user, const char* name, int mode);
-  void* (*openW)(void* user, const wchar_t* name, int mode);
+  void* (*open)(void* user, char const* name, int mode);
+  void* (*openW)(void* user, wchar_t const* name, int mode);
   int64_t (*seek)(void* user, void* handle, int64_t position, int whence);
   int (*read)(void* user, void* handle, void* buffer, int bytes);
   int (*close)(void* user, void* handle);
@@ -161,7 +161,7 @@ struct MpegInImpl;
 // everything else is the library's to write and stays valid until the next opening, mpegInClose or
 // mpegInFree. Strings and arrays are owned by the library.
 struct MpegIn {
-  const char* fileName;  // written around mpegInGetInfo, UTF-8 or bytes of the file system
+  char const* fileName;  // written around mpegInGetInfo, UTF-8 or bytes of the file system
   MpegSettings set;
   MpegExternalIo io;
 
@@ -186,9 +186,9 @@ struct MpegIn {
   int smartRenderOnly;          // written by the caller: packets are passed through, nothing is decoded
   MpegVideoInfo video;          // of the selected stream; after parsing alone, of the first
   MpegAudioInfo audio;          // likewise
-  const MpegStreamId* videoId;  // nVideo records
-  const MpegStreamId* audioId[kAudioFormats];  // nAudio[f] records each
-  const MpegStreamId* subpictureId;            // nSubpictures records
+  MpegStreamId const* videoId;  // nVideo records
+  MpegStreamId const* audioId[kAudioFormats];  // nAudio[f] records each
+  MpegStreamId const* subpictureId;            // nSubpictures records
 
   MpegInImpl* impl;
 };
@@ -207,7 +207,7 @@ enum MpegResult {
   kMpegErrorMemory = -107
 };
 
-constexpr uint32_t mpegFourcc(const char (&text)[5]) {
+constexpr uint32_t mpegFourcc(char const (&text)[5]) {
   return static_cast<uint32_t>(static_cast<unsigned char>(text[0])) |
          static_cast<uint32_t>(static_cast<unsigned char>(text[1])) << 8 |
          static_cast<uint32_t>(static_cast<unsigned char>(text[2])) << 16 |
@@ -257,7 +257,7 @@ struct MpegDecodeStats {
 // User data of the current picture, ISO/IEC 13818-2 6.2.2.2.2: bytes after the start code.
 struct MpegUserDataEntry {
   int32_t size;
-  const uint8_t* data;
+  uint8_t const* data;
 };
 struct MpegUserData {
   int32_t count;
@@ -267,12 +267,12 @@ static_assert(sizeof(MpegUserData) == 16);
 
 // SEI messages of the current picture, ISO/IEC 14496-10 annex D: payloads without emulation bytes.
 struct MpegSeiEntry {
-  const uint8_t* data;
+  uint8_t const* data;
   int32_t type;  // 4 registered by ITU-T T.35, 5 unregistered
   int32_t size;
 };
 struct MpegSeiList {
-  const MpegSeiEntry* entries;
+  MpegSeiEntry const* entries;
   int32_t count;
 };
 
@@ -408,7 +408,7 @@ extern "C" {
 // Hands out callbacks by name: "malloc" void*(size_t), "free" void(void*), "err_printf", "wrn_printf",
 // "inf_printf" void(const char*, ...), "prg_printf" void(int, const char*, ...). An unknown name gives
 // null, and a null callback is never called. Allocations may come from threads of the decoder.
-typedef void* (*MpegResourceGetter)(const char* name);
+typedef void* (*MpegResourceGetter)(char const* name);
 
 // A new instance, or null. `getter` may be null. To be released with mpegInFree.
 MFIMPORT_API MpegIn* mpegInNew(MpegResourceGetter getter, int reserved);
@@ -419,7 +419,7 @@ MFIMPORT_API int mpegInGetInfo(MpegIn* instance);
 
 // Opens the file for decoding the streams selected in `set`. 0 when ready, or a MpegResult. An instance
 // opened before is closed first. `name` may be the take list of a camera card ("XMP4").
-MFIMPORT_API int mpegInOpen(MpegIn* instance, const char* name);
+MFIMPORT_API int mpegInOpen(MpegIn* instance, char const* name);
 
 // `request` one of MpegVideoAux. 0, or a MpegResult. Thread settings take effect at the next seek.
 MFIMPORT_API int mpegInVideoAuxinfo(MpegIn* instance, int reserved, int request, void* record, int value);
@@ -491,7 +491,7 @@ struct MfUnit {
 // Null on failure; released with mfimportFree, which closes first. Both arguments are reserved, 0.
 MFIMPORT_API MfHandle* mfimportNew(MpegResourceGetter getter, int reserved);
 // `settings` may be null. 0, or a MpegResult.
-MFIMPORT_API int mfimportFileOpen(MfHandle* handle, const char* name, const MfSettings* settings);
+MFIMPORT_API int mfimportFileOpen(MfHandle* handle, char const* name, MfSettings const* settings);
 MFIMPORT_API int mfimportGetContainerInfo(MfHandle* handle, MfContainerInfo* info);
 MFIMPORT_API int mfimportGetTitleInfo(MfHandle* handle, int title, MfTitleInfo* info);
 MFIMPORT_API int mfimportGetStreamInfo(MfHandle* handle, int title, int stream, MfStreamInfo* info);

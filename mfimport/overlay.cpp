@@ -9,12 +9,12 @@ namespace mfimport {
 namespace {
 
 // As the decoder of DVD subpictures takes it: RRGGBB of sixteen colours, from 0, Y, Cr, Cb of ITU-R BT.601.
-std::string paletteText(std::span<const uint8_t> palette) {
+std::string paletteText(std::span<uint8_t const> palette) {
   std::string text;
   for (size_t i = 0; i + 4 <= palette.size(); i += 4) {
-    const double luma = (palette[i + 1] - 16) * 255.0 / 219;
-    const double cr = (palette[i + 2] - 128) * 255.0 / 224, cb = (palette[i + 3] - 128) * 255.0 / 224;
-    const auto level = [](double value) {
+    double const luma = (palette[i + 1] - 16) * 255.0 / 219;
+    double const cr = (palette[i + 2] - 128) * 255.0 / 224, cb = (palette[i + 3] - 128) * 255.0 / 224;
+    auto const level = [](double value) {
       return static_cast<unsigned>(std::clamp(value + 0.5, 0.0, 255.0));
     };
     if (!text.empty()) text += ',';
@@ -35,8 +35,8 @@ SubpictureCanvas dvdCanvas(int width, int height) {
 
 }  // namespace
 
-Overlay::Overlay(std::shared_ptr<const Media> media, size_t videoNumber, std::vector<size_t> subpictures,
-                 mediafile::FileAccess access, const HostCallbacks& host)
+Overlay::Overlay(std::shared_ptr<Media const> media, size_t videoNumber, std::vector<size_t> subpictures,
+                 mediafile::FileAccess access, HostCallbacks const& host)
     : media_(std::move(media)),
       video_(media_->first().streams[videoNumber]),
       subpictures_(std::move(subpictures)),
@@ -45,7 +45,7 @@ Overlay::Overlay(std::shared_ptr<const Media> media, size_t videoNumber, std::ve
   if (media_->clips.size() > 1) subpictures_.clear();
 }
 
-void Overlay::select(size_t subpicture, std::span<const uint8_t> dvdPalette) {
+void Overlay::select(size_t subpicture, std::span<uint8_t const> dvdPalette) {
   if (times_.empty()) times_ = displayStamps(video_);
   packetsBefore_ = packets();
   reader_.reset();
@@ -57,12 +57,12 @@ void Overlay::select(size_t subpicture, std::span<const uint8_t> dvdPalette) {
   prepared_.reset();
 }
 
-void Overlay::draw(int64_t picture, int subpicture, std::span<const uint8_t> dvdPalette, uint32_t fourcc,
-                   const PictureTarget& target) {
+void Overlay::draw(int64_t picture, int subpicture, std::span<uint8_t const> dvdPalette, uint32_t fourcc,
+                   PictureTarget const& target) {
   if (subpicture < 0 || static_cast<size_t>(subpicture) >= subpictures_.size()) return;
   if (selected_ != static_cast<size_t>(subpicture)) select(static_cast<size_t>(subpicture), dvdPalette);
   if (picture < 0 || static_cast<size_t>(picture) >= times_.size()) return;
-  const std::shared_ptr<const Subpicture>& due = reader_->at(times_[static_cast<size_t>(picture)]);
+  std::shared_ptr<Subpicture const> const& due = reader_->at(times_[static_cast<size_t>(picture)]);
   if (due != shown_ || fourcc != preparedFourcc_) {
     shown_ = due;
     prepare(fourcc);
@@ -74,10 +74,10 @@ void Overlay::prepare(uint32_t fourcc) {
   preparedFourcc_ = fourcc;
   prepared_.reset();
   if (!shown_ || shown_->bitmaps.empty()) return;
-  const AVCodecParameters& picture = *video_.parameters;
+  AVCodecParameters const& picture = *video_.parameters;
   SubpictureCanvas canvas = shown_->canvas;
   if (canvas.width <= 0 || canvas.height <= 0) canvas = dvdCanvas(picture.width, picture.height);
-  const PictureColours colours{picture.color_space, picture.color_range == AVCOL_RANGE_JPEG};
+  PictureColours const colours{picture.color_space, picture.color_range == AVCOL_RANGE_JPEG};
   prepared_.emplace(shown_->bitmaps, canvas, fourcc, picture.width, picture.height, colours);
 }
 

@@ -11,10 +11,10 @@ struct PoolDeleter {
 
 class DirectReader final : public PacketReader {
  public:
-  DirectReader(const StreamIndex& stream, std::unique_ptr<mediafile::ByteSource> source)
+  DirectReader(StreamIndex const& stream, std::unique_ptr<mediafile::ByteSource> source)
       : stream_(stream), source_(std::move(source)) {
     int32_t largest = 0;
-    for (const PacketEntry& entry : stream.packets) largest = std::max(largest, entry.size);
+    for (PacketEntry const& entry : stream.packets) largest = std::max(largest, entry.size);
     pool_.reset(lav::checked(
         av_buffer_pool_init(static_cast<size_t>(largest) + AV_INPUT_BUFFER_PADDING_SIZE, nullptr)));
   }
@@ -26,12 +26,12 @@ class DirectReader final : public PacketReader {
 
   Result next(AVPacket& packet) override {
     if (next_ >= stream_.packets.size()) return Result::end;
-    const PacketEntry& entry = stream_.packets[next_++];
-    const auto size = static_cast<size_t>(entry.size);
+    PacketEntry const& entry = stream_.packets[next_++];
+    auto const size = static_cast<size_t>(entry.size);
     packet.buf = lav::checked(av_buffer_pool_get(pool_.get()));
     packet.data = packet.buf->data;
     packet.size = entry.size;
-    const int64_t got = source_->readAt(entry.position, {packet.data, size});
+    int64_t const got = source_->readAt(entry.position, {packet.data, size});
     std::fill_n(packet.data + size, AV_INPUT_BUFFER_PADDING_SIZE, uint8_t{0});
     if (got == entry.size) return Result::packet;
     av_packet_unref(&packet);
@@ -41,7 +41,7 @@ class DirectReader final : public PacketReader {
   size_t nextNumber() const override { return next_; }
 
  private:
-  const StreamIndex& stream_;
+  StreamIndex const& stream_;
   std::unique_ptr<mediafile::ByteSource> source_;
   std::unique_ptr<AVBufferPool, PoolDeleter> pool_;
   size_t next_ = 0;
@@ -51,7 +51,7 @@ class DirectReader final : public PacketReader {
 // index which packet it met, and reads on to the wanted one.
 class DemuxReader final : public PacketReader {
  public:
-  DemuxReader(const MediaIndex& index, const StreamIndex& stream, const mediafile::FileAccess& access)
+  DemuxReader(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess const& access)
       : index_(index), stream_(stream), access_(access) {}
 
   bool open(std::string& error) {
@@ -64,7 +64,7 @@ class DemuxReader final : public PacketReader {
     container_ =
         mediafile::Container::open(std::move(source), index_.name, {index_.probeBytes, true}, failure, error);
     if (!container_) return false;
-    const auto at = static_cast<unsigned>(stream_.libavIndex);
+    auto const at = static_cast<unsigned>(stream_.libavIndex);
     if (at >= container_->format().nb_streams ||
         container_->format().streams[at]->codecpar->codec_id != stream_.codec()) {
       error = "the file has changed";
@@ -89,7 +89,7 @@ class DemuxReader final : public PacketReader {
     if (next_ >= stream_.packets.size()) return Result::end;
     if (take(packet)) return Result::packet;
     // Out of step with the index: from the beginning the count is right again.
-    const size_t number = next_;
+    size_t const number = next_;
     std::string error;
     if (number > 0 && open(error) && readOnTo(number) && take(packet)) return Result::packet;
     container_.reset();
@@ -124,8 +124,8 @@ class DemuxReader final : public PacketReader {
 
   // Copies the part of the packet read last that is entry next_: decoders want room behind it.
   bool cut(AVPacket& packet) {
-    const PacketEntry& entry = stream_.packets[next_];
-    const auto end = int64_t{entry.offset} + entry.size;
+    PacketEntry const& entry = stream_.packets[next_];
+    auto const end = int64_t{entry.offset} + entry.size;
     if (whole_->size < end || av_new_packet(&packet, entry.size) < 0) return false;
     std::copy_n(whole_->data + entry.offset, entry.size, packet.data);
     ++next_;
@@ -148,8 +148,8 @@ class DemuxReader final : public PacketReader {
   }
 
   // Whether `packet` is the demultiplexer's packet that begins with entry `number`.
-  bool fits(const AVPacket& packet, size_t number) const {
-    const PacketEntry& entry = stream_.packets[number];
+  bool fits(AVPacket const& packet, size_t number) const {
+    PacketEntry const& entry = stream_.packets[number];
     int64_t size = entry.size;
     for (size_t i = number + 1; continuesWhole(i); ++i) size += stream_.packets[i].size;
     return packet.size == size &&
@@ -160,7 +160,7 @@ class DemuxReader final : public PacketReader {
   bool readOne(AVPacket& packet) {
     constexpr int kMostErrors = 64;
     for (int errors = 0; errors < kMostErrors;) {
-      const int result = container_->read(packet);
+      int const result = container_->read(packet);
       if (result == AVERROR_EOF) return false;
       if (result < 0) {
         ++errors;
@@ -173,7 +173,7 @@ class DemuxReader final : public PacketReader {
   }
 
   bool readOnTo(size_t number) {
-    const lav::Packet packet = lav::newPacket();
+    lav::Packet const packet = lav::newPacket();
     while (next_ < number) {
       if (!take(*packet)) return false;
       av_packet_unref(packet.get());
@@ -183,9 +183,9 @@ class DemuxReader final : public PacketReader {
 
   bool seekTo(size_t number) {
     constexpr size_t kStepsBack[] = {4, 16, 64};
-    for (const size_t back : kStepsBack) {
+    for (size_t const back : kStepsBack) {
       pending_.reset();
-      const size_t from = index_.bytePositions ? positionedBefore(number, back) : number;
+      size_t const from = index_.bytePositions ? positionedBefore(number, back) : number;
       if (!seekContainer(from)) return false;
       if (meet(number) && next_ <= number) return readOnTo(number);
       if (!index_.bytePositions) return false;
@@ -200,9 +200,9 @@ class DemuxReader final : public PacketReader {
   }
 
   bool seekContainer(size_t from) {
-    const PacketEntry& entry = stream_.packets[from];
+    PacketEntry const& entry = stream_.packets[from];
     if (index_.bytePositions) return container_->seekToByte(from == 0 ? 0 : entry.position) >= 0;
-    const int64_t stamp = entry.pts != AV_NOPTS_VALUE ? entry.pts : entry.dts;
+    int64_t const stamp = entry.pts != AV_NOPTS_VALUE ? entry.pts : entry.dts;
     return stamp != AV_NOPTS_VALUE && container_->seekToTime(stream_.libavIndex, stamp) >= 0;
   }
 
@@ -212,7 +212,7 @@ class DemuxReader final : public PacketReader {
     lav::Packet packet = lav::newPacket(), before = lav::newPacket();
     for (int i = 0; i < kMostPackets; ++i) {
       if (!readOne(*packet)) return false;
-      const size_t met = find(*packet, *before, number);
+      size_t const met = find(*packet, *before, number);
       if (met < stream_.packets.size()) {
         next_ = met;
         pending_ = std::move(packet);
@@ -226,11 +226,11 @@ class DemuxReader final : public PacketReader {
 
   // The number of `packet`, which was read after `before` (blank for none), near `number`; the number of
   // packets when it cannot be told.
-  size_t find(const AVPacket& packet, const AVPacket& before, size_t number) const {
+  size_t find(AVPacket const& packet, AVPacket const& before, size_t number) const {
     constexpr size_t kBefore = 400, kAfter = 50;
-    const auto& entries = stream_.packets;
-    const size_t begin = number > kBefore ? number - kBefore : 0;
-    const size_t end = std::min(entries.size(), number + kAfter);
+    auto const& entries = stream_.packets;
+    size_t const begin = number > kBefore ? number - kBefore : 0;
+    size_t const end = std::min(entries.size(), number + kAfter);
     size_t alike = 0, found = entries.size();
     for (size_t i = begin; i < end; ++i) {
       if (continuesWhole(i) || !fits(packet, i)) continue;
@@ -239,22 +239,22 @@ class DemuxReader final : public PacketReader {
       found = i;
     }
     // The first packet after a seek by position may be a piece of one.
-    const bool byContent = index_.bytePositions && before.size > 0 && alike == 1;
+    bool const byContent = index_.bytePositions && before.size > 0 && alike == 1;
     return byContent ? found : entries.size();
   }
 
   // Silence and still pictures repeat the same packet; then its place in the file has to tell. After a seek
   // by position that is only right behind a whole packet, or at the beginning of the file.
-  bool samePlace(const AVPacket& packet, const AVPacket& before, size_t number) const {
-    const PacketEntry& entry = stream_.packets[number];
+  bool samePlace(AVPacket const& packet, AVPacket const& before, size_t number) const {
+    PacketEntry const& entry = stream_.packets[number];
     if (packet.pos != entry.position) return false;
     if (!index_.bytePositions) return packet.dts == entry.dts;
     if (number == 0) return before.size == 0;
     return packet.pos >= 0 && before.size > 0 && fits(before, wholeOf(number - 1));
   }
 
-  const MediaIndex& index_;
-  const StreamIndex& stream_;
+  MediaIndex const& index_;
+  StreamIndex const& stream_;
   mediafile::FileAccess access_;
   std::unique_ptr<mediafile::Container> container_;
   lav::Packet pending_;                   // met after a seek and not delivered yet
@@ -264,22 +264,22 @@ class DemuxReader final : public PacketReader {
 
 }  // namespace
 
-std::unique_ptr<PacketReader> openDirectReader(const MediaIndex& index, const StreamIndex& stream,
-                                               const mediafile::FileAccess& access, std::string& error) {
+std::unique_ptr<PacketReader> openDirectReader(MediaIndex const& index, StreamIndex const& stream,
+                                               mediafile::FileAccess const& access, std::string& error) {
   auto source = access.open(index.name, error);
   if (!source) return nullptr;
   return std::make_unique<DirectReader>(stream, std::move(source));
 }
 
-std::unique_ptr<PacketReader> openDemuxReader(const MediaIndex& index, const StreamIndex& stream,
-                                              const mediafile::FileAccess& access, std::string& error) {
+std::unique_ptr<PacketReader> openDemuxReader(MediaIndex const& index, StreamIndex const& stream,
+                                              mediafile::FileAccess const& access, std::string& error) {
   auto reader = std::make_unique<DemuxReader>(index, stream, access);
   if (!reader->open(error)) return nullptr;
   return reader;
 }
 
-std::unique_ptr<PacketReader> openPacketReader(const MediaIndex& index, const StreamIndex& stream,
-                                               const mediafile::FileAccess& access, std::string& error) {
+std::unique_ptr<PacketReader> openPacketReader(MediaIndex const& index, StreamIndex const& stream,
+                                               mediafile::FileAccess const& access, std::string& error) {
   return stream.direct ? openDirectReader(index, stream, access, error)
                        : openDemuxReader(index, stream, access, error);
 }

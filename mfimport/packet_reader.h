@@ -29,15 +29,15 @@ class PacketReader {
 
 // A reader that starts at packet 0: straight from the file where the index vouches for that, else through the
 // demultiplexer. Null when the file cannot be opened (any more), with the reason in `error`.
-std::unique_ptr<PacketReader> openPacketReader(const MediaIndex& index, const StreamIndex& stream,
-                                               const mediafile::FileAccess& access, std::string& error);
+std::unique_ptr<PacketReader> openPacketReader(MediaIndex const& index, StreamIndex const& stream,
+                                               mediafile::FileAccess const& access, std::string& error);
 
 // Like openPacketReader, always through the demultiplexer.
-std::unique_ptr<PacketReader> openDemuxReader(const MediaIndex& index, const StreamIndex& stream,
-                                              const mediafile::FileAccess& access, std::string& error);
+std::unique_ptr<PacketReader> openDemuxReader(MediaIndex const& index, StreamIndex const& stream,
+                                              mediafile::FileAccess const& access, std::string& error);
 
 // Like openPacketReader, always straight from the file.
-std::unique_ptr<PacketReader> openDirectReader(const MediaIndex& index, const StreamIndex& stream,
-                                               const mediafile::FileAccess& access, std::string& error);
+std::unique_ptr<PacketReader> openDirectReader(MediaIndex const& index, StreamIndex const& stream,
+                                               mediafile::FileAccess const& access, std::string& error);
 
 }  // namespace mfimport

@@ -10,18 +10,18 @@ namespace {
 
 static_assert(std::endian::native == std::endian::little);
 
-void copyWords(const uint8_t* in, size_t values, size_t bytes, uint8_t* out) {
+void copyWords(uint8_t const* in, size_t values, size_t bytes, uint8_t* out) {
   std::memcpy(out, in, values * bytes);
 }
 
 template <size_t bytes>
-void swapWords(const uint8_t* in, size_t values, uint8_t* out) {
+void swapWords(uint8_t const* in, size_t values, uint8_t* out) {
   for (size_t i = 0; i < values; ++i)
     for (size_t b = 0; b < bytes; ++b) out[i * bytes + b] = in[i * bytes + bytes - 1 - b];
 }
 
 // 8-bit samples become the upper byte of 16-bit ones.
-void widenBytes(const uint8_t* in, size_t values, uint8_t offset, uint8_t* out) {
+void widenBytes(uint8_t const* in, size_t values, uint8_t offset, uint8_t* out) {
   for (size_t i = 0; i < values; ++i) {
     out[2 * i] = 0;
     out[2 * i + 1] = static_cast<uint8_t>(in[i] ^ offset);
@@ -29,21 +29,21 @@ void widenBytes(const uint8_t* in, size_t values, uint8_t offset, uint8_t* out) 
 }
 
 template <bool big>
-void narrowDoubles(const uint8_t* in, size_t values, uint8_t* out) {
+void narrowDoubles(uint8_t const* in, size_t values, uint8_t* out) {
   for (size_t i = 0; i < values; ++i) {
     uint8_t word[8];
     for (size_t b = 0; b < 8; ++b) word[b] = in[8 * i + (big ? 7 - b : b)];
     double value = 0;
     std::memcpy(&value, word, sizeof value);
-    const auto narrow = static_cast<float>(value);
+    auto const narrow = static_cast<float>(value);
     std::memcpy(out + 4 * i, &narrow, sizeof narrow);
   }
 }
 
 class DirectPcm final : public SampleSource {
  public:
-  DirectPcm(const StreamIndex& stream, std::unique_ptr<mediafile::ByteSource> source,
-            const HostMemory& memory)
+  DirectPcm(StreamIndex const& stream, std::unique_ptr<mediafile::ByteSource> source,
+            HostMemory const& memory)
       : stream_(stream),
         source_(std::move(source)),
         codec_(pcmCodec(stream.codec())),
@@ -57,7 +57,7 @@ class DirectPcm final : public SampleSource {
   int64_t read(uint8_t* out, int64_t count) override {
     int64_t done = 0;
     while (done < count && next_ < stream_.audio.samples) {
-      const int64_t got = readWithinPacket(out + done * outFrame_, count - done);
+      int64_t const got = readWithinPacket(out + done * outFrame_, count - done);
       if (got <= 0) return done > 0 ? done : got;
       done += got;
     }
@@ -66,27 +66,27 @@ class DirectPcm final : public SampleSource {
 
  private:
   int64_t readWithinPacket(uint8_t* out, int64_t count) {
-    const auto& spans = stream_.audio.spans;
+    auto const& spans = stream_.audio.spans;
     if (packet_ >= spans.size() || next_ < spans[packet_].first ||
         next_ >= spans[packet_].first + spans[packet_].keep)
       packet_ = stream_.audio.packetOf(next_);
-    const SampleSpan& span = spans[packet_];
-    const int64_t within = next_ - span.first;
-    const int64_t usable = std::min(count, span.keep - within);
-    const int64_t position = stream_.packets[packet_].position + (span.drop + within) * sourceFrame_;
-    const int64_t got = convertFrom(position, usable, out);
+    SampleSpan const& span = spans[packet_];
+    int64_t const within = next_ - span.first;
+    int64_t const usable = std::min(count, span.keep - within);
+    int64_t const position = stream_.packets[packet_].position + (span.drop + within) * sourceFrame_;
+    int64_t const got = convertFrom(position, usable, out);
     if (got > 0) next_ += got;
     return got;
   }
 
   // Converts up to `count` samples that lie at `position`. Their number, at least 1, or negative.
   int64_t convertFrom(int64_t position, int64_t count, uint8_t* out) {
-    const int64_t end = windowAt_ + static_cast<int64_t>(window_.size());
+    int64_t const end = windowAt_ + static_cast<int64_t>(window_.size());
     if (position < windowAt_ || position + sourceFrame_ > end) {
       if (!fill(position, count)) return -1;
     }
-    const int64_t available = (windowAt_ + static_cast<int64_t>(window_.size()) - position) / sourceFrame_;
-    const int64_t usable = std::min(count, available);
+    int64_t const available = (windowAt_ + static_cast<int64_t>(window_.size()) - position) / sourceFrame_;
+    int64_t const usable = std::min(count, available);
     if (usable <= 0) return -1;
     convertPcm(stream_.codec(), window_.data() + (position - windowAt_),
                static_cast<size_t>(usable) * channels_, out);
@@ -96,20 +96,20 @@ class DirectPcm final : public SampleSource {
   // Small requests read ahead, across packets too: in an interleaved file that costs one read either way.
   bool fill(int64_t position, int64_t count) {
     constexpr int64_t kReadAhead = 16 << 10, kMostAtOnce = 1 << 20;
-    const SampleSpan& span = stream_.audio.spans[packet_];
-    const int64_t left = stream_.packets[packet_].position + span.decoded * sourceFrame_ - position;
+    SampleSpan const& span = stream_.audio.spans[packet_];
+    int64_t const left = stream_.packets[packet_].position + span.decoded * sourceFrame_ - position;
     int64_t bytes =
         std::clamp<int64_t>(count * sourceFrame_, std::max(kReadAhead, sourceFrame_), kMostAtOnce);
     bytes = std::min(bytes, left) / sourceFrame_ * sourceFrame_;
     if (bytes <= 0) return false;
     window_.resize(static_cast<size_t>(bytes));
     windowAt_ = position;
-    const int64_t got = source_->readAt(position, {window_.data(), window_.size()});
+    int64_t const got = source_->readAt(position, {window_.data(), window_.size()});
     window_.resize(static_cast<size_t>(std::max<int64_t>(got, 0)));
     return got >= sourceFrame_;
   }
 
-  const StreamIndex& stream_;
+  StreamIndex const& stream_;
   std::unique_ptr<mediafile::ByteSource> source_;
   PcmCodec codec_;
   size_t channels_;
@@ -120,8 +120,8 @@ class DirectPcm final : public SampleSource {
   int64_t windowAt_ = 0;
 };
 
-bool packetsHoldWholeSamples(const StreamIndex& stream, int sourceBytes) {
-  const int64_t frame = int64_t{stream.parameters->ch_layout.nb_channels} * sourceBytes;
+bool packetsHoldWholeSamples(StreamIndex const& stream, int sourceBytes) {
+  int64_t const frame = int64_t{stream.parameters->ch_layout.nb_channels} * sourceBytes;
   for (size_t i = 0; i < stream.packets.size(); ++i)
     if (stream.audio.spans[i].decoded * frame > stream.packets[i].size) return false;
   return true;
@@ -154,7 +154,7 @@ PcmCodec pcmCodec(AVCodecID codec) {
   }
 }
 
-void convertPcm(AVCodecID codec, const uint8_t* in, size_t values, uint8_t* out) {
+void convertPcm(AVCodecID codec, uint8_t const* in, size_t values, uint8_t* out) {
   switch (codec) {
     case AV_CODEC_ID_PCM_U8:
       widenBytes(in, values, 0x80, out);
@@ -193,12 +193,12 @@ void convertPcm(AVCodecID codec, const uint8_t* in, size_t values, uint8_t* out)
   }
 }
 
-std::unique_ptr<SampleSource> openSampleSource(const MediaIndex& index, const StreamIndex& stream,
-                                               const SampleLayout& layout,
-                                               const mediafile::FileAccess& access, const HostCallbacks& host,
+std::unique_ptr<SampleSource> openSampleSource(MediaIndex const& index, StreamIndex const& stream,
+                                               SampleLayout const& layout,
+                                               mediafile::FileAccess const& access, HostCallbacks const& host,
                                                std::string& error) {
-  const PcmCodec pcm = pcmCodec(stream.codec());
-  const bool plain =
+  PcmCodec const pcm = pcmCodec(stream.codec());
+  bool const plain =
       pcm.sourceBytes > 0 && pcm.layout.bits == layout.bits && pcm.layout.isFloat == layout.isFloat;
   if (!plain || !stream.direct || !packetsHoldWholeSamples(stream, pcm.sourceBytes))
     return openDecodedSamples(index, stream, layout, access, host, error);

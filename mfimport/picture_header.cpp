@@ -14,9 +14,9 @@ constexpr size_t kMostHeaderBytes = 512;
 // Calls `unit` for each unit between start codes, or behind length fields of `lengthBytes`, until it returns
 // true.
 template <class Unit>
-bool anyUnit(std::span<const uint8_t> data, int lengthBytes, Unit unit) {
+bool anyUnit(std::span<uint8_t const> data, int lengthBytes, Unit unit) {
   if (lengthBytes > 0) {
-    const auto width = static_cast<size_t>(lengthBytes);
+    auto const width = static_cast<size_t>(lengthBytes);
     while (data.size() > width) {
       size_t size = 0;
       for (size_t i = 0; i < width; ++i) size = size << 8 | data[i];
@@ -34,7 +34,7 @@ bool anyUnit(std::span<const uint8_t> data, int lengthBytes, Unit unit) {
     start = i + 3;
     i += 2;
     // What decides stands at the beginning of a unit.
-    const size_t room = std::min(kMostHeaderBytes, data.size() - start);
+    size_t const room = std::min(kMostHeaderBytes, data.size() - start);
     if (unit(data.subspan(start, room))) return true;
     start = data.size();
   }
@@ -56,16 +56,16 @@ PictureKind readAdvancedType(BitReader& bits) {
   return bits.flag() ? PictureKind::predicted : PictureKind::bidirectional;  // skipped, BI
 }
 
-PictureKind readAdvancedKind(const Vc1Sequence& sequence, BitReader& bits) {
+PictureKind readAdvancedKind(Vc1Sequence const& sequence, BitReader& bits) {
   if (!sequence.interlace || !bits.flag()) return readAdvancedType(bits);
   if (!bits.flag()) return readAdvancedType(bits);  // interlaced frame
   // FPTYPE (9.1.1.1): both fields are B or BI, or neither.
-  const uint32_t fields = bits.bits(3);
+  uint32_t const fields = bits.bits(3);
   if (fields >= 4) return PictureKind::bidirectional;
   return fields == 0 ? PictureKind::intra : PictureKind::predicted;
 }
 
-PictureKind readMainKind(const Vc1Sequence& sequence, BitReader& bits) {
+PictureKind readMainKind(Vc1Sequence const& sequence, BitReader& bits) {
   if (sequence.interpolated) bits.skip(1);  // INTERPFRM
   bits.skip(2);                             // FRMCNT
   if (sequence.ranged) bits.skip(1);        // RANGEREDFRM
@@ -75,23 +75,23 @@ PictureKind readMainKind(const Vc1Sequence& sequence, BitReader& bits) {
 }
 
 // The bits that count vop_time_increment (ISO/IEC 14496-2 6.2.5), by the video object layer; 0 unknown.
-int readTimeBits(std::span<const uint8_t> layer) {
-  const auto ticks = static_cast<uint32_t>(readMpeg4Layer(layer).clockTicks);
+int readTimeBits(std::span<uint8_t const> layer) {
+  auto const ticks = static_cast<uint32_t>(readMpeg4Layer(layer).clockTicks);
   return ticks == 0 ? 0 : std::max(1, static_cast<int>(std::bit_width(ticks - 1)));
 }
 
 }  // namespace
 
-bool completesFrame(const PictureHeader& first, const PictureHeader& second) {
+bool completesFrame(PictureHeader const& first, PictureHeader const& second) {
   return first.structure != PictureStructure::frame && second.structure != PictureStructure::frame &&
          first.structure != second.structure && first.frameNumber == second.frameNumber &&
          first.reference == second.reference && !second.restarts;
 }
 
-std::optional<Vc1Sequence> readVc1Sequence(std::span<const uint8_t> extradata) {
+std::optional<Vc1Sequence> readVc1Sequence(std::span<uint8_t const> extradata) {
   constexpr uint8_t kSequenceHeader = 0x0F;
   Vc1Sequence sequence;
-  const bool found = anyUnit(extradata, 0, [&](std::span<const uint8_t> unit) {
+  bool const found = anyUnit(extradata, 0, [&](std::span<uint8_t const> unit) {
     if (unit[0] != kSequenceHeader) return false;
     BitReader bits(unit.subspan(1));
     if (bits.bits(2) != 3) return false;         // PROFILE
@@ -103,7 +103,7 @@ std::optional<Vc1Sequence> readVc1Sequence(std::span<const uint8_t> extradata) {
   if (found) return sequence;
   // STRUCT_C of simple and main profile (annex J.1.2).
   BitReader bits(extradata);
-  const uint32_t profile = bits.bits(2);
+  uint32_t const profile = bits.bits(2);
   if (profile > 1) return std::nullopt;
   bits.skip(2 + 3 + 5);          // rest of PROFILE, FRMRTQ_POSTPROC, BITRTQ_POSTPROC
   bits.skip(1 + 1 + 1 + 1);      // LOOPFILTER, reserved, MULTIRES, reserved
@@ -117,15 +117,15 @@ std::optional<Vc1Sequence> readVc1Sequence(std::span<const uint8_t> extradata) {
   return sequence;
 }
 
-PictureKind readVc1Kind(const Vc1Sequence& sequence, std::span<const uint8_t> picture) {
+PictureKind readVc1Kind(Vc1Sequence const& sequence, std::span<uint8_t const> picture) {
   BitReader bits(picture);
-  const PictureKind kind =
+  PictureKind const kind =
       sequence.advanced ? readAdvancedKind(sequence, bits) : readMainKind(sequence, bits);
   return bits.failed() ? PictureKind::unknown : kind;
 }
 
-PictureHeaderReader::PictureHeaderReader(const AVCodecParameters& parameters) : codec_(parameters.codec_id) {
-  const std::span<const uint8_t> extradata = lav::extradata(parameters);
+PictureHeaderReader::PictureHeaderReader(AVCodecParameters const& parameters) : codec_(parameters.codec_id) {
+  std::span<uint8_t const> const extradata = lav::extradata(parameters);
   if (codec_ == AV_CODEC_ID_H264) lengthBytes_ = nalLengthBytes(HeaderSyntax::h264, extradata);
   if (codec_ == AV_CODEC_ID_HEVC) lengthBytes_ = nalLengthBytes(HeaderSyntax::hevc, extradata);
   if (codec_ == AV_CODEC_ID_VC1 || codec_ == AV_CODEC_ID_WMV3) vc1_ = readVc1Sequence(extradata);
@@ -136,15 +136,15 @@ PictureHeaderReader::PictureHeaderReader(const AVCodecParameters& parameters) : 
 }
 
 // Parameter sets of an AVCDecoderConfigurationRecord (ISO/IEC 14496-15 5.3.3.1).
-void PictureHeaderReader::readConfiguration(std::span<const uint8_t> extradata) {
+void PictureHeaderReader::readConfiguration(std::span<uint8_t const> extradata) {
   if (codec_ != AV_CODEC_ID_H264) return;
   PictureHeader unused;
   size_t position = 5;
-  for (const int mask : {0x1F, 0xFF}) {
+  for (int const mask : {0x1F, 0xFF}) {
     if (position >= extradata.size()) return;
-    const int count = extradata[position++] & mask;
+    int const count = extradata[position++] & mask;
     for (int i = 0; i < count && extradata.size() - position >= 2; ++i) {
-      const size_t size = static_cast<size_t>(extradata[position]) << 8 | extradata[position + 1];
+      size_t const size = static_cast<size_t>(extradata[position]) << 8 | extradata[position + 1];
       position += 2;
       if (size == 0 || size > extradata.size() - position) return;
       readUnit(extradata.subspan(position, size), unused);
@@ -153,9 +153,9 @@ void PictureHeaderReader::readConfiguration(std::span<const uint8_t> extradata) 
   }
 }
 
-std::optional<PictureHeader> PictureHeaderReader::read(std::span<const uint8_t> beginning) {
+std::optional<PictureHeader> PictureHeaderReader::read(std::span<uint8_t const> beginning) {
   PictureHeader header;
-  const bool raw = codec_ == AV_CODEC_ID_WMV3 ||
+  bool const raw = codec_ == AV_CODEC_ID_WMV3 ||
                    (codec_ == AV_CODEC_ID_VC1 &&
                     (beginning.size() < 3 || beginning[0] != 0 || beginning[1] != 0 || beginning[2] != 1));
   if (raw) {  // ASF leaves the start code of a lone frame out
@@ -163,13 +163,13 @@ std::optional<PictureHeader> PictureHeaderReader::read(std::span<const uint8_t> 
     header.kind = readVc1Kind(*vc1_, beginning);
     return header;
   }
-  const bool found =
-      anyUnit(beginning, lengthBytes_, [&](std::span<const uint8_t> unit) { return readUnit(unit, header); });
+  bool const found =
+      anyUnit(beginning, lengthBytes_, [&](std::span<uint8_t const> unit) { return readUnit(unit, header); });
   return found ? std::optional(header) : std::nullopt;
 }
 
 // True when `unit` is the picture's.
-bool PictureHeaderReader::readUnit(std::span<const uint8_t> unit, PictureHeader& header) {
+bool PictureHeaderReader::readUnit(std::span<uint8_t const> unit, PictureHeader& header) {
   switch (codec_) {
     case AV_CODEC_ID_MPEG1VIDEO:
     case AV_CODEC_ID_MPEG2VIDEO:
@@ -187,10 +187,10 @@ bool PictureHeaderReader::readUnit(std::span<const uint8_t> unit, PictureHeader&
   }
 }
 
-bool PictureHeaderReader::readMpeg12(std::span<const uint8_t> unit, PictureHeader& header) const {
+bool PictureHeaderReader::readMpeg12(std::span<uint8_t const> unit, PictureHeader& header) const {
   constexpr uint8_t kPicture = 0x00;
   if (unit[0] != kPicture || unit.size() < 3) return false;
-  const int type = unit[2] >> 3 & 7;  // picture_coding_type
+  int const type = unit[2] >> 3 & 7;  // picture_coding_type
   header.kind = type == 1   ? PictureKind::intra
                 : type == 2 ? PictureKind::predicted
                 : type == 3 ? PictureKind::bidirectional
@@ -198,7 +198,7 @@ bool PictureHeaderReader::readMpeg12(std::span<const uint8_t> unit, PictureHeade
   return true;
 }
 
-bool PictureHeaderReader::readMpeg4(std::span<const uint8_t> unit, PictureHeader& header) {
+bool PictureHeaderReader::readMpeg4(std::span<uint8_t const> unit, PictureHeader& header) {
   constexpr uint8_t kFirstLayer = 0x20, kLastLayer = 0x2F, kVideoObjectPlane = 0xB6;
   if (unit[0] >= kFirstLayer && unit[0] <= kLastLayer) timeBits_ = readTimeBits(unit);
   if (unit[0] != kVideoObjectPlane || unit.size() < 2) return false;
@@ -214,14 +214,14 @@ bool PictureHeaderReader::readMpeg4(std::span<const uint8_t> unit, PictureHeader
   return true;
 }
 
-bool PictureHeaderReader::readVc1(std::span<const uint8_t> unit, PictureHeader& header) {
+bool PictureHeaderReader::readVc1(std::span<uint8_t const> unit, PictureHeader& header) {
   constexpr uint8_t kFrame = 0x0D, kSequence = 0x0F;
   if (unit[0] == kSequence) {
-    const uint8_t code[] = {0, 0, 1};
+    uint8_t const code[] = {0, 0, 1};
     std::vector<uint8_t> whole(std::begin(code), std::end(code));
     whole.insert(whole.end(), unit.begin(), unit.end());
     whole.push_back(0);
-    if (const auto sequence = readVc1Sequence(whole)) vc1_ = sequence;
+    if (auto const sequence = readVc1Sequence(whole)) vc1_ = sequence;
     return false;
   }
   if (unit[0] != kFrame || !vc1_) return false;
@@ -229,18 +229,18 @@ bool PictureHeaderReader::readVc1(std::span<const uint8_t> unit, PictureHeader& 
   return true;
 }
 
-bool PictureHeaderReader::readH264(std::span<const uint8_t> unit, PictureHeader& header) {
+bool PictureHeaderReader::readH264(std::span<uint8_t const> unit, PictureHeader& header) {
   constexpr int kSlice = 1, kPartition = 2, kIdrSlice = 5, kSequence = 7, kPicture = 8;
-  const int type = unit[0] & 0x1F;
+  int const type = unit[0] & 0x1F;
   if (type == kSequence) {
-    const HeaderInfo info = readH264Sequence(unit.subspan(1));
+    HeaderInfo const info = readH264Sequence(unit.subspan(1));
     if (info.sequenceId < sequences_.size())
       sequences_[info.sequenceId] = {info.frameNumberBits, info.separatePlanes, info.framesOnly};
     return false;
   }
   if (type == kPicture) {
     BitReader bits(unit.subspan(1));
-    const uint32_t id = bits.unsignedExpGolomb(), sequence = bits.unsignedExpGolomb();
+    uint32_t const id = bits.unsignedExpGolomb(), sequence = bits.unsignedExpGolomb();
     if (!bits.failed() && id < sequenceOfPicture_.size() && sequence < sequences_.size())
       sequenceOfPicture_[id] = static_cast<uint8_t>(sequence);
     return false;
@@ -251,16 +251,16 @@ bool PictureHeaderReader::readH264(std::span<const uint8_t> unit, PictureHeader&
 }
 
 // slice_header(), ITU-T H.264 7.3.3.
-bool PictureHeaderReader::readH264Slice(std::span<const uint8_t> unit, PictureHeader& header) const {
+bool PictureHeaderReader::readH264Slice(std::span<uint8_t const> unit, PictureHeader& header) const {
   constexpr size_t kEnough = 32;
-  const std::vector<uint8_t> raw = withoutEmulation(unit.subspan(1, std::min(kEnough, unit.size() - 1)));
+  std::vector<uint8_t> const raw = withoutEmulation(unit.subspan(1, std::min(kEnough, unit.size() - 1)));
   BitReader bits(raw);
   header.reference = (unit[0] & 0x60) != 0;
   bits.unsignedExpGolomb();  // first_mb_in_slice
   header.kind = kindOfSlice(bits.unsignedExpGolomb());
-  const uint32_t id = bits.unsignedExpGolomb();
+  uint32_t const id = bits.unsignedExpGolomb();
   if (bits.failed() || id >= sequenceOfPicture_.size()) return false;
-  const H264Sequence& sequence = sequences_[sequenceOfPicture_[id]];
+  H264Sequence const& sequence = sequences_[sequenceOfPicture_[id]];
   if (sequence.separatePlanes) bits.skip(2);
   header.frameNumber = bits.bits(sequence.numberBits);
   if (!sequence.framesOnly && bits.flag())
@@ -268,12 +268,12 @@ bool PictureHeaderReader::readH264Slice(std::span<const uint8_t> unit, PictureHe
   return true;
 }
 
-bool PictureHeaderReader::readHevc(std::span<const uint8_t> unit, PictureHeader& header) const {
+bool PictureHeaderReader::readHevc(std::span<uint8_t const> unit, PictureHeader& header) const {
   // ITU-T H.265 table 7-1: coded slices, of which 16 to 21 are random access points, BLA and IDR among them.
   constexpr int kLastSlice = 31, kFirstRandomAccess = 16, kLastRestart = 20, kLastRandomAccess = 23;
   if (unit.size() < 2) return false;
-  const int type = unit[0] >> 1 & 0x3F;
-  const int layer = (unit[0] & 1) << 5 | unit[1] >> 3;
+  int const type = unit[0] >> 1 & 0x3F;
+  int const layer = (unit[0] & 1) << 5 | unit[1] >> 3;
   if (type > kLastSlice || layer > 0) return false;
   header.restarts = type >= kFirstRandomAccess && type <= kLastRestart;
   header.kind =

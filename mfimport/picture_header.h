@@ -24,7 +24,7 @@ struct PictureHeader {
 };
 
 // Whether `second` is the other field of the frame that `first` is a field of (ITU-T H.264 3.30, 7.4.1.2.4).
-bool completesFrame(const PictureHeader& first, const PictureHeader& second);
+bool completesFrame(PictureHeader const& first, PictureHeader const& second);
 
 // Sequence layer of VC-1 (SMPTE 421M 6.1 and annex J), as far as picture types depend on it.
 struct Vc1Sequence {
@@ -33,18 +33,18 @@ struct Vc1Sequence {
   bool interpolated = false, ranged = false;  // FINTERPFLAG, RANGERED: of simple and main profile
   int mostBidirectional = 0;                  // MAXBFRAMES: of simple and main profile
 };
-std::optional<Vc1Sequence> readVc1Sequence(std::span<const uint8_t> extradata);
+std::optional<Vc1Sequence> readVc1Sequence(std::span<uint8_t const> extradata);
 // `picture` begins behind its start code.
-PictureKind readVc1Kind(const Vc1Sequence& sequence, std::span<const uint8_t> picture);
+PictureKind readVc1Kind(Vc1Sequence const& sequence, std::span<uint8_t const> picture);
 
 // Reads the headers of one stream's pictures in decoding order; parameter sets among them are kept. Any input
 // is allowed.
 class PictureHeaderReader {
  public:
-  explicit PictureHeaderReader(const AVCodecParameters& parameters);
+  explicit PictureHeaderReader(AVCodecParameters const& parameters);
 
   // None when `beginning` holds no header of a picture that this can read.
-  std::optional<PictureHeader> read(std::span<const uint8_t> beginning);
+  std::optional<PictureHeader> read(std::span<uint8_t const> beginning);
 
  private:
   struct H264Sequence {
@@ -52,14 +52,14 @@ class PictureHeaderReader {
     bool separatePlanes = false, framesOnly = true;
   };
 
-  bool readUnit(std::span<const uint8_t> unit, PictureHeader& header);
-  bool readMpeg12(std::span<const uint8_t> unit, PictureHeader& header) const;
-  bool readMpeg4(std::span<const uint8_t> unit, PictureHeader& header);
-  bool readVc1(std::span<const uint8_t> unit, PictureHeader& header);
-  bool readH264(std::span<const uint8_t> unit, PictureHeader& header);
-  bool readH264Slice(std::span<const uint8_t> unit, PictureHeader& header) const;
-  bool readHevc(std::span<const uint8_t> unit, PictureHeader& header) const;
-  void readConfiguration(std::span<const uint8_t> extradata);
+  bool readUnit(std::span<uint8_t const> unit, PictureHeader& header);
+  bool readMpeg12(std::span<uint8_t const> unit, PictureHeader& header) const;
+  bool readMpeg4(std::span<uint8_t const> unit, PictureHeader& header);
+  bool readVc1(std::span<uint8_t const> unit, PictureHeader& header);
+  bool readH264(std::span<uint8_t const> unit, PictureHeader& header);
+  bool readH264Slice(std::span<uint8_t const> unit, PictureHeader& header) const;
+  bool readHevc(std::span<uint8_t const> unit, PictureHeader& header) const;
+  void readConfiguration(std::span<uint8_t const> extradata);
 
   AVCodecID codec_;
   int lengthBytes_ = 0;

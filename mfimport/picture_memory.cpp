@@ -34,10 +34,10 @@ constexpr std::array<uint8_t, 8> kUnwritten{0xa3, 0x1c, 0xf9, 0x46, 0x6a, 0xd5, 
 
 // Calls `visit` with the first byte of each block until it answers false.
 template <typename Visit>
-bool everyBlock(const AVFrame& frame, Visit visit) {
-  const AVPixFmtDescriptor& format = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
-  const ptrdiff_t step = ptrdiff_t{kBlock} * format.comp[0].step;
-  const ptrdiff_t end =
+bool everyBlock(AVFrame const& frame, Visit visit) {
+  AVPixFmtDescriptor const& format = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+  ptrdiff_t const step = ptrdiff_t{kBlock} * format.comp[0].step;
+  ptrdiff_t const end =
       ptrdiff_t{frame.width} * format.comp[0].step - static_cast<ptrdiff_t>(kUnwritten.size());
   for (int y = 0; y < frame.height; y += kBlock) {
     uint8_t* const row = frame.data[0] + ptrdiff_t{y} * frame.linesize[0];
@@ -52,12 +52,12 @@ size_t aligned(size_t bytes) { return (bytes + kAlignment - 1) / kAlignment * kA
 // A block of the caller's memory. The pool hands it out again and again, so its first contents are cleared
 // once: what a damaged stream leaves unwritten is the same in every run.
 AVBufferRef* newBlock(void* opaque, size_t bytes) {
-  const auto& memory = *static_cast<const HostMemory*>(opaque);
+  auto const& memory = *static_cast<HostMemory const*>(opaque);
   void* const start = memory.allocate(bytes + kAlignment);
   if (!start) return nullptr;
   std::memset(start, 0, bytes + kAlignment);
   handOver(start);
-  const auto release = [](void* where, uint8_t* block) { reinterpret_cast<void (*)(void*)>(where)(block); };
+  auto const release = [](void* where, uint8_t* block) { reinterpret_cast<void (*)(void*)>(where)(block); };
   AVBufferRef* const reference = av_buffer_create(static_cast<uint8_t*>(start), bytes + kAlignment, release,
                                                   reinterpret_cast<void*>(memory.release), 0);
   if (!reference) memory.release(start);
@@ -81,7 +81,7 @@ void PictureMemory::serve(AVCodecContext& decoder) {
 #endif
 }
 
-void PictureMemory::received(const AVFrame& frame) {
+void PictureMemory::received(AVFrame const& frame) {
   if (frame.buf[0]) takeOver(frame.buf[0]->data);
 }
 
@@ -89,11 +89,11 @@ int PictureMemory::onGetBuffer(AVCodecContext* decoder, AVFrame* frame, int flag
   return static_cast<PictureMemory*>(decoder->opaque)->fill(*decoder, *frame, flags);
 }
 
-void PictureMemory::onRows(AVCodecContext* decoder, const AVFrame* frame, int*, int y, int structure,
+void PictureMemory::onRows(AVCodecContext* decoder, AVFrame const* frame, int*, int y, int structure,
                            int rows) {
   auto& self = *static_cast<PictureMemory*>(decoder->opaque);
-  const std::lock_guard guard(self.lock_);
-  const auto found = self.work_.find(frame->pts);
+  std::lock_guard const guard(self.lock_);
+  auto const found = self.work_.find(frame->pts);
   if (found == self.work_.end() || y >= found->second.height) return;
   int& next = found->second.next[static_cast<size_t>(structure) & 3];
   found->second.disordered |= y != next;
@@ -101,29 +101,29 @@ void PictureMemory::onRows(AVCodecContext* decoder, const AVFrame* frame, int*, 
 }
 
 bool PictureMemory::Progress::complete() const {
-  const auto done = [this](size_t structure) { return next[structure] >= height; };
+  auto const done = [this](size_t structure) { return next[structure] >= height; };
   if (height > 0 && (disordered || !(done(3) || (done(1) && done(2))))) return false;
-  return !watched || everyBlock(*watched, [](const uint8_t* block) {
+  return !watched || everyBlock(*watched, [](uint8_t const* block) {
     return std::memcmp(block, kUnwritten.data(), kUnwritten.size()) != 0;
   });
 }
 
 PictureMemory::Work PictureMemory::workOf(int64_t stamp) {
-  const auto node = [&] {
-    const std::lock_guard guard(lock_);
+  auto const node = [&] {
+    std::lock_guard const guard(lock_);
     return work_.extract(stamp);
   }();
   return node ? Work{node.mapped().pictures, node.mapped().complete()} : Work{};
 }
 
 void PictureMemory::forgetWork() {
-  const std::lock_guard guard(lock_);
+  std::lock_guard const guard(lock_);
   work_.clear();
 }
 
-bool PictureMemory::layoutFor(AVCodecContext& decoder, const AVFrame& frame, Layout& layout) {
-  const auto format = static_cast<AVPixelFormat>(frame.format);
-  const AVPixFmtDescriptor* const description = av_pix_fmt_desc_get(format);
+bool PictureMemory::layoutFor(AVCodecContext& decoder, AVFrame const& frame, Layout& layout) {
+  auto const format = static_cast<AVPixelFormat>(frame.format);
+  AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(format);
   if (!description || (description->flags & (AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_PAL))) return false;
   int width = frame.width, height = frame.height;
   int alignment[AV_NUM_DATA_POINTERS] = {};
@@ -150,7 +150,7 @@ bool PictureMemory::layoutFor(AVCodecContext& decoder, const AVFrame& frame, Lay
 
 int PictureMemory::fill(AVCodecContext& decoder, AVFrame& frame, int flags) {
   {
-    const std::lock_guard guard(lock_);
+    std::lock_guard const guard(lock_);
     Progress& work = work_[frame.pts];
     ++work.pictures;
     if (followsRows_) work.height = decoder.height;
@@ -173,25 +173,25 @@ int PictureMemory::fill(AVCodecContext& decoder, AVFrame& frame, int flags) {
   return 0;
 }
 
-void PictureMemory::watch(const AVFrame& frame) {
+void PictureMemory::watch(AVFrame const& frame) {
   everyBlock(frame, [](uint8_t* block) {
     std::memcpy(block, kUnwritten.data(), kUnwritten.size());
     return true;
   });
   lav::Frame reference = lav::newFrame();
   if (av_frame_ref(reference.get(), &frame) < 0) return;
-  const std::lock_guard guard(lock_);
+  std::lock_guard const guard(lock_);
   lav::Frame& watched = work_[frame.pts].watched;
   // The picture itself comes first, then those that are made up for it to refer to.
   if (!watched) watched = std::move(reference);
 }
 
 AVBufferRef* PictureMemory::block(size_t bytes) {
-  const std::lock_guard guard(lock_);
+  std::lock_guard const guard(lock_);
   if (!pool_ || poolBytes_ != bytes) {
     auto* const memory = new (std::nothrow) HostMemory(memory_);
     if (!memory) return nullptr;
-    const auto release = [](void* opaque) { delete static_cast<HostMemory*>(opaque); };
+    auto const release = [](void* opaque) { delete static_cast<HostMemory*>(opaque); };
     pool_.reset(av_buffer_pool_init2(bytes, memory, &newBlock, release));
     if (!pool_) delete memory;
     poolBytes_ = bytes;

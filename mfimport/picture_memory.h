@@ -19,7 +19,7 @@ class PictureMemory {
  public:
   // `clears`: every picture starts from zero, also in memory that is used again, so that what a damaged one
   // leaves out never depends on what was decoded before.
-  explicit PictureMemory(const HostMemory& memory, bool clears = false) : memory_(memory), clears_(clears) {}
+  explicit PictureMemory(HostMemory const& memory, bool clears = false) : memory_(memory), clears_(clears) {}
 
   // From the opening of the decoder on follows which rows are decoded of each picture. For H.264, which
   // reports those that it decodes, not those that it conceals.
@@ -43,7 +43,7 @@ class PictureMemory {
 
   // To be called for every picture that comes out of the decoder. Tells the thread sanitizer what
   // libavcodec's own waiting, which it does not see, has brought about: the block is this thread's now.
-  static void received(const AVFrame& frame);
+  static void received(AVFrame const& frame);
 
  private:
   static constexpr size_t kPlanes = 4;
@@ -65,13 +65,13 @@ class PictureMemory {
     bool complete() const;
   };
 
-  static void onRows(AVCodecContext* decoder, const AVFrame* frame, int* offsets, int y, int structure,
+  static void onRows(AVCodecContext* decoder, AVFrame const* frame, int* offsets, int y, int structure,
                      int rows);
   static int onGetBuffer(AVCodecContext* decoder, AVFrame* frame, int flags);
-  static bool layoutFor(AVCodecContext& decoder, const AVFrame& frame, Layout& layout);
+  static bool layoutFor(AVCodecContext& decoder, AVFrame const& frame, Layout& layout);
   int fill(AVCodecContext& decoder, AVFrame& frame, int flags);
   AVBufferRef* block(size_t bytes);
-  void watch(const AVFrame& frame);
+  void watch(AVFrame const& frame);
 
   struct PoolDeleter {
     void operator()(AVBufferPool* pool) const { av_buffer_pool_uninit(&pool); }

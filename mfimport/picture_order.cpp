@@ -13,7 +13,7 @@ namespace {
 constexpr int64_t kLeapSeconds = 10;
 
 // An anchor picture is shown when the next anchor arrives, bidirectional ones at once.
-std::vector<uint32_t> ranksWithoutStamps(const std::vector<StampedPicture>& pictures) {
+std::vector<uint32_t> ranksWithoutStamps(std::vector<StampedPicture> const& pictures) {
   std::vector<uint32_t> ranks(pictures.size());
   uint32_t next = 0;
   size_t anchor = pictures.size();
@@ -31,13 +31,13 @@ std::vector<uint32_t> ranksWithoutStamps(const std::vector<StampedPicture>& pict
 
 // Pictures of H.264 and HEVC count presentation themselves, anew from each one that empties the buffer of
 // pictures (ITU-T H.264 8.2.1, H.265 8.3.1).
-std::vector<uint32_t> ranksByOrderCount(const StreamIndex& stream, const std::vector<PacketNote>& notes) {
-  const auto& pictures = stream.video.pictures;
+std::vector<uint32_t> ranksByOrderCount(StreamIndex const& stream, std::vector<PacketNote> const& notes) {
+  auto const& pictures = stream.video.pictures;
   std::vector<std::pair<uint32_t, int>> places;  // sequence, order count
   places.reserve(pictures.size());
   uint32_t sequence = 0;
-  for (const Picture& picture : pictures) {
-    const PacketNote& note = notes[picture.packet];
+  for (Picture const& picture : pictures) {
+    PacketNote const& note = notes[picture.packet];
     if (note.restarts) ++sequence;
     places.emplace_back(sequence, note.order);
   }
@@ -50,7 +50,7 @@ std::vector<uint32_t> ranksByOrderCount(const StreamIndex& stream, const std::ve
 }
 
 // No decoder holds back more pictures than the buffer of pictures has room for.
-bool areInReach(const std::vector<uint32_t>& ranks) {
+bool areInReach(std::vector<uint32_t> const& ranks) {
   constexpr int64_t kMostHeldBack = 32;  // 16 frames, or their fields
   for (size_t i = 0; i < ranks.size(); ++i)
     if (std::llabs(int64_t{ranks[i]} - static_cast<int64_t>(i)) > kMostHeldBack) return false;
@@ -59,12 +59,12 @@ bool areInReach(const std::vector<uint32_t>& ranks) {
 
 bool countsPresentation(AVCodecID codec) { return codec == AV_CODEC_ID_H264 || codec == AV_CODEC_ID_HEVC; }
 
-std::vector<StampedPicture> stampsOf(const StreamIndex& stream, const std::vector<PacketNote>& notes,
+std::vector<StampedPicture> stampsOf(StreamIndex const& stream, std::vector<PacketNote> const& notes,
                                      bool stampsMayJump) {
   std::vector<StampedPicture> stamped;
   stamped.reserve(stream.video.pictures.size());
-  for (const Picture& picture : stream.video.pictures) {
-    const PacketEntry& entry = stream.packets[picture.packet];
+  for (Picture const& picture : stream.video.pictures) {
+    PacketEntry const& entry = stream.packets[picture.packet];
     stamped.push_back({entry.pts, entry.dts, notes[picture.packet].bidirectional});
     if (stampsMayJump) {
       // presentationRanks works on stamps of one clock whatever the time base; leaps are told in seconds.
@@ -76,23 +76,23 @@ std::vector<StampedPicture> stampsOf(const StreamIndex& stream, const std::vecto
   return stamped;
 }
 
-bool hasStamp(const StampedPicture& picture) { return picture.pts != AV_NOPTS_VALUE; }
+bool hasStamp(StampedPicture const& picture) { return picture.pts != AV_NOPTS_VALUE; }
 
 // In decoding order stamps of presentation go back wherever a picture is shown before one decoded earlier.
-bool neverGoBack(const std::vector<StampedPicture>& pictures) {
+bool neverGoBack(std::vector<StampedPicture> const& pictures) {
   return std::is_sorted(pictures.begin(), pictures.end(),
-                        [](const StampedPicture& a, const StampedPicture& b) { return a.pts < b.pts; });
+                        [](StampedPicture const& a, StampedPicture const& b) { return a.pts < b.pts; });
 }
 
 }  // namespace
 
-std::vector<uint32_t> presentationRanks(const std::vector<StampedPicture>& pictures, bool stampsMayJump) {
+std::vector<uint32_t> presentationRanks(std::vector<StampedPicture> const& pictures, bool stampsMayJump) {
   if (!std::all_of(pictures.begin(), pictures.end(), hasStamp)) return ranksWithoutStamps(pictures);
   std::vector<uint32_t> stretch(pictures.size(), 0);
   for (size_t i = 1; stampsMayJump && i < pictures.size(); ++i) {
-    const int64_t before = pictures[i - 1].dts, now = pictures[i].dts;
-    const bool known = before != AV_NOPTS_VALUE && now != AV_NOPTS_VALUE;
-    const bool leap = known && std::llabs(now - before) > kLeapSeconds * kClock27M.den;
+    int64_t const before = pictures[i - 1].dts, now = pictures[i].dts;
+    bool const known = before != AV_NOPTS_VALUE && now != AV_NOPTS_VALUE;
+    bool const leap = known && std::llabs(now - before) > kLeapSeconds * kClock27M.den;
     stretch[i] = stretch[i - 1] + (leap ? 1 : 0);
   }
   std::vector<uint32_t> order(pictures.size());
@@ -105,13 +105,13 @@ std::vector<uint32_t> presentationRanks(const std::vector<StampedPicture>& pictu
   return ranks;
 }
 
-void groupPackets(StreamIndex& stream, const std::vector<PacketNote>& notes) {
+void groupPackets(StreamIndex& stream, std::vector<PacketNote> const& notes) {
   auto& pictures = stream.video.pictures;
   pictures.reserve(stream.packets.size());
   for (size_t i = 0; i < stream.packets.size(); ++i) {
-    const PacketNote& note = notes[i];
-    const bool further = note.continues || note.secondField;
-    const bool follows = !pictures.empty() && pictures.back().packet + size_t{pictures.back().packets} == i &&
+    PacketNote const& note = notes[i];
+    bool const further = note.continues || note.secondField;
+    bool const follows = !pictures.empty() && pictures.back().packet + size_t{pictures.back().packets} == i &&
                          pictures.back().packets < UINT16_MAX;
     if (!note.coded || (note.continues && !follows)) {
       stream.packets[i].unit = PacketEntry::kNoPicture;
@@ -125,17 +125,17 @@ void groupPackets(StreamIndex& stream, const std::vector<PacketNote>& notes) {
   }
 }
 
-void rankPictures(StreamIndex& stream, const std::vector<PacketNote>& notes, bool stampsMayJump) {
+void rankPictures(StreamIndex& stream, std::vector<PacketNote> const& notes, bool stampsMayJump) {
   auto& pictures = stream.video.pictures;
-  const std::vector<StampedPicture> stamped = stampsOf(stream, notes, stampsMayJump);
+  std::vector<StampedPicture> const stamped = stampsOf(stream, notes, stampsMayJump);
   std::vector<uint32_t> ranks = presentationRanks(stamped, stampsMayJump);
-  const bool allStamped = std::all_of(stamped.begin(), stamped.end(), hasStamp);
-  const bool reordered =
-      std::any_of(stamped.begin(), stamped.end(), [](const StampedPicture& p) { return p.bidirectional; });
+  bool const allStamped = std::all_of(stamped.begin(), stamped.end(), hasStamp);
+  bool const reordered =
+      std::any_of(stamped.begin(), stamped.end(), [](StampedPicture const& p) { return p.bidirectional; });
   if (!allStamped || (reordered && neverGoBack(stamped))) {
-    const bool counted = countsPresentation(stream.codec());
+    bool const counted = countsPresentation(stream.codec());
     std::vector<uint32_t> own = counted ? ranksByOrderCount(stream, notes) : ranksWithoutStamps(stamped);
-    const bool noneStamped = std::none_of(stamped.begin(), stamped.end(), hasStamp);
+    bool const noneStamped = std::none_of(stamped.begin(), stamped.end(), hasStamp);
     if (areInReach(own)) {
       stream.video.stampsOfDecoding = allStamped ? own != ranks : noneStamped && counted;
       ranks = std::move(own);
@@ -144,7 +144,7 @@ void rankPictures(StreamIndex& stream, const std::vector<PacketNote>& notes, boo
   for (size_t i = 0; i < pictures.size(); ++i) pictures[i].rank = ranks[i];
 }
 
-bool stampsMayBeOfDecoding(const StreamIndex& stream) {
+bool stampsMayBeOfDecoding(StreamIndex const& stream) {
   switch (stream.codec()) {
     case AV_CODEC_ID_MPEG1VIDEO:
     case AV_CODEC_ID_MPEG2VIDEO:
@@ -158,7 +158,7 @@ bool stampsMayBeOfDecoding(const StreamIndex& stream) {
       return false;
   }
   int64_t before = AV_NOPTS_VALUE;
-  for (const PacketEntry& entry : stream.packets) {
+  for (PacketEntry const& entry : stream.packets) {
     if (entry.pts == AV_NOPTS_VALUE) return true;
     if (before != AV_NOPTS_VALUE && entry.pts < before) return false;
     before = entry.pts;

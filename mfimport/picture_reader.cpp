@@ -4,11 +4,11 @@
 
 namespace mfimport {
 
-PictureReader::PictureReader(const StreamIndex& stream, std::unique_ptr<PacketReader> packets)
+PictureReader::PictureReader(StreamIndex const& stream, std::unique_ptr<PacketReader> packets)
     : stream_(stream), packets_(std::move(packets)), piece_(lav::newPacket()) {}
 
-std::unique_ptr<PictureReader> PictureReader::open(const MediaIndex& index, const StreamIndex& stream,
-                                                   const mediafile::FileAccess& access, std::string& error) {
+std::unique_ptr<PictureReader> PictureReader::open(MediaIndex const& index, StreamIndex const& stream,
+                                                   mediafile::FileAccess const& access, std::string& error) {
   auto packets = openPacketReader(index, stream, access, error);
   if (!packets) return nullptr;
   return std::unique_ptr<PictureReader>(new PictureReader(stream, std::move(packets)));
@@ -17,19 +17,19 @@ std::unique_ptr<PictureReader> PictureReader::open(const MediaIndex& index, cons
 bool PictureReader::position(size_t picture) {
   next_ = picture;
   if (picture >= stream_.video.pictures.size()) return true;
-  const size_t packet = stream_.video.pictures[picture].packet;
+  size_t const packet = stream_.video.pictures[picture].packet;
   return packets_->nextNumber() == packet || packets_->position(packet);
 }
 
 PictureReader::Result PictureReader::next(AVPacket& packet) {
-  const auto& pictures = stream_.video.pictures;
+  auto const& pictures = stream_.video.pictures;
   if (next_ >= pictures.size()) return Result::end;
-  const Picture& picture = pictures[next_];
+  Picture const& picture = pictures[next_];
   // Between two pictures may lie what belongs to none.
-  const bool there = packets_->nextNumber() == picture.packet || packets_->position(picture.packet);
+  bool const there = packets_->nextNumber() == picture.packet || packets_->position(picture.packet);
   ++next_;
   if (!there) return Result::error;
-  const Result first = packets_->next(packet);
+  Result const first = packets_->next(packet);
   if (first != Result::packet) return first;
   for (int i = 1; i < picture.packets; ++i) {
     if (append(packet)) continue;
@@ -41,8 +41,8 @@ PictureReader::Result PictureReader::next(AVPacket& packet) {
 
 bool PictureReader::append(AVPacket& whole) {
   if (packets_->next(*piece_) != Result::packet) return false;
-  const int before = whole.size;
-  const bool grown = av_grow_packet(&whole, piece_->size) >= 0;
+  int const before = whole.size;
+  bool const grown = av_grow_packet(&whole, piece_->size) >= 0;
   if (grown) std::memcpy(whole.data + before, piece_->data, static_cast<size_t>(piece_->size));
   av_packet_unref(piece_.get());
   return grown;

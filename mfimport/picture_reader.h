@@ -16,8 +16,8 @@ class PictureReader {
   using Result = PacketReader::Result;
 
   // At picture 0. Null when the file cannot be opened (any more), with the reason in `error`.
-  static std::unique_ptr<PictureReader> open(const MediaIndex& index, const StreamIndex& stream,
-                                             const mediafile::FileAccess& access, std::string& error);
+  static std::unique_ptr<PictureReader> open(MediaIndex const& index, StreamIndex const& stream,
+                                             mediafile::FileAccess const& access, std::string& error);
 
   // Makes `picture` the next one. False when the container does not get there.
   bool position(size_t picture);
@@ -30,10 +30,10 @@ class PictureReader {
   size_t nextPicture() const { return next_; }
 
  private:
-  PictureReader(const StreamIndex& stream, std::unique_ptr<PacketReader> packets);
+  PictureReader(StreamIndex const& stream, std::unique_ptr<PacketReader> packets);
   bool append(AVPacket& whole);
 
-  const StreamIndex& stream_;
+  StreamIndex const& stream_;
   std::unique_ptr<PacketReader> packets_;
   lav::Packet piece_;
   size_t next_ = 0;

@@ -5,8 +5,8 @@
 #include "mfimport/classify.h"
 
 namespace mfimport {
-PictureSource::PictureSource(const MediaIndex& index, const StreamIndex& stream, mediafile::FileAccess access,
-                             const HostMemory& memory, MpegDecodeStats& stats, Care care)
+PictureSource::PictureSource(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess access,
+                             HostMemory const& memory, MpegDecodeStats& stats, Care care)
     : index_(index),
       stream_(stream),
       access_(std::move(access)),
@@ -14,7 +14,7 @@ PictureSource::PictureSource(const MediaIndex& index, const StreamIndex& stream,
       memory_(memory, care == Care::exact),
       care_(care) {}
 
-bool PictureSource::open(const ThreadSetting& threads, std::string& error) {
+bool PictureSource::open(ThreadSetting const& threads, std::string& error) {
   reader_ = PictureReader::open(index_, stream_, access_, error);
   if (!reader_) return false;
   threads_ = threads;
@@ -31,7 +31,7 @@ bool PictureSource::open(const ThreadSetting& threads, std::string& error) {
 }
 
 bool PictureSource::begin(size_t picture) {
-  const Picture& key = stream_.video.pictures[picture];
+  Picture const& key = stream_.video.pictures[picture];
   if (fed_ && !startAnew()) return false;
   draining_ = false;
   failuresAtEnd_ = 0;
@@ -52,8 +52,8 @@ bool PictureSource::begin(size_t picture) {
     }
   }
   // Pictures before the key in presentation belong to the group of pictures before.
-  const auto& shown = stream_.video.byDisplay;
-  const auto from = std::lower_bound(shown.begin(), shown.end(), key.rank, [&](uint32_t at, uint32_t rank) {
+  auto const& shown = stream_.video.byDisplay;
+  auto const from = std::lower_bound(shown.begin(), shown.end(), key.rank, [&](uint32_t at, uint32_t rank) {
     return stream_.video.pictures[at].rank < rank;
   });
   passed_ = picture == stream_.video.firstKey ? 0 : from - shown.begin();
@@ -77,12 +77,12 @@ bool PictureSource::startAnew() {
 std::optional<DecodedPicture> PictureSource::next() {
   lav::Frame frame = spare_ ? std::move(spare_) : lav::newFrame();
   for (;;) {
-    const int result = avcodec_receive_frame(codec_.get(), frame.get());
+    int const result = avcodec_receive_frame(codec_.get(), frame.get());
     if (result >= 0) {
       ++stats_.pictures;
       PictureMemory::received(*frame);
-      const int64_t display = frame->pts;
-      const size_t unit = unitOf(*frame);
+      int64_t const display = frame->pts;
+      size_t const unit = unitOf(*frame);
       if (lav::damaged(*frame)) noteDamage(unit);
       noteUnfinished(unit);
       noteRefresh(unit, *frame);
@@ -100,7 +100,7 @@ std::optional<DecodedPicture> PictureSource::next() {
       // At the end every thread may still hold a picture behind the one that failed.
       if (draining_ && ++failuresAtEnd_ <= kMostThreads) continue;
     }
-    const bool ended = result == AVERROR_EOF || draining_;
+    bool const ended = result == AVERROR_EOF || draining_;
     if (ended) {
       passed_ = static_cast<int64_t>(stream_.video.frames());
       spare_ = std::move(frame);
@@ -119,14 +119,14 @@ std::optional<DecodedPicture> PictureSource::next() {
 
 // Sends the next picture to the decoder. False when there is none left or it cannot be read.
 bool PictureSource::sendOne() {
-  const size_t unit = reader_->nextPicture();
-  const PictureReader::Result result = reader_->next(*packet_);
+  size_t const unit = reader_->nextPicture();
+  PictureReader::Result const result = reader_->next(*packet_);
   if (result == PictureReader::Result::error) {
     complaint_ = "the file cannot be read";
     unreadable_ = true;
   }
   if (result != PictureReader::Result::packet) return false;
-  const int32_t display = stream_.video.pictures[unit].display;
+  int32_t const display = stream_.video.pictures[unit].display;
   if (display != Picture::kNotShown) keepUserData(display, *packet_);
   // Pictures that are not shown get stamps of their own below all display numbers.
   packet_->pts = display != Picture::kNotShown ? display : -1 - static_cast<int64_t>(unit);
@@ -134,7 +134,7 @@ bool PictureSource::sendOne() {
   // A leap in the counts of a transport stream need not have lost a byte of the picture.
   packet_->flags &= ~(AV_PKT_FLAG_DISCARD | AV_PKT_FLAG_CORRUPT);
   sent_ = unit;
-  const int sent = avcodec_send_packet(codec_.get(), packet_.get());
+  int const sent = avcodec_send_packet(codec_.get(), packet_.get());
   av_packet_unref(packet_.get());
   fed_ = true;
   ++stats_.packets;
@@ -157,16 +157,16 @@ size_t PictureSource::furtherBack(size_t key) const {
   return key;
 }
 
-size_t PictureSource::unitOf(const AVFrame& frame) const {
+size_t PictureSource::unitOf(AVFrame const& frame) const {
   if (frame.pts < 0) return static_cast<size_t>(-1 - frame.pts);
-  const auto display = static_cast<size_t>(frame.pts);
+  auto const display = static_cast<size_t>(frame.pts);
   return display < stream_.video.frames() ? stream_.video.byDisplay[display] : sent_;
 }
 
 // What is wrong with pictures that decoding passes over, those shown before the one it began at, harms no
 // other.
 void PictureSource::noteDamage(size_t unit) {
-  const auto& pictures = stream_.video.pictures;
+  auto const& pictures = stream_.video.pictures;
   if (unit > beginning_ && pictures[unit].rank < pictures[beginning_].rank) return;
   broken_.insert(unit);
   damage_ = std::max(damage_, static_cast<int64_t>(unit));
@@ -176,12 +176,12 @@ void PictureSource::noteDamage(size_t unit) {
 // those are finished, and rows that they lack stay missing. Decoders make up pictures that are referred to
 // and not there. A key picture may be preceded by some: it refers to none of them.
 void PictureSource::noteUnfinished(size_t unit) {
-  const auto& pictures = stream_.video.pictures;
+  auto const& pictures = stream_.video.pictures;
   for (; checked_ <= unit; ++checked_) {
-    const Picture& picture = pictures[checked_];
-    const int64_t stamp =
+    Picture const& picture = pictures[checked_];
+    int64_t const stamp =
         picture.display != Picture::kNotShown ? picture.display : -1 - static_cast<int64_t>(checked_);
-    const PictureMemory::Work work = memory_.workOf(stamp);
+    PictureMemory::Work const work = memory_.workOf(stamp);
     if (work.pictures > 1 && picture.key) preceded_.insert(checked_);
     if (!work.complete || (work.pictures > 1 && !picture.key)) noteDamage(checked_);
   }
@@ -190,23 +190,23 @@ void PictureSource::noteUnfinished(size_t unit) {
 // libavcodec's H.264 decoder withholds what follows a recovery point until the refresh is said to be complete
 // (ISO/IEC 14496-10, D.2.8). When decoding began before, the key picture comes out and is not coded on its
 // own; the second field of one that is may refer to the first.
-void PictureSource::noteRefresh(size_t unit, const AVFrame& frame) {
+void PictureSource::noteRefresh(size_t unit, AVFrame const& frame) {
   if (stream_.codec() != AV_CODEC_ID_H264) return;
-  const auto& pictures = stream_.video.pictures;
+  auto const& pictures = stream_.video.pictures;
   if (pictures[unit].rank < pictures[beginning_].rank) return;
   gradual_ |= first_ && unit != beginning_ && damage_ < 0;
   gradual_ |= pictures[unit].key && frame.pict_type == AV_PICTURE_TYPE_P && !lav::interlaced(frame);
   first_ = false;
 }
 
-void PictureSource::keepUserData(int64_t display, const AVPacket& packet) {
+void PictureSource::keepUserData(int64_t display, AVPacket const& packet) {
   for (UserData& data : readUserData(headerSyntaxOf(stream_.codec()), nalLengthBytes_, lav::payload(packet)))
     userData_[display].push_back(std::move(data));
 }
 
 std::vector<UserData> PictureSource::takeUserData(int64_t display) {
   std::vector<UserData> data;
-  if (const auto found = userData_.find(display); found != userData_.end()) data = std::move(found->second);
+  if (auto const found = userData_.find(display); found != userData_.end()) data = std::move(found->second);
   userData_.erase(userData_.begin(), userData_.upper_bound(display));
   return data;
 }

@@ -35,11 +35,11 @@ enum class Care {
 // One thread at a time; index and stream must outlive it.
 class PictureSource {
  public:
-  PictureSource(const MediaIndex& index, const StreamIndex& stream, mediafile::FileAccess access,
-                const HostMemory& memory, MpegDecodeStats& stats, Care care = Care::quick);
+  PictureSource(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess access,
+                HostMemory const& memory, MpegDecodeStats& stats, Care care = Care::quick);
 
   // Opens file and decoder. False with the reason in `error`.
-  bool open(const ThreadSetting& threads, std::string& error);
+  bool open(ThreadSetting const& threads, std::string& error);
 
   // Prepares to decode from `picture`, a key picture.
   bool begin(size_t picture);
@@ -67,21 +67,21 @@ class PictureSource {
   // also for damage that they may still show of the key pictures before.
   bool damagedSince(size_t picture) const;
   // Why a picture was missing: the last complaint of reader or decoder.
-  const std::string& complaint() const { return complaint_; }
+  std::string const& complaint() const { return complaint_; }
 
  private:
   bool startAnew();
   bool sendOne();
   void noteDamage(size_t unit);
   void noteUnfinished(size_t unit);
-  void noteRefresh(size_t unit, const AVFrame& frame);
-  size_t unitOf(const AVFrame& frame) const;
+  void noteRefresh(size_t unit, AVFrame const& frame);
+  size_t unitOf(AVFrame const& frame) const;
   size_t furtherBack(size_t key) const;
-  void keepUserData(int64_t display, const AVPacket& packet);
+  void keepUserData(int64_t display, AVPacket const& packet);
   std::vector<UserData> takeUserData(int64_t display);
 
-  const MediaIndex& index_;
-  const StreamIndex& stream_;
+  MediaIndex const& index_;
+  StreamIndex const& stream_;
   mediafile::FileAccess access_;
   MpegDecodeStats& stats_;
   std::unique_ptr<PictureReader> reader_;

@@ -5,19 +5,19 @@
 namespace mfimport {
 namespace {
 
-int lengthBytesOf(const AVCodecParameters& parameters) {
-  const std::span<const uint8_t> extradata = lav::extradata(parameters);
+int lengthBytesOf(AVCodecParameters const& parameters) {
+  std::span<uint8_t const> const extradata = lav::extradata(parameters);
   if (parameters.codec_id == AV_CODEC_ID_H264) return nalLengthBytes(HeaderSyntax::h264, extradata);
   if (parameters.codec_id == AV_CODEC_ID_HEVC) return nalLengthBytes(HeaderSyntax::hevc, extradata);
   return 0;
 }
 
 // The parameters of the same stream with start codes: parsers join pieces only of those.
-lav::CodecParameters withStartCodes(const AVCodecParameters& parameters) {
+lav::CodecParameters withStartCodes(AVCodecParameters const& parameters) {
   lav::CodecParameters result = lav::copy(parameters);
   if (lengthBytesOf(parameters) == 0) return result;
-  const bool h264 = parameters.codec_id == AV_CODEC_ID_H264;
-  const AVBitStreamFilter* filter = av_bsf_get_by_name(h264 ? "h264_mp4toannexb" : "hevc_mp4toannexb");
+  bool const h264 = parameters.codec_id == AV_CODEC_ID_H264;
+  AVBitStreamFilter const* filter = av_bsf_get_by_name(h264 ? "h264_mp4toannexb" : "hevc_mp4toannexb");
   AVBSFContext* context = nullptr;
   if (!filter || av_bsf_alloc(filter, &context) < 0) return result;
   if (avcodec_parameters_copy(context->par_in, &parameters) >= 0 && av_bsf_init(context) >= 0)
@@ -28,24 +28,24 @@ lav::CodecParameters withStartCodes(const AVCodecParameters& parameters) {
 
 }  // namespace
 
-PictureSplitter::PictureSplitter(const AVCodecParameters& parameters)
+PictureSplitter::PictureSplitter(AVCodecParameters const& parameters)
     : PictureSplitter(withStartCodes(parameters), lengthBytesOf(parameters)) {}
 
-PictureSplitter::PictureSplitter(const lav::CodecParameters& byteStream, int lengthBytes)
+PictureSplitter::PictureSplitter(lav::CodecParameters const& byteStream, int lengthBytes)
     : lengthBytes_(lengthBytes),
       parser_(av_parser_init(byteStream->codec_id)),
       context_(lav::checked(avcodec_alloc_context3(nullptr))),
       headers_(*byteStream) {
   // A shorter field has no room for a start code.
   constexpr int kStartCodeBytes = 3;
-  const bool fits = lengthBytes == 0 || lengthBytes >= kStartCodeBytes;
+  bool const fits = lengthBytes == 0 || lengthBytes >= kStartCodeBytes;
   if (!fits || avcodec_parameters_to_context(context_.get(), byteStream.get()) < 0) parser_.reset();
 }
 
 // Start codes in the place of length fields.
-std::span<const uint8_t> PictureSplitter::asByteStream(std::span<const uint8_t> packet) {
+std::span<uint8_t const> PictureSplitter::asByteStream(std::span<uint8_t const> packet) {
   if (lengthBytes_ == 0) return packet;
-  const auto width = static_cast<size_t>(lengthBytes_);
+  auto const width = static_cast<size_t>(lengthBytes_);
   buffer_.assign(packet.begin(), packet.end());
   buffer_.resize(packet.size() + AV_INPUT_BUFFER_PADDING_SIZE);
   for (size_t at = 0; packet.size() - at > width;) {
@@ -61,27 +61,27 @@ std::span<const uint8_t> PictureSplitter::asByteStream(std::span<const uint8_t> 
   return std::span(buffer_).first(packet.size());
 }
 
-void PictureSplitter::add(std::span<const uint8_t> packet) {
-  const auto leading = std::find_if(packet.begin(), packet.end(), [](uint8_t byte) { return byte != 0; });
+void PictureSplitter::add(std::span<uint8_t const> packet) {
+  auto const leading = std::find_if(packet.begin(), packet.end(), [](uint8_t byte) { return byte != 0; });
   starts_.push_back({given_, static_cast<int>(leading - packet.begin())});
-  const auto size = static_cast<int64_t>(packet.size());
+  auto const size = static_cast<int64_t>(packet.size());
   packet = asByteStream(packet);
   given_ += size;
   while (parser_ && !packet.empty()) {
-    const int used = parse(packet);
+    int const used = parse(packet);
     if (used < 0) return;
     packet = packet.subspan(std::min(static_cast<size_t>(used), packet.size()));
   }
 }
 
-const std::vector<PictureSplitter::Unit>& PictureSplitter::finish() {
+std::vector<PictureSplitter::Unit> const& PictureSplitter::finish() {
   if (parser_ && !finished_) parse({});
   finished_ = true;
   // Parsers may leave zeros before a start code to the picture before.
   for (Unit& unit : units_) {
-    const auto after =
+    auto const after =
         std::upper_bound(starts_.begin(), starts_.end(), unit.begin,
-                         [](int64_t position, const Start& start) { return position < start.position; });
+                         [](int64_t position, Start const& start) { return position < start.position; });
     if (after == starts_.begin()) continue;
     if (unit.begin - after[-1].position <= after[-1].zeros) unit.begin = after[-1].position;
   }
@@ -89,10 +89,10 @@ const std::vector<PictureSplitter::Unit>& PictureSplitter::finish() {
 }
 
 // The bytes taken, negative when no more can be told.
-int PictureSplitter::parse(std::span<const uint8_t> bytes) {
+int PictureSplitter::parse(std::span<uint8_t const> bytes) {
   uint8_t* out = nullptr;
   int size = 0;
-  const int used = av_parser_parse2(parser_.get(), context_.get(), &out, &size, bytes.data(),
+  int const used = av_parser_parse2(parser_.get(), context_.get(), &out, &size, bytes.data(),
                                     static_cast<int>(bytes.size()), AV_NOPTS_VALUE, AV_NOPTS_VALUE, 0);
   if (size > 0) {
     Unit unit{parsed_, {}};
@@ -106,20 +106,20 @@ int PictureSplitter::parse(std::span<const uint8_t> bytes) {
 }
 
 void splitPackets(StreamIndex& stream, std::vector<PacketNote>& notes, PictureSplitter& splitter) {
-  const std::vector<PictureSplitter::Unit>& units = splitter.finish();
+  std::vector<PictureSplitter::Unit> const& units = splitter.finish();
   std::vector<PacketEntry> entries;
   std::vector<PacketNote> notesOfEntries;
   bool severalInOne = false;
   int64_t begin = 0;  // of the packet, in the bytes of all
   size_t unit = 0;    // the next that has not begun
   for (size_t number = 0; number < stream.packets.size(); ++number) {
-    const PacketEntry& packet = stream.packets[number];
-    const int64_t end = begin + packet.size;
+    PacketEntry const& packet = stream.packets[number];
+    int64_t const end = begin + packet.size;
     int begun = 0;
     for (int64_t at = begin; at < end;) {
-      const bool begins = unit < units.size() && units[unit].begin <= at;
-      const PictureSplitter::Unit* const own = begins ? &units[unit++] : nullptr;
-      const int64_t next = unit < units.size() ? std::min(units[unit].begin, end) : end;
+      bool const begins = unit < units.size() && units[unit].begin <= at;
+      PictureSplitter::Unit const* const own = begins ? &units[unit++] : nullptr;
+      int64_t const next = unit < units.size() ? std::min(units[unit].begin, end) : end;
       if (next <= at) continue;  // a unit without bytes
       PacketEntry entry = packet;
       entry.offset = static_cast<uint32_t>(at - begin);
@@ -128,8 +128,8 @@ void splitPackets(StreamIndex& stream, std::vector<PacketNote>& notes, PictureSp
       if (entry.offset > 0) entry.pts = AV_NOPTS_VALUE;
       PacketNote note = notes[number];
       if (own) {
-        const bool discard = note.discard;
-        const int64_t duration = note.duration;
+        bool const discard = note.discard;
+        int64_t const duration = note.duration;
         note = own->note;
         note.discard = discard;
         note.duration = duration;
@@ -152,20 +152,20 @@ void splitPackets(StreamIndex& stream, std::vector<PacketNote>& notes, PictureSp
   for (PacketEntry& entry : stream.packets) entry.pts = AV_NOPTS_VALUE;
 }
 
-bool arePictures(const AVCodecParameters& parameters, std::span<const std::vector<uint8_t>> packets) {
+bool arePictures(AVCodecParameters const& parameters, std::span<std::vector<uint8_t> const> packets) {
   PictureSplitter splitter(parameters);
   if (!splitter.works()) return true;
   std::vector<int64_t> begins;
   int64_t begin = 0;
-  for (const std::vector<uint8_t>& packet : packets) {
+  for (std::vector<uint8_t> const& packet : packets) {
     begins.push_back(begin);
     // The padding is part of what the vectors hold.
-    const size_t size = packet.size() - AV_INPUT_BUFFER_PADDING_SIZE;
+    size_t const size = packet.size() - AV_INPUT_BUFFER_PADDING_SIZE;
     splitter.add(std::span(packet).first(size));
     begin += static_cast<int64_t>(size);
   }
   std::vector<int64_t> pictures;
-  for (const PictureSplitter::Unit& unit : splitter.finish())
+  for (PictureSplitter::Unit const& unit : splitter.finish())
     if (!unit.note.secondField) pictures.push_back(unit.begin);
   return pictures == begins;
 }

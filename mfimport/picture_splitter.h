@@ -18,20 +18,20 @@ class PictureSplitter {
     PacketNote note;
   };
 
-  explicit PictureSplitter(const AVCodecParameters& parameters);
+  explicit PictureSplitter(AVCodecParameters const& parameters);
 
   // False for codecs whose pictures cannot be told apart.
   bool works() const { return parser_ != nullptr; }
 
   // The bytes of the next packet, with libavcodec's padding behind them.
-  void add(std::span<const uint8_t> packet);
+  void add(std::span<uint8_t const> packet);
   // No more packets: all units, ascending.
-  const std::vector<Unit>& finish();
+  std::vector<Unit> const& finish();
 
  private:
-  PictureSplitter(const lav::CodecParameters& byteStream, int lengthBytes);
-  std::span<const uint8_t> asByteStream(std::span<const uint8_t> packet);
-  int parse(std::span<const uint8_t> bytes);
+  PictureSplitter(lav::CodecParameters const& byteStream, int lengthBytes);
+  std::span<uint8_t const> asByteStream(std::span<uint8_t const> packet);
+  int parse(std::span<uint8_t const> bytes);
 
   int lengthBytes_;  // of the fields before NAL units, 0 for start codes
   lav::Parser parser_;
@@ -57,6 +57,6 @@ class PictureSplitter {
 void splitPackets(StreamIndex& stream, std::vector<PacketNote>& notes, PictureSplitter& splitter);
 
 // Whether the first packets of a stream are pictures, that is frames or pairs of fields.
-bool arePictures(const AVCodecParameters& parameters, std::span<const std::vector<uint8_t>> packets);
+bool arePictures(AVCodecParameters const& parameters, std::span<std::vector<uint8_t> const> packets);
 
 }  // namespace mfimport

@@ -22,12 +22,12 @@ class PixelWriter {
   // Writes `frame` into `target` as `fourcc`. Layouts that the decoder has already are copied, those of more
   // than 8 bits as value << (16 - depth); the others go through swscale. False with the reason in `error` and
   // the target untouched when there is no such conversion or the target does not fit.
-  bool write(const AVFrame& frame, uint32_t fourcc, const PictureTarget& target, std::string& error);
+  bool write(AVFrame const& frame, uint32_t fourcc, PictureTarget const& target, std::string& error);
 
  private:
-  bool scale(const AVFrame& frame, AVPixelFormat to, uint8_t* const plane[4], const int stride[4],
+  bool scale(AVFrame const& frame, AVPixelFormat to, uint8_t* const plane[4], int const stride[4],
              std::string& error);
-  const AVFrame* scaled(const AVFrame& frame, AVPixelFormat to, std::string& error);
+  AVFrame const* scaled(AVFrame const& frame, AVPixelFormat to, std::string& error);
 
   lav::Scaler scaler_;
   int scalerWidth_ = 0, scalerHeight_ = 0;
@@ -36,11 +36,11 @@ class PixelWriter {
 };
 
 // The packing loops, rows of pixels. `width` in luma samples; chroma has (width + 1) / 2 per row.
-void packYuyvRow(const uint8_t* y, const uint8_t* u, const uint8_t* v, int width, uint8_t* out);
-void packY216Row(const uint16_t* y, const uint16_t* u, const uint16_t* v, int width, int shift,
+void packYuyvRow(uint8_t const* y, uint8_t const* u, uint8_t const* v, int width, uint8_t* out);
+void packY216Row(uint16_t const* y, uint16_t const* u, uint16_t const* v, int width, int shift,
                  uint16_t* out);
-void packY216Row(const uint8_t* y, const uint8_t* u, const uint8_t* v, int width, uint16_t* out);
-void shiftRow(const uint16_t* in, int count, int shift, uint16_t* out);
-void shiftRow(const uint8_t* in, int count, uint16_t* out);
+void packY216Row(uint8_t const* y, uint8_t const* u, uint8_t const* v, int width, uint16_t* out);
+void shiftRow(uint16_t const* in, int count, int shift, uint16_t* out);
+void shiftRow(uint8_t const* in, int count, uint16_t* out);
 
 }  // namespace mfimport

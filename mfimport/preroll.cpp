@@ -20,10 +20,10 @@ constexpr size_t kOverlap = 2;
 // is refused, or decoded with whatever is left of any packet before: of the last damaged one, even.
 class AfterWholePackets final : public Settling {
  public:
-  using Check = bool (*)(std::span<const uint8_t> packet);
+  using Check = bool (*)(std::span<uint8_t const> packet);
   explicit AfterWholePackets(Check isWhole) : isWhole_(isWhole) {}
 
-  void saw(std::span<const uint8_t> packet) override {
+  void saw(std::span<uint8_t const> packet) override {
     ++sinceBegin_;
     whole_ = isWhole_(packet) ? whole_ + 1 : 0;
     if (whole_ < kOverlap) return;
@@ -32,7 +32,7 @@ class AfterWholePackets final : public Settling {
   }
   bool settled() const override { return settled_; }
   size_t needed() const override { return sinceBegin_; }
-  bool mistrusts(std::span<const uint8_t> packet) const override {
+  bool mistrusts(std::span<uint8_t const> packet) const override {
     return whole_ >= kOverlap && !isWhole_(packet);
   }
 
@@ -42,12 +42,12 @@ class AfterWholePackets final : public Settling {
   bool settled_ = false;
 };
 
-bool hasSyncOfMpegAudio(std::span<const uint8_t> packet) {
+bool hasSyncOfMpegAudio(std::span<uint8_t const> packet) {
   return packet.size() > 4 && packet[0] == 0xFF && (packet[1] & 0xE0) == 0xE0;
 }
 
 // ATSC A/52 7.10.1: the check covers all of a frame but its sync word, and leaves 0.
-bool passesCheckOfDolby(std::span<const uint8_t> packet) {
+bool passesCheckOfDolby(std::span<uint8_t const> packet) {
   constexpr size_t kSyncBytes = 2;
   const AVCRC* const table = av_crc_get_table(AV_CRC_16_ANSI);
   while (!packet.empty()) {
@@ -65,17 +65,17 @@ bool passesCheckOfDolby(std::span<const uint8_t> packet) {
 // (ISO/IEC 11172-3 2.4.1.7, 13818-3 2.4.1.7).
 class AfterReservoir final : public Settling {
  public:
-  void saw(std::span<const uint8_t> packet) override {
+  void saw(std::span<uint8_t const> packet) override {
     constexpr size_t kHeader = 4, kCheck = 2;
     ++seen_;
     if (!hasSyncOfMpegAudio(packet)) return;
-    const bool mpeg1 = (packet[1] >> 3 & 3) == 3;
-    const bool mono = packet[3] >> 6 == 3;
-    const size_t before = kHeader + ((packet[1] & 1) == 0 ? kCheck : 0);
-    const size_t sideInfo = mpeg1 ? (mono ? 17 : 32) : (mono ? 9 : 17);
+    bool const mpeg1 = (packet[1] >> 3 & 3) == 3;
+    bool const mono = packet[3] >> 6 == 3;
+    size_t const before = kHeader + ((packet[1] & 1) == 0 ? kCheck : 0);
+    size_t const sideInfo = mpeg1 ? (mono ? 17 : 32) : (mono ? 9 : 17);
     if (packet.size() < before + sideInfo) return;
     BitReader side(packet.subspan(before));
-    const size_t reachesBack = side.bits(mpeg1 ? 9 : 8);
+    size_t const reachesBack = side.bits(mpeg1 ? 9 : 8);
     whole_ = reachesBack <= reservoir_ ? whole_ + 1 : 0;
     reservoir_ += packet.size() - before - sideInfo;
     settled_ = settled_ || whole_ >= kOverlap;
@@ -93,7 +93,7 @@ class AfterReservoir final : public Settling {
 // matter where it says that its predictors begin anew. ETSI TS 102 114 5.3 to 5.5.
 class AfterPrediction final : public Settling {
  public:
-  void saw(std::span<const uint8_t> packet) override {
+  void saw(std::span<uint8_t const> packet) override {
     ++seen_;
     if (!read(packet)) forget();
   }
@@ -122,13 +122,13 @@ class AfterPrediction final : public Settling {
     return since;
   }
 
-  bool read(std::span<const uint8_t> packet) {
+  bool read(std::span<uint8_t const> packet) {
     BitReader bits(packet);
     if (bits.bits(32) != 0x7FFE8001) return false;
     bits.skip(1 + 5);
-    const bool checked = bits.flag();
+    bool const checked = bits.flag();
     bits.skip(7 + 14 + 6 + 4 + 5 + 1 + 1 + 1 + 1 + 1 + 3 + 1 + 1 + 2);
-    const bool continues = bits.flag();
+    bool const continues = bits.flag();
     bits.skip((checked ? 16 : 0) + 1 + 4 + 2 + 3 + 1 + 1 + 4);
     if (!continues)
       for (Subbands& subbands : known_) subbands.fill(seen_);
@@ -141,10 +141,10 @@ class AfterPrediction final : public Settling {
 
   bool readCoding(BitReader& bits, bool checked, std::array<Channel, kMostChannels>& channels) {
     bits.skip(4);
-    const size_t count = bits.bits(3) + 1;
+    size_t const count = bits.bits(3) + 1;
     if (count != channels_) forget();
     channels_ = count;
-    const auto used = std::span(channels).first(count);
+    auto const used = std::span(channels).first(count);
     for (Channel& channel : used) {
       channel.coded = bits.bits(5) + 2;
       if (channel.coded > kSubbands) return false;
@@ -161,14 +161,14 @@ class AfterPrediction final : public Settling {
   void skipQuantizers(BitReader& bits) const {
     constexpr std::array<int, 10> kWidths = {1, 2, 2, 2, 2, 3, 3, 3, 3, 3};
     uint32_t adjustments = 0;
-    for (const int width : kWidths)
+    for (int const width : kWidths)
       for (size_t c = 0; c < channels_; ++c)
         if (bits.bits(width) < (1U << width) - 1) ++adjustments;
     bits.skip(adjustments * 2);
   }
 
   // From the prediction flags of the first subframe.
-  void learn(BitReader& bits, std::span<const Channel> channels) {
+  void learn(BitReader& bits, std::span<Channel const> channels) {
     for (size_t c = 0; c < channels.size(); ++c) {
       for (size_t subband = 0; subband < channels[c].coded; ++subband)
         if (!bits.flag()) known_[c][subband] = seen_;
@@ -182,7 +182,7 @@ class AfterPrediction final : public Settling {
   }
 
   // Whichever channel the copy comes from.
-  size_t knownOfOthers(std::span<const Channel> channels, size_t subband) const {
+  size_t knownOfOthers(std::span<Channel const> channels, size_t subband) const {
     size_t since = seen_;
     for (size_t c = 0; c < channels.size(); ++c)
       if (!channels[c].joint || subband < channels[c].coded) since = std::min(since, known_[c][subband]);
@@ -196,7 +196,7 @@ class AfterPrediction final : public Settling {
 
 }  // namespace
 
-std::unique_ptr<Settling> settlingOf(const AVCodecParameters& parameters) {
+std::unique_ptr<Settling> settlingOf(AVCodecParameters const& parameters) {
   switch (parameters.codec_id) {
     case AV_CODEC_ID_MP1:
     case AV_CODEC_ID_MP2:
@@ -225,12 +225,12 @@ Preroll prerollOf(AVCodecID codec) {
   }
 }
 
-Runs runsOf(const AVCodecParameters& parameters, int samples) {
+Runs runsOf(AVCodecParameters const& parameters, int samples) {
   constexpr int64_t kSeconds = 120;
   // Noise tables of some codecs come round after 2, 4, 8 or 16 packets: runs begin where they do.
   constexpr int64_t kStep = 16;
-  const int64_t inRun = kSeconds * std::max(parameters.sample_rate, 1);
-  const int64_t packets = (inRun / std::max(samples, 1) + kStep) / kStep * kStep;
+  int64_t const inRun = kSeconds * std::max(parameters.sample_rate, 1);
+  int64_t const packets = (inRun / std::max(samples, 1) + kStep) / kStep * kStep;
   // 240 packets bring the predictors of AAC Main back to their beginning (ISO/IEC 14496-3 4.6.6), and 5 s
   // let the filters of speech codecs die away.
   constexpr size_t kPreroll = 256;

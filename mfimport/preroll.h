@@ -16,18 +16,18 @@ namespace mfimport {
 class Settling {
  public:
   virtual ~Settling() = default;
-  virtual void saw(std::span<const uint8_t> packet) = 0;
+  virtual void saw(std::span<uint8_t const> packet) = 0;
   // The samples of packets to come will be right.
   virtual bool settled() const = 0;
   // When settled: so many of the packets seen last would have done.
   virtual size_t needed() const = 0;
   // `packet`, which comes next, can turn up anything that the decoder ever kept: a decoder of its own has to
   // begin `needed` packets before it, in linear reading too.
-  virtual bool mistrusts(std::span<const uint8_t> /*packet*/) const { return false; }
+  virtual bool mistrusts(std::span<uint8_t const> /*packet*/) const { return false; }
 };
 
 // Null for codecs that settle by no rule, or never entirely: those are decoded in runs.
-std::unique_ptr<Settling> settlingOf(const AVCodecParameters& parameters);
+std::unique_ptr<Settling> settlingOf(AVCodecParameters const& parameters);
 
 // Packets to begin with before the wanted one, and the most to look at when those do not settle the decoder.
 struct Preroll {
@@ -43,6 +43,6 @@ struct Runs {
   size_t packets, preroll;
 };
 // `samples` are those of one packet.
-Runs runsOf(const AVCodecParameters& parameters, int samples);
+Runs runsOf(AVCodecParameters const& parameters, int samples);
 
 }  // namespace mfimport

@@ -35,16 +35,16 @@ class SampleSource {
 
 // PCM straight from the file where that is possible, else through a decoder. Null on failure, with the reason
 // in `error`.
-std::unique_ptr<SampleSource> openSampleSource(const MediaIndex& index, const StreamIndex& stream,
-                                               const SampleLayout& layout,
-                                               const mediafile::FileAccess& access, const HostCallbacks& host,
+std::unique_ptr<SampleSource> openSampleSource(MediaIndex const& index, StreamIndex const& stream,
+                                               SampleLayout const& layout,
+                                               mediafile::FileAccess const& access, HostCallbacks const& host,
                                                std::string& error);
 
 // The same, but never straight from the file.
-std::unique_ptr<SampleSource> openDecodedSamples(const MediaIndex& index, const StreamIndex& stream,
-                                                 const SampleLayout& layout,
-                                                 const mediafile::FileAccess& access,
-                                                 const HostCallbacks& host, std::string& error);
+std::unique_ptr<SampleSource> openDecodedSamples(MediaIndex const& index, StreamIndex const& stream,
+                                                 SampleLayout const& layout,
+                                                 mediafile::FileAccess const& access,
+                                                 HostCallbacks const& host, std::string& error);
 
 // Raw PCM words of `codec` to words of native byte order, full scale kept; `values` counts words of all
 // channels. False when the codec is not plain PCM.
@@ -53,6 +53,6 @@ struct PcmCodec {
   SampleLayout layout;  // after conversion
 };
 PcmCodec pcmCodec(AVCodecID codec);
-void convertPcm(AVCodecID codec, const uint8_t* in, size_t values, uint8_t* out);
+void convertPcm(AVCodecID codec, uint8_t const* in, size_t values, uint8_t* out);
 
 }  // namespace mfimport

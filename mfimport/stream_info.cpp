@@ -12,30 +12,30 @@
 namespace mfimport {
 namespace {
 
-double bitRateOf(const StreamIndex& stream, int64_t frames) {
+double bitRateOf(StreamIndex const& stream, int64_t frames) {
   constexpr uint32_t kVariable = 0x3FFFF;  // of MPEG-1, and what encoders write that do not know
-  const uint32_t coded = stream.headers.bitRateValue;
+  uint32_t const coded = stream.headers.bitRateValue;
   if (coded != 0 && (coded & kVariable) != kVariable) return coded * 400.0;
   if (stream.parameters->bit_rate > 0) return static_cast<double>(stream.parameters->bit_rate);
   double bytes = 0;
-  for (const PacketEntry& entry : stream.packets) bytes += entry.size;
+  for (PacketEntry const& entry : stream.packets) bytes += entry.size;
   return frames > 0 && stream.video.rate > 0 ? bytes * 8 * stream.video.rate / static_cast<double>(frames)
                                              : 0;
 }
 
-bool isProgressive(const StreamIndex& stream) {
+bool isProgressive(StreamIndex const& stream) {
   if (stream.first.seen) return !stream.first.interlaced;
-  const AVFieldOrder order = stream.parameters->field_order;
+  AVFieldOrder const order = stream.parameters->field_order;
   return order == AV_FIELD_PROGRESSIVE || order == AV_FIELD_UNKNOWN;
 }
 
-bool isTopFieldFirst(const StreamIndex& stream) {
+bool isTopFieldFirst(StreamIndex const& stream) {
   if (stream.first.seen) return stream.first.topFieldFirst;
-  const AVFieldOrder order = stream.parameters->field_order;
+  AVFieldOrder const order = stream.parameters->field_order;
   return order == AV_FIELD_TT || order == AV_FIELD_TB;
 }
 
-void setCodecFlag(MpegVideoInfo& info, const StreamIndex& stream) {
+void setCodecFlag(MpegVideoInfo& info, StreamIndex const& stream) {
   switch (stream.codec()) {
     case AV_CODEC_ID_H264:
       info.h264 = 1;
@@ -64,8 +64,8 @@ void setCodecFlag(MpegVideoInfo& info, const StreamIndex& stream) {
   }
 }
 
-void setHeaderFacts(MpegVideoInfo& info, const StreamIndex& stream) {
-  const HeaderInfo& headers = stream.headers;
+void setHeaderFacts(MpegVideoInfo& info, StreamIndex const& stream) {
+  HeaderInfo const& headers = stream.headers;
   info.frameDct = std::max(headers.frameDct, 0);
   info.vbvDelay = std::max(headers.vbvDelay, 0);
   info.cbr = headers.cbr ? 1 : 0;
@@ -80,7 +80,7 @@ void setHeaderFacts(MpegVideoInfo& info, const StreamIndex& stream) {
   info.dropFrame = headers.dropFrame || stream.dropFrame ? 1 : 0;
 }
 
-void setRates(MpegVideoInfo& info, const StreamIndex& stream, int containerType) {
+void setRates(MpegVideoInfo& info, StreamIndex const& stream, int containerType) {
   info.rate = stream.video.rate;
   info.secondRate = stream.video.displayedRate;
   info.containerFps = stream.averageRate > 0 ? stream.averageRate : stream.baseRate;
@@ -90,7 +90,7 @@ void setRates(MpegVideoInfo& info, const StreamIndex& stream, int containerType)
   if (info.streamFps <= 0) info.streamFps = info.rate;
 }
 
-ProfileFacts profileFacts(const Media& media, const StreamIndex& stream, const MpegVideoInfo& info) {
+ProfileFacts profileFacts(Media const& media, StreamIndex const& stream, MpegVideoInfo const& info) {
   ProfileFacts facts;
   facts.codec = stream.codec();
   facts.tag = stream.parameters->codec_tag;
@@ -105,7 +105,7 @@ ProfileFacts profileFacts(const Media& media, const StreamIndex& stream, const M
   facts.constantBitRate = stream.headers.vbvDelay >= 0 && stream.headers.vbvDelay != 0xFFFF;
   facts.dvdNavigation = media.first().dvdNavigation;
   facts.path = media.first().name;
-  for (const StreamIndex& other : media.first().streams) {
+  for (StreamIndex const& other : media.first().streams) {
     if (other.type() != AVMEDIA_TYPE_AUDIO) continue;
     facts.mpegAudio |= mpegAudioLayer(other.codec()) > 0;
     facts.ac3Audio |= other.codec() == AV_CODEC_ID_AC3 || other.codec() == AV_CODEC_ID_EAC3;
@@ -121,21 +121,21 @@ void setSelectors(MpegVideoInfo& info, int containerType) {
 }
 
 // For containers that tell none.
-int averageBitRate(const StreamIndex& stream, const MpegAudioInfo& info) {
+int averageBitRate(StreamIndex const& stream, MpegAudioInfo const& info) {
   if (isPcm(stream.codec())) return info.rate * info.channels * info.bits;
   if (stream.audio.samples == 0) return 0;
   double bytes = 0;
-  for (const PacketEntry& entry : stream.packets) bytes += entry.size;
+  for (PacketEntry const& entry : stream.packets) bytes += entry.size;
   return static_cast<int>(
       std::min(bytes * 8 * info.rate / static_cast<double>(stream.audio.samples), double{INT32_MAX}));
 }
 
 }  // namespace
 
-StreamTable::StreamTable(const Media& media) {
-  const MediaIndex& index = media.first();
+StreamTable::StreamTable(Media const& media) {
+  MediaIndex const& index = media.first();
   for (size_t i = 0; i < index.streams.size(); ++i) {
-    const StreamIndex& stream = index.streams[i];
+    StreamIndex const& stream = index.streams[i];
     if (stream.absent) continue;
     switch (stream.type()) {
       case AVMEDIA_TYPE_VIDEO:
@@ -148,7 +148,7 @@ StreamTable::StreamTable(const Media& media) {
         break;
       case AVMEDIA_TYPE_AUDIO: {
         // Which run a PCM stream belongs to is the clip's own affair, not that of the take list.
-        const auto format = audioFormatOf(stream.codec(), media.containerType);
+        auto const format = audioFormatOf(stream.codec(), media.containerType);
         if (!stream.known || !format) {
           ++unknownAudio;
         } else {
@@ -171,14 +171,14 @@ StreamTable::StreamTable(const Media& media) {
 }
 
 std::optional<size_t> StreamTable::firstAudio() const {
-  for (const auto& run : audio)
+  for (auto const& run : audio)
     if (!run.empty()) return run.front();
   return std::nullopt;
 }
 
-MpegVideoInfo videoInfo(const Media& media, size_t streamNumber) {
-  const StreamIndex& stream = media.first().streams[streamNumber];
-  const AVCodecParameters& parameters = *stream.parameters;
+MpegVideoInfo videoInfo(Media const& media, size_t streamNumber) {
+  StreamIndex const& stream = media.first().streams[streamNumber];
+  AVCodecParameters const& parameters = *stream.parameters;
   MpegVideoInfo info{};
   info.present = 1;
   setCodecFlag(info, stream);
@@ -187,7 +187,7 @@ MpegVideoInfo videoInfo(const Media& media, size_t streamNumber) {
   info.containerWidth = stream.containerWidth;
   info.containerHeight = stream.containerHeight;
   int64_t frames = 0;
-  for (const auto& clip : media.clips)
+  for (auto const& clip : media.clips)
     frames += static_cast<int64_t>(clip->streams[streamNumber].video.frames());
   info.frames = static_cast<int>(std::min<int64_t>(frames, INT32_MAX));
   info.bitRate = bitRateOf(stream, static_cast<int64_t>(stream.video.frames()));
@@ -200,7 +200,7 @@ MpegVideoInfo videoInfo(const Media& media, size_t streamNumber) {
   info.transfer = parameters.color_trc;
   info.matrix = parameters.color_space;
   setHeaderFacts(info, stream);
-  const auto format = stream.first.seen ? stream.first.format : static_cast<AVPixelFormat>(parameters.format);
+  auto const format = stream.first.seen ? stream.first.format : static_cast<AVPixelFormat>(parameters.format);
   info.chromaFormat = chromaFormatOf(format);
   info.sourceDepth = depthOf(format);
   if (info.chromaFormat == 0) info.chromaFormat = std::max(stream.headers.chromaFormat, 1);
@@ -211,10 +211,10 @@ MpegVideoInfo videoInfo(const Media& media, size_t streamNumber) {
   return info;
 }
 
-MpegAudioInfo audioInfo(const std::shared_ptr<const Media>& media, size_t streamNumber) {
-  const StreamIndex& stream = media->first().streams[streamNumber];
-  const AVCodecParameters& parameters = *stream.parameters;
-  const SampleLayout layout = naturalLayout(parameters);
+MpegAudioInfo audioInfo(std::shared_ptr<Media const> const& media, size_t streamNumber) {
+  StreamIndex const& stream = media->first().streams[streamNumber];
+  AVCodecParameters const& parameters = *stream.parameters;
+  SampleLayout const layout = naturalLayout(parameters);
   MpegAudioInfo info{};
   info.samples = AudioTrack(media, streamNumber, nullptr).samples;
   info.rate = parameters.sample_rate;
@@ -229,7 +229,7 @@ MpegAudioInfo audioInfo(const std::shared_ptr<const Media>& media, size_t stream
   info.acmod = stream.acmod;
   info.lfeon = stream.lfeon;
   for (size_t i = 0; i < stream.packets.size(); ++i) {
-    const SampleSpan& span = stream.audio.spans[i];
+    SampleSpan const& span = stream.audio.spans[i];
     if (span.keep == 0 || stream.packets[i].pts == AV_NOPTS_VALUE) continue;
     info.firstPts =
         stream.to27M(stream.packets[i].pts) + av_rescale(span.drop, kClock27M.den, std::max(info.rate, 1));
@@ -238,7 +238,7 @@ MpegAudioInfo audioInfo(const std::shared_ptr<const Media>& media, size_t stream
   return info;
 }
 
-bool anyDecoder(const Media& media, const std::vector<size_t>& streams) {
+bool anyDecoder(Media const& media, std::vector<size_t> const& streams) {
   return std::any_of(streams.begin(), streams.end(),
                      [&](size_t number) { return hasDecoder(media.first().streams[number].codec()); });
 }

@@ -10,7 +10,7 @@ namespace mfimport {
 
 // The numbers that streams have in the public interface.
 struct StreamTable {
-  explicit StreamTable(const Media& media);
+  explicit StreamTable(Media const& media);
 
   std::vector<size_t> video;  // stream numbers of the index, in order
   std::vector<size_t> audio[kAudioFormats];
@@ -23,10 +23,10 @@ struct StreamTable {
 };
 
 // Facts of one stream; frame and sample counts are those of the whole medium.
-MpegVideoInfo videoInfo(const Media& media, size_t streamNumber);
-MpegAudioInfo audioInfo(const std::shared_ptr<const Media>& media, size_t streamNumber);
+MpegVideoInfo videoInfo(Media const& media, size_t streamNumber);
+MpegAudioInfo audioInfo(std::shared_ptr<Media const> const& media, size_t streamNumber);
 
 // True when at least one of `streams` can be decoded.
-bool anyDecoder(const Media& media, const std::vector<size_t>& streams);
+bool anyDecoder(Media const& media, std::vector<size_t> const& streams);
 
 }  // namespace mfimport

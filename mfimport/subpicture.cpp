@@ -19,24 +19,24 @@ constexpr SubpictureCanvas kDvb = {720, 576};  // without a display definition
 struct Decoded {
   Decoded() = default;
   ~Decoded() { avsubtitle_free(&subtitle); }
-  Decoded(const Decoded&) = delete;
-  Decoded& operator=(const Decoded&) = delete;
+  Decoded(Decoded const&) = delete;
+  Decoded& operator=(Decoded const&) = delete;
 
   AVSubtitle subtitle{};
 };
 
-bool namesPalette(const AVCodecParameters& stream) {
-  const auto text = lav::extradata(stream);
-  return std::string_view(reinterpret_cast<const char*>(text.data()), text.size()).find("palette:") !=
+bool namesPalette(AVCodecParameters const& stream) {
+  auto const text = lav::extradata(stream);
+  return std::string_view(reinterpret_cast<char const*>(text.data()), text.size()).find("palette:") !=
          std::string_view::npos;
 }
 
-void copyBitmap(const AVSubtitleRect& from, std::vector<SubpictureBitmap>& bitmaps) {
+void copyBitmap(AVSubtitleRect const& from, std::vector<SubpictureBitmap>& bitmaps) {
   if (from.type != SUBTITLE_BITMAP || !from.data[0] || !from.data[1] || from.w <= 0 || from.h <= 0 ||
       from.w > kMostSide || from.h > kMostSide || int64_t{from.w} * from.h > kMostPixels ||
       from.linesize[0] < from.w)
     return;
-  const auto width = static_cast<size_t>(from.w), height = static_cast<size_t>(from.h);
+  auto const width = static_cast<size_t>(from.w), height = static_cast<size_t>(from.h);
   SubpictureBitmap bitmap{from.x, from.y, from.w, from.h, std::vector<uint8_t>(width * height), {}};
   for (size_t y = 0; y < height; ++y)
     std::memcpy(&bitmap.pixels[y * width], from.data[0] + y * static_cast<size_t>(from.linesize[0]), width);
@@ -48,9 +48,9 @@ void copyBitmap(const AVSubtitleRect& from, std::vector<SubpictureBitmap>& bitma
 
 }  // namespace
 
-SubpictureReader::SubpictureReader(const MediaIndex& index, const StreamIndex& stream,
+SubpictureReader::SubpictureReader(MediaIndex const& index, StreamIndex const& stream,
                                    mediafile::FileAccess access, std::string dvdPalette,
-                                   const HostCallbacks& host)
+                                   HostCallbacks const& host)
     : index_(index),
       stream_(stream),
       access_(std::move(access)),
@@ -59,25 +59,25 @@ SubpictureReader::SubpictureReader(const MediaIndex& index, const StreamIndex& s
       packet_(lav::newPacket()) {
   due_.reserve(stream.packets.size());
   int64_t latest = std::numeric_limits<int64_t>::min();
-  for (const PacketEntry& entry : stream.packets) {
-    const int64_t pts = stream.packets[entry.unit].pts;
+  for (PacketEntry const& entry : stream.packets) {
+    int64_t const pts = stream.packets[entry.unit].pts;
     if (pts != AV_NOPTS_VALUE) latest = std::max(latest, stream.to27M(pts));
     due_.push_back(latest);
   }
 }
 
 // Where the shown subpicture may change: a packet falls due, a subpicture that is known begins or ends.
-const std::shared_ptr<const Subpicture>& SubpictureReader::at(int64_t time) {
+std::shared_ptr<Subpicture const> const& SubpictureReader::at(int64_t time) {
   if (time >= from_ && time < until_) return shown_;
   shown_.reset();
-  const auto next = std::upper_bound(due_.begin(), due_.end(), time);
+  auto const next = std::upper_bound(due_.begin(), due_.end(), time);
   until_ = next == due_.end() ? kForever : *next;
   from_ = std::numeric_limits<int64_t>::min();
   if (next == due_.begin()) return shown_;
-  const auto packet = static_cast<size_t>(next - due_.begin()) - 1;
+  auto const packet = static_cast<size_t>(next - due_.begin()) - 1;
   from_ = due_[packet];
 
-  const size_t group = groupOf(packet);
+  size_t const group = groupOf(packet);
   if (!decodeThrough(group, packet)) return shown_;
   Event event = lastEventAt(time);
   if (!event && group > 0) {
@@ -88,7 +88,7 @@ const std::shared_ptr<const Subpicture>& SubpictureReader::at(int64_t time) {
       event.reset();
     }
   }
-  for (const Event& other : events_)
+  for (Event const& other : events_)
     if (other->start > time) until_ = std::min(until_, other->start);
   if (!event) return shown_;
   from_ = std::max(from_, event->start);
@@ -102,8 +102,8 @@ const std::shared_ptr<const Subpicture>& SubpictureReader::at(int64_t time) {
 }
 
 size_t SubpictureReader::groupOf(size_t packet) const {
-  const auto& starts = stream_.subpictureStarts;
-  const auto after = std::upper_bound(starts.begin(), starts.end(), packet);
+  auto const& starts = stream_.subpictureStarts;
+  auto const after = std::upper_bound(starts.begin(), starts.end(), packet);
   return after == starts.begin() ? 0 : *(after - 1);
 }
 
@@ -153,7 +153,7 @@ bool SubpictureReader::begin(size_t group) {
 }
 
 bool SubpictureReader::openDecoder(std::string& error) {
-  const AVCodec* codec = avcodec_find_decoder(stream_.codec());
+  AVCodec const* codec = avcodec_find_decoder(stream_.codec());
   if (!codec) {
     error = "no decoder";
     return false;
@@ -187,29 +187,29 @@ void SubpictureReader::feed() {
 
 void SubpictureReader::decode(AVPacket& packet) {
   if (stream_.codec() == AV_CODEC_ID_DVB_SUBTITLE) {
-    if (const auto display = dvbDisplay(lav::payload(packet))) canvas_ = *display;
+    if (auto const display = dvbDisplay(lav::payload(packet))) canvas_ = *display;
   }
   packet.pts = packet.dts = AV_NOPTS_VALUE;
   if (packet.duration > 0) packet.duration = av_rescale_q(packet.duration, stream_.timeBase, AV_TIME_BASE_Q);
   Decoded decoded;
   int complete = 0;
-  const int result = avcodec_decode_subtitle2(codec_.get(), &decoded.subtitle, &complete, &packet);
+  int const result = avcodec_decode_subtitle2(codec_.get(), &decoded.subtitle, &complete, &packet);
   ++packets_;
-  const uint32_t unit = stream_.packets[fed_].unit;
+  uint32_t const unit = stream_.packets[fed_].unit;
   if (complete) shownUnit_ = unit;
   if (result < 0) {
     warn(lav::errorText(result));
   } else if (!complete) {
-    const bool last = fed_ + 1 == stream_.packets.size() || stream_.packets[fed_ + 1].unit != unit;
+    bool const last = fed_ + 1 == stream_.packets.size() || stream_.packets[fed_ + 1].unit != unit;
     if (stream_.codec() == AV_CODEC_ID_DVB_SUBTITLE || !last || shownUnit_ == unit) return;
     // Damage, or a DVD subpicture without a visible pixel: it takes the place of the one before all the same.
     warn("a packet holds nothing that can be drawn");
   }
 
-  const int64_t stamp = stampOf(fed_);
+  int64_t const stamp = stampOf(fed_);
   Subpicture event{stamp, kForever, {}, {}};
   if (result >= 0 && complete) {
-    const AVSubtitle& from = decoded.subtitle;
+    AVSubtitle const& from = decoded.subtitle;
     event.start = stamp + kTicksPerMs * from.start_display_time;
     if (from.end_display_time > from.start_display_time && from.end_display_time != UINT32_MAX)
       event.end = stamp + kTicksPerMs * from.end_display_time;
@@ -222,11 +222,11 @@ void SubpictureReader::decode(AVPacket& packet) {
 }
 
 int64_t SubpictureReader::stampOf(size_t packet) const {
-  const int64_t pts = stream_.packets[stream_.packets[packet].unit].pts;
+  int64_t const pts = stream_.packets[stream_.packets[packet].unit].pts;
   return pts != AV_NOPTS_VALUE ? stream_.to27M(pts) : due_[packet];
 }
 
-void SubpictureReader::warn(const std::string& what) {
+void SubpictureReader::warn(std::string const& what) {
   if (warned_) return;
   warned_ = true;
   host_.warning(formatted("mfimport: '%s': subpictures of stream %d: %s; what is damaged is not drawn",

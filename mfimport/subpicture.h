@@ -33,17 +33,17 @@ class SubpictureReader {
  public:
   // `dvdPalette`: sixteen comma-separated RRGGBB colours for DVD subpictures whose stream names none; empty
   // to let the decoder choose visible ones. The first failure to read or decode is told to `host`.
-  SubpictureReader(const MediaIndex& index, const StreamIndex& stream, mediafile::FileAccess access,
-                   std::string dvdPalette, const HostCallbacks& host);
+  SubpictureReader(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess access,
+                   std::string dvdPalette, HostCallbacks const& host);
 
   // What is shown at `time` (27 MHz), null for nothing. The same object while the same subpicture stands.
-  const std::shared_ptr<const Subpicture>& at(int64_t time);
+  std::shared_ptr<Subpicture const> const& at(int64_t time);
 
   // Packets sent to the decoder so far.
   int64_t packets() const { return packets_; }
 
  private:
-  using Event = std::shared_ptr<const Subpicture>;
+  using Event = std::shared_ptr<Subpicture const>;
 
   size_t groupOf(size_t packet) const;
   bool decodeThrough(size_t group, size_t packet);
@@ -54,13 +54,13 @@ class SubpictureReader {
   Event eventBefore(size_t group);
   Event lastEventAt(int64_t time) const;
   int64_t stampOf(size_t packet) const;
-  void warn(const std::string& what);
+  void warn(std::string const& what);
 
-  const MediaIndex& index_;
-  const StreamIndex& stream_;
+  MediaIndex const& index_;
+  StreamIndex const& stream_;
   mediafile::FileAccess access_;
   std::string dvdPalette_;
-  const HostCallbacks& host_;
+  HostCallbacks const& host_;
   std::vector<int64_t> due_;  // of each packet, ascending: stamps, 27 MHz
   std::unique_ptr<PacketReader> reader_;
   lav::CodecContext codec_;

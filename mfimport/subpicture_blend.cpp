@@ -47,13 +47,13 @@ uint8_t level(double value) { return static_cast<uint8_t>(std::lround(std::clamp
 class Coverage {
  public:
   Coverage(int position, int size, int canvas, int picture) : canvas_(canvas) {
-    const int64_t begin = int64_t{position} * picture, end = begin + int64_t{size} * picture;
-    const int64_t first = std::clamp<int64_t>(floorDivide(begin, canvas), 0, picture);
-    const int64_t last = std::clamp<int64_t>(floorDivide(end + canvas - 1, canvas), first, picture);
+    int64_t const begin = int64_t{position} * picture, end = begin + int64_t{size} * picture;
+    int64_t const first = std::clamp<int64_t>(floorDivide(begin, canvas), 0, picture);
+    int64_t const last = std::clamp<int64_t>(floorDivide(end + canvas - 1, canvas), first, picture);
     from_ = static_cast<int>(first);
     for (int64_t t = first; t < last; ++t) {
-      const int64_t low = t * canvas - begin, high = low + canvas;
-      const auto source = static_cast<int>(std::max<int64_t>(low, 0) / picture);
+      int64_t const low = t * canvas - begin, high = low + canvas;
+      auto const source = static_cast<int>(std::max<int64_t>(low, 0) / picture);
       spans_.push_back({source, shares_.size(), 0});
       for (int64_t s = source; s < size && s * picture < high; ++s) {
         shares_.push_back(
@@ -71,8 +71,8 @@ class Coverage {
 
   int from() const { return from_; }
   int count() const { return static_cast<int>(spans_.size()); }
-  const Span& span(int target) const { return spans_[static_cast<size_t>(target)]; }
-  const uint32_t* shares(const Span& span) const { return shares_.data() + span.share; }
+  Span const& span(int target) const { return spans_[static_cast<size_t>(target)]; }
+  uint32_t const* shares(Span const& span) const { return shares_.data() + span.share; }
   // Of a whole target sample.
   uint64_t whole() const { return static_cast<uint64_t>(canvas_); }
 
@@ -87,7 +87,7 @@ class Coverage {
 int half(int size) { return (size + 1) / 2; }
 
 template <class Word>
-void blendRow(Word* out, int step, int count, const uint16_t* alpha, const uint32_t* component) {
+void blendRow(Word* out, int step, int count, uint16_t const* alpha, uint32_t const* component) {
   constexpr int kShift = 8 * (static_cast<int>(sizeof(Word)) - 1);
   for (int i = 0; i < count; ++i) {
     Word& at = out[static_cast<std::ptrdiff_t>(i) * step];
@@ -96,7 +96,7 @@ void blendRow(Word* out, int step, int count, const uint16_t* alpha, const uint3
 }
 
 template <class Word>
-Word* rowOf(const PictureTarget& target, int plane, int y) {
+Word* rowOf(PictureTarget const& target, int plane, int y) {
   return reinterpret_cast<Word*>(target.plane[plane] + static_cast<std::ptrdiff_t>(target.stride[plane]) * y);
 }
 
@@ -104,20 +104,20 @@ bool isPlanar(uint32_t fourcc) { return fourcc == kI420 || fourcc == kW016; }
 
 }  // namespace
 
-Ycbcr ycbcrOf(uint32_t argb, const PictureColours& colours, int height) {
-  const Weights weights = weightsOf(colours.matrix, height);
-  const double red = argb >> 16 & 255, green = argb >> 8 & 255, blue = argb & 255;
-  const double luma = weights.red * red + (1 - weights.red - weights.blue) * green + weights.blue * blue;
-  const double cb = (blue - luma) / (2 * (1 - weights.blue)), cr = (red - luma) / (2 * (1 - weights.red));
+Ycbcr ycbcrOf(uint32_t argb, PictureColours const& colours, int height) {
+  Weights const weights = weightsOf(colours.matrix, height);
+  double const red = argb >> 16 & 255, green = argb >> 8 & 255, blue = argb & 255;
+  double const luma = weights.red * red + (1 - weights.red - weights.blue) * green + weights.blue * blue;
+  double const cb = (blue - luma) / (2 * (1 - weights.blue)), cr = (red - luma) / (2 * (1 - weights.red));
   if (colours.fullRange) return {level(luma), level(128 + cb), level(128 + cr)};
   return {level(16 + luma * 219 / 255), level(128 + cb * 224 / 255), level(128 + cr * 224 / 255)};
 }
 
-PreparedSubpicture::PreparedSubpicture(std::span<const SubpictureBitmap> bitmaps, SubpictureCanvas canvas,
-                                       uint32_t fourcc, int width, int height, const PictureColours& colours)
+PreparedSubpicture::PreparedSubpicture(std::span<SubpictureBitmap const> bitmaps, SubpictureCanvas canvas,
+                                       uint32_t fourcc, int width, int height, PictureColours const& colours)
     : fourcc_(fourcc), width_(width), height_(height) {
   if (canvas.width <= 0 || canvas.height <= 0) canvas = {width, height};
-  for (const SubpictureBitmap& bitmap : bitmaps) {
+  for (SubpictureBitmap const& bitmap : bitmaps) {
     Patch patch = scaled(bitmap, canvas, colours);
     if (patch.width <= 0 || patch.height <= 0) continue;
     if (fourcc != kBgr4) {
@@ -128,43 +128,43 @@ PreparedSubpicture::PreparedSubpicture(std::span<const SubpictureBitmap> bitmaps
   }
 }
 
-PreparedSubpicture::Patch PreparedSubpicture::scaled(const SubpictureBitmap& bitmap,
-                                                     const SubpictureCanvas& canvas,
-                                                     const PictureColours& colours) const {
+PreparedSubpicture::Patch PreparedSubpicture::scaled(SubpictureBitmap const& bitmap,
+                                                     SubpictureCanvas const& canvas,
+                                                     PictureColours const& colours) const {
   // Means are made of colours multiplied by alpha, so that transparent pixels do not tint their neighbours.
   struct Colour {
     uint32_t alpha, component[3];
   };
   std::array<Colour, 256> palette{};
   for (size_t i = 0; i < palette.size(); ++i) {
-    const uint32_t argb = bitmap.argb[i], alpha = argb >> 24;
-    const Ycbcr ycbcr = ycbcrOf(argb, colours, height_);
+    uint32_t const argb = bitmap.argb[i], alpha = argb >> 24;
+    Ycbcr const ycbcr = ycbcrOf(argb, colours, height_);
     palette[i] = {alpha, {alpha * ycbcr.y, alpha * ycbcr.cb, alpha * ycbcr.cr}};
     if (fourcc_ == kBgr4)
       palette[i] = {alpha, {alpha * (argb & 255), alpha * (argb >> 8 & 255), alpha * (argb >> 16 & 255)}};
   }
 
-  const Coverage columns(bitmap.x, bitmap.width, canvas.width, width_);
-  const Coverage rows(bitmap.y, bitmap.height, canvas.height, height_);
+  Coverage const columns(bitmap.x, bitmap.width, canvas.width, width_);
+  Coverage const rows(bitmap.y, bitmap.height, canvas.height, height_);
   Patch patch{columns.from(), rows.from(), columns.count(), rows.count(), {}, {}};
-  const size_t size = static_cast<size_t>(patch.width) * static_cast<size_t>(patch.height);
+  size_t const size = static_cast<size_t>(patch.width) * static_cast<size_t>(patch.height);
   patch.alpha.reserve(size);
   for (auto& component : patch.component) component.reserve(size);
-  const uint64_t whole = columns.whole() * rows.whole();
-  const auto mean = [whole](uint64_t sum) {
+  uint64_t const whole = columns.whole() * rows.whole();
+  auto const mean = [whole](uint64_t sum) {
     return static_cast<uint32_t>((sum * kSteps + whole / 2) / whole);
   };
   for (int y = 0; y < patch.height; ++y) {
-    const Coverage::Span& down = rows.span(y);
+    Coverage::Span const& down = rows.span(y);
     for (int x = 0; x < patch.width; ++x) {
-      const Coverage::Span& across = columns.span(x);
+      Coverage::Span const& across = columns.span(x);
       uint64_t alpha = 0, sum[3] = {};
       for (int j = 0; j < down.count; ++j) {
-        const uint8_t* pixels = bitmap.pixels.data() +
+        uint8_t const* pixels = bitmap.pixels.data() +
                                 static_cast<std::ptrdiff_t>(down.source + j) * bitmap.width + across.source;
         for (int i = 0; i < across.count; ++i) {
-          const Colour& colour = palette[pixels[i]];
-          const uint64_t share = uint64_t{rows.shares(down)[j]} * columns.shares(across)[i];
+          Colour const& colour = palette[pixels[i]];
+          uint64_t const share = uint64_t{rows.shares(down)[j]} * columns.shares(across)[i];
           alpha += share * colour.alpha;
           for (int c = 0; c < 3; ++c) sum[c] += share * colour.component[c];
         }
@@ -176,19 +176,19 @@ PreparedSubpicture::Patch PreparedSubpicture::scaled(const SubpictureBitmap& bit
   return patch;
 }
 
-PreparedSubpicture::Patch PreparedSubpicture::chromaOf(const Patch& full, int rowsPerSample) const {
-  const int left = full.x / 2, right = half(full.x + full.width);
-  const int top = full.y / rowsPerSample;
-  const int bottom = (full.y + full.height + rowsPerSample - 1) / rowsPerSample;
+PreparedSubpicture::Patch PreparedSubpicture::chromaOf(Patch const& full, int rowsPerSample) const {
+  int const left = full.x / 2, right = half(full.x + full.width);
+  int const top = full.y / rowsPerSample;
+  int const bottom = (full.y + full.height + rowsPerSample - 1) / rowsPerSample;
   Patch patch{left, top, right - left, bottom - top, {}, {}};
   for (int cy = top; cy < bottom; ++cy) {
-    const int beginY = cy * rowsPerSample, endY = std::min(beginY + rowsPerSample, height_);
+    int const beginY = cy * rowsPerSample, endY = std::min(beginY + rowsPerSample, height_);
     for (int cx = left; cx < right; ++cx) {
-      const int beginX = 2 * cx, endX = std::min(beginX + 2, width_);
+      int const beginX = 2 * cx, endX = std::min(beginX + 2, width_);
       uint32_t alpha = 0, cb = 0, cr = 0;
       for (int y = std::max(beginY, full.y); y < std::min(endY, full.y + full.height); ++y) {
         for (int x = std::max(beginX, full.x); x < std::min(endX, full.x + full.width); ++x) {
-          const size_t at = static_cast<size_t>(y - full.y) * static_cast<size_t>(full.width) +
+          size_t const at = static_cast<size_t>(y - full.y) * static_cast<size_t>(full.width) +
                             static_cast<size_t>(x - full.x);
           alpha += full.alpha[at];
           cb += full.component[1][at];
@@ -196,7 +196,7 @@ PreparedSubpicture::Patch PreparedSubpicture::chromaOf(const Patch& full, int ro
         }
       }
       // At the right and lower border of odd sizes fewer pixels share a sample.
-      const auto pixels = static_cast<uint32_t>((endX - beginX) * (endY - beginY));
+      auto const pixels = static_cast<uint32_t>((endX - beginX) * (endY - beginY));
       patch.alpha.push_back(static_cast<uint16_t>((alpha + pixels / 2) / pixels));
       patch.component[0].push_back((cb + pixels / 2) / pixels);
       patch.component[1].push_back((cr + pixels / 2) / pixels);
@@ -205,7 +205,7 @@ PreparedSubpicture::Patch PreparedSubpicture::chromaOf(const Patch& full, int ro
   return patch;
 }
 
-void PreparedSubpicture::blend(const PictureTarget& target) const {
+void PreparedSubpicture::blend(PictureTarget const& target) const {
   if (fourcc_ == kW016 || fourcc_ == kY216)
     blendInto<uint16_t>(target);
   else
@@ -213,14 +213,14 @@ void PreparedSubpicture::blend(const PictureTarget& target) const {
 }
 
 template <class Word>
-void PreparedSubpicture::blendInto(const PictureTarget& target) const {
-  const bool planar = isPlanar(fourcc_);
-  const int step = planar ? 1 : fourcc_ == kBgr4 ? 4 : 2;  // words from pixel to pixel
-  const auto at = [](const Patch& patch, int row) {
+void PreparedSubpicture::blendInto(PictureTarget const& target) const {
+  bool const planar = isPlanar(fourcc_);
+  int const step = planar ? 1 : fourcc_ == kBgr4 ? 4 : 2;  // words from pixel to pixel
+  auto const at = [](Patch const& patch, int row) {
     return static_cast<size_t>(row) * static_cast<size_t>(patch.width);
   };
   for (size_t i = 0; i < patches_.size(); ++i) {
-    const Patch& patch = patches_[i];
+    Patch const& patch = patches_[i];
     for (int row = 0; row < patch.height; ++row) {
       Word* const out = rowOf<Word>(target, 0, patch.y + row) + static_cast<std::ptrdiff_t>(patch.x) * step;
       for (int c = 0; c < (fourcc_ == kBgr4 ? 3 : 1); ++c)
@@ -231,7 +231,7 @@ void PreparedSubpicture::blendInto(const PictureTarget& target) const {
         out[2 * patch.width] = out[2 * (patch.width - 1)];
     }
     if (chroma_.empty()) continue;
-    const Patch& chroma = chroma_[i];
+    Patch const& chroma = chroma_[i];
     for (int row = 0; row < chroma.height; ++row) {
       for (int c = 0; c < 2; ++c) {
         // Y0 Cb Y1 Cr where the components are interleaved.

@@ -21,7 +21,7 @@ struct PictureColours {
 struct Ycbcr {
   uint8_t y, cb, cr;
 };
-Ycbcr ycbcrOf(uint32_t argb, const PictureColours& colours, int height);
+Ycbcr ycbcrOf(uint32_t argb, PictureColours const& colours, int height);
 
 // Bitmaps brought to the size, format and colours of the pictures they are drawn on. Where their canvas has
 // another size than the picture it is scaled to cover it, each pixel of the picture being the mean of the
@@ -29,12 +29,12 @@ Ycbcr ycbcrOf(uint32_t argb, const PictureColours& colours, int height);
 class PreparedSubpicture {
  public:
   // `fourcc` is an output format. A canvas without a size is as large as the picture.
-  PreparedSubpicture(std::span<const SubpictureBitmap> bitmaps, SubpictureCanvas canvas, uint32_t fourcc,
-                     int width, int height, const PictureColours& colours);
+  PreparedSubpicture(std::span<SubpictureBitmap const> bitmaps, SubpictureCanvas canvas, uint32_t fourcc,
+                     int width, int height, PictureColours const& colours);
 
   // Blends into `target`, which must hold a picture of that size and format: each component becomes
   // (1 - alpha) * picture + alpha * colour. Rows outside the bitmaps are not touched.
-  void blend(const PictureTarget& target) const;
+  void blend(PictureTarget const& target) const;
 
  private:
   // Part of a picture on the sampling grid of luma or of chroma.
@@ -44,11 +44,11 @@ class PreparedSubpicture {
     std::vector<uint32_t> component[3];  // multiplied by alpha
   };
 
-  Patch scaled(const SubpictureBitmap& bitmap, const SubpictureCanvas& canvas,
-               const PictureColours& colours) const;
-  Patch chromaOf(const Patch& full, int rowsPerSample) const;
+  Patch scaled(SubpictureBitmap const& bitmap, SubpictureCanvas const& canvas,
+               PictureColours const& colours) const;
+  Patch chromaOf(Patch const& full, int rowsPerSample) const;
   template <class Word>
-  void blendInto(const PictureTarget& target) const;
+  void blendInto(PictureTarget const& target) const;
 
   uint32_t fourcc_;
   int width_, height_;

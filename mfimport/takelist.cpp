@@ -8,7 +8,7 @@ namespace {
 constexpr std::string_view kMagic = "XMP4";
 
 std::string_view takeLine(std::string_view& text) {
-  const size_t feed = text.find('\n');
+  size_t const feed = text.find('\n');
   std::string_view line = text.substr(0, feed);
   text.remove_prefix(feed == std::string_view::npos ? text.size() : feed + 1);
   if (line.ends_with('\r')) line.remove_suffix(1);
@@ -22,13 +22,13 @@ std::string_view trimmed(std::string_view text) {
 }
 
 bool parseClip(std::string_view line, TakeListClip& clip) {
-  const size_t semicolon = line.rfind(';');
+  size_t const semicolon = line.rfind(';');
   if (semicolon == std::string_view::npos || semicolon == 0) return false;
-  const std::string_view path = line.substr(0, semicolon);
+  std::string_view const path = line.substr(0, semicolon);
   if (path.find('\0') != std::string_view::npos) return false;
-  const std::string_view size = trimmed(line.substr(semicolon + 1));
+  std::string_view const size = trimmed(line.substr(semicolon + 1));
   uint64_t bytes = 0;
-  const auto [end, failure] = std::from_chars(size.data(), size.data() + size.size(), bytes);
+  auto const [end, failure] = std::from_chars(size.data(), size.data() + size.size(), bytes);
   if (failure != std::errc() || end != size.data() + size.size()) return false;
   clip = {std::string(path), static_cast<uint32_t>(bytes)};
   return true;
@@ -50,7 +50,7 @@ bool parseTakeList(std::string_view text, TakeList& list, std::string& error) {
   }
   takeLine(text);
   for (int number = 2; !text.empty(); ++number) {
-    const std::string_view line = takeLine(text);
+    std::string_view const line = takeLine(text);
     if (line.empty()) continue;
     TakeListClip clip;
     if (!parseClip(line, clip)) {

@@ -13,9 +13,9 @@ constexpr int64_t kMostPixels = int64_t{8192} * 8192;
 bool isMpeg12(AVCodecID codec) { return codec == AV_CODEC_ID_MPEG1VIDEO || codec == AV_CODEC_ID_MPEG2VIDEO; }
 
 // The kind that was asked for, or the other where the codec lacks it.
-int threadTypeFor(const AVCodec& codec, int wanted) {
-  const bool frames = (codec.capabilities & AV_CODEC_CAP_FRAME_THREADS) != 0;
-  const bool slices = (codec.capabilities & AV_CODEC_CAP_SLICE_THREADS) != 0;
+int threadTypeFor(AVCodec const& codec, int wanted) {
+  bool const frames = (codec.capabilities & AV_CODEC_CAP_FRAME_THREADS) != 0;
+  bool const slices = (codec.capabilities & AV_CODEC_CAP_SLICE_THREADS) != 0;
   if (wanted == FF_THREAD_FRAME && !frames && slices) return FF_THREAD_SLICE;
   if (wanted == FF_THREAD_SLICE && !slices && frames) return FF_THREAD_FRAME;
   // Between their slice threads H.264 and HEVC lose track of damage.
@@ -27,9 +27,9 @@ int threadTypeFor(const AVCodec& codec, int wanted) {
 
 bool hasDecoder(AVCodecID codec) { return avcodec_find_decoder(codec) != nullptr; }
 
-lav::CodecContext openVideoCodec(const StreamIndex& stream, const ThreadSetting& threads,
+lav::CodecContext openVideoCodec(StreamIndex const& stream, ThreadSetting const& threads,
                                  PictureMemory* memory, std::string& error) {
-  const AVCodec* codec = avcodec_find_decoder(stream.codec());
+  AVCodec const* codec = avcodec_find_decoder(stream.codec());
   if (!codec) {
     error = std::string("no decoder for ") + avcodec_get_name(stream.codec());
     return nullptr;
@@ -44,7 +44,7 @@ lav::CodecContext openVideoCodec(const StreamIndex& stream, const ThreadSetting&
   context->max_pixels = kMostPixels;
   // A picture with errors ends with one. What HEVC cannot read it leaves as it was and says so in no other
   // way; slice threads of MPEG-2 mark the picture when others that refer to it have come out.
-  const bool slicesOfMpeg2 = isMpeg12(codec->id) && context->thread_count > 1;
+  bool const slicesOfMpeg2 = isMpeg12(codec->id) && context->thread_count > 1;
   if (codec->id == AV_CODEC_ID_HEVC || slicesOfMpeg2) context->err_recognition |= AV_EF_EXPLODE;
   lav::quieten(*context);
   if (memory) memory->serve(*context);

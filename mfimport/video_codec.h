@@ -20,7 +20,7 @@ class PictureMemory;
 // Null on failure, with the reason in `error`. The decoder counts stamps in pictures: packets are to carry
 // their display number as presentation stamp. Its pictures lie in `memory`, or where null in libavcodec's
 // own.
-lav::CodecContext openVideoCodec(const StreamIndex& stream, const ThreadSetting& threads,
+lav::CodecContext openVideoCodec(StreamIndex const& stream, ThreadSetting const& threads,
                                  PictureMemory* memory, std::string& error);
 
 bool hasDecoder(AVCodecID codec);

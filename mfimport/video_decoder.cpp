@@ -8,9 +8,9 @@ namespace {
 constexpr size_t kCacheBytes = size_t{96} << 20;
 constexpr int kStepsBackToCache = 2;
 
-size_t bytesOf(const AVFrame& frame) {
+size_t bytesOf(AVFrame const& frame) {
   size_t bytes = 0;
-  for (const AVBufferRef* buffer : frame.buf)
+  for (AVBufferRef const* buffer : frame.buf)
     if (buffer) bytes += static_cast<size_t>(buffer->size);
   return bytes;
 }
@@ -22,9 +22,9 @@ void PictureCache::clear() {
   bytes_ = 0;
 }
 
-void PictureCache::add(int64_t number, std::shared_ptr<const DecodedPicture> picture) {
+void PictureCache::add(int64_t number, std::shared_ptr<DecodedPicture const> picture) {
   if (find(number)) return;
-  const size_t bytes = bytesOf(*picture->frame);
+  size_t const bytes = bytesOf(*picture->frame);
   entries_.push_back({number, bytes, std::move(picture)});
   bytes_ += bytes;
   // The oldest go first: within a group those furthest from the target, which a backward step needs last.
@@ -34,14 +34,14 @@ void PictureCache::add(int64_t number, std::shared_ptr<const DecodedPicture> pic
   }
 }
 
-std::shared_ptr<const DecodedPicture> PictureCache::find(int64_t number) const {
-  const auto found = std::find_if(entries_.begin(), entries_.end(),
-                                  [&](const Entry& entry) { return entry.number == number; });
+std::shared_ptr<DecodedPicture const> PictureCache::find(int64_t number) const {
+  auto const found = std::find_if(entries_.begin(), entries_.end(),
+                                  [&](Entry const& entry) { return entry.number == number; });
   return found == entries_.end() ? nullptr : found->picture;
 }
 
-VideoDecoder::VideoDecoder(std::shared_ptr<const Media> media, size_t streamNumber,
-                           mediafile::FileAccess access, const HostCallbacks& host)
+VideoDecoder::VideoDecoder(std::shared_ptr<Media const> media, size_t streamNumber,
+                           mediafile::FileAccess access, HostCallbacks const& host)
     : track_(std::move(media), streamNumber), access_(std::move(access)), host_(host) {}
 
 void VideoDecoder::setThreadCount(int count) {
@@ -59,19 +59,19 @@ bool VideoDecoder::setThreadMode(int mode) {
 ThreadSetting VideoDecoder::threads() const {
   ThreadSetting setting;
   setting.count = threadMode_ == 0 ? 1 : std::max(threadCount_, 1);
-  const AVCodecID codec = track_.stream().codec();
-  const bool byPictures = threadMode_ == 1 || (threadMode_ != 2 && codec != AV_CODEC_ID_MPEG1VIDEO &&
+  AVCodecID const codec = track_.stream().codec();
+  bool const byPictures = threadMode_ == 1 || (threadMode_ != 2 && codec != AV_CODEC_ID_MPEG1VIDEO &&
                                                codec != AV_CODEC_ID_MPEG2VIDEO);
   setting.type = byPictures ? FF_THREAD_FRAME : FF_THREAD_SLICE;
   return setting;
 }
 
-const std::vector<UserData>& VideoDecoder::userData() const {
-  static const std::vector<UserData> none;
+std::vector<UserData> const& VideoDecoder::userData() const {
+  static std::vector<UserData> const none;
   return shown_ ? shown_->userData : none;
 }
 
-int VideoDecoder::seek(int64_t number, uint32_t fourcc, const PictureTarget& target, std::string& error) {
+int VideoDecoder::seek(int64_t number, uint32_t fourcc, PictureTarget const& target, std::string& error) {
   if (number < 0) {
     error = "negative picture number";
     return kMpegError;
@@ -79,12 +79,12 @@ int VideoDecoder::seek(int64_t number, uint32_t fourcc, const PictureTarget& tar
   if (number >= track_.frames) return kMpegEndOfStream;
   stepsBack_ = number < position_ ? stepsBack_ + 1 : 0;
   sequential_ = false;
-  const int result = show(number, fourcc, target, error);
+  int const result = show(number, fourcc, target, error);
   if (result == kMpegOk) position_ = number;
   return result;
 }
 
-int VideoDecoder::next(uint32_t fourcc, const PictureTarget& target, std::string& error) {
+int VideoDecoder::next(uint32_t fourcc, PictureTarget const& target, std::string& error) {
   if (position_ + 1 >= track_.frames) return kMpegEndOfStream;
   stepsBack_ = 0;
   sequential_ = true;
@@ -92,7 +92,7 @@ int VideoDecoder::next(uint32_t fourcc, const PictureTarget& target, std::string
   return show(position_, fourcc, target, error);
 }
 
-int VideoDecoder::show(int64_t number, uint32_t fourcc, const PictureTarget& target, std::string& error) {
+int VideoDecoder::show(int64_t number, uint32_t fourcc, PictureTarget const& target, std::string& error) {
   if (!isOutputFormat(fourcc)) {
     error = "no such output format";
     return kMpegErrorUnsupported;
@@ -102,9 +102,9 @@ int VideoDecoder::show(int64_t number, uint32_t fourcc, const PictureTarget& tar
     part_ = SIZE_MAX;
     threadsChanged_ = false;
   }
-  std::shared_ptr<const DecodedPicture> wanted = picture(number, error);
+  std::shared_ptr<DecodedPicture const> wanted = picture(number, error);
   if (!wanted) return kMpegError;
-  const AVCodecParameters& declared = *track_.stream().parameters;
+  AVCodecParameters const& declared = *track_.stream().parameters;
   if (wanted->frame->width != declared.width || wanted->frame->height != declared.height) {
     error = "the picture has another size";
     return kMpegError;
@@ -116,7 +116,7 @@ int VideoDecoder::show(int64_t number, uint32_t fourcc, const PictureTarget& tar
   return kMpegOk;
 }
 
-std::shared_ptr<const DecodedPicture> VideoDecoder::picture(int64_t number, std::string& error) {
+std::shared_ptr<DecodedPicture const> VideoDecoder::picture(int64_t number, std::string& error) {
   if (number == shownNumber_ && shown_) {
     ++stats_.cacheHits;
     return shown_;
@@ -126,7 +126,7 @@ std::shared_ptr<const DecodedPicture> VideoDecoder::picture(int64_t number, std:
     return cached;
   }
   cache_.clear();
-  const size_t part = track_.partOf(number);
+  size_t const part = track_.partOf(number);
   if (!enterPart(part, error)) return nullptr;
   return decode(number - track_.parts[part].first, error);
 }
@@ -137,7 +137,7 @@ bool VideoDecoder::enterPart(size_t part, std::string& error) {
   exact_.reset();
   part_ = SIZE_MAX;
   begun_ = false;
-  const VideoTrack::Part& clip = track_.parts[part];
+  VideoTrack::Part const& clip = track_.parts[part];
   source_ = std::make_unique<PictureSource>(*clip.index, *clip.stream, access_, host_.memory(), stats_);
   if (!source_->open(threads(), error)) {
     source_.reset();
@@ -155,12 +155,12 @@ bool VideoDecoder::canDecodeOn(int64_t local) const {
   // Numbers between the last picture out and the held one are known to be missing. Reading on does not search
   // for them; a seek may find them by beginning earlier.
   if (local < source_->passed()) return sequential_;
-  const VideoIndex& video = track_.parts[part_].stream->video;
+  VideoIndex const& video = track_.parts[part_].stream->video;
   return video.startFor(static_cast<size_t>(local)) <= source_->nextPicture();
 }
 
-std::shared_ptr<const DecodedPicture> VideoDecoder::decode(int64_t local, std::string& error) {
-  std::shared_ptr<const DecodedPicture> found = decodeQuickly(local);
+std::shared_ptr<DecodedPicture const> VideoDecoder::decode(int64_t local, std::string& error) {
+  std::shared_ptr<DecodedPicture const> found = decodeQuickly(local);
   if (source_->unreadable()) {
     begun_ = false;
     error = source_->complaint();
@@ -170,14 +170,14 @@ std::shared_ptr<const DecodedPicture> VideoDecoder::decode(int64_t local, std::s
 }
 
 bool VideoDecoder::damaged(int64_t local) const {
-  const VideoIndex& video = track_.parts[part_].stream->video;
+  VideoIndex const& video = track_.parts[part_].stream->video;
   return source_->damagedSince(video.startFor(static_cast<size_t>(local)));
 }
 
-std::shared_ptr<const DecodedPicture> VideoDecoder::decodeQuickly(int64_t local) {
+std::shared_ptr<DecodedPicture const> VideoDecoder::decodeQuickly(int64_t local) {
   if (canDecodeOn(local)) return decodeOnTo(local);
-  const VideoIndex& video = track_.parts[part_].stream->video;
-  std::shared_ptr<const DecodedPicture> found;
+  VideoIndex const& video = track_.parts[part_].stream->video;
+  std::shared_ptr<DecodedPicture const> found;
   size_t start = source_->startFor(static_cast<size_t>(local));
   for (int beginning = 0; beginning < kMostBeginnings; ++beginning) {
     held_.reset();
@@ -192,11 +192,11 @@ std::shared_ptr<const DecodedPicture> VideoDecoder::decodeQuickly(int64_t local)
   return found;
 }
 
-std::shared_ptr<const DecodedPicture> VideoDecoder::decodeExactly(int64_t local, std::string& error) {
+std::shared_ptr<DecodedPicture const> VideoDecoder::decodeExactly(int64_t local, std::string& error) {
   cache_.clear();
-  const VideoTrack::Part& clip = track_.parts[part_];
+  VideoTrack::Part const& clip = track_.parts[part_];
   if (!exact_) exact_ = std::make_unique<ExactPictures>(*clip.index, *clip.stream, access_, host_.memory());
-  std::shared_ptr<const DecodedPicture> found = exact_->find(static_cast<size_t>(local), error);
+  std::shared_ptr<DecodedPicture const> found = exact_->find(static_cast<size_t>(local), error);
   // A decoder that has lost its way where there is no damage finds it at the next beginning.
   if (!exact_->metDamage()) begun_ = false;
   if (!found && !warned_) {
@@ -208,17 +208,17 @@ std::shared_ptr<const DecodedPicture> VideoDecoder::decodeExactly(int64_t local,
 }
 
 // Decodes until `local` comes out. Null when it does not.
-std::shared_ptr<const DecodedPicture> VideoDecoder::decodeOnTo(int64_t local) {
-  const int64_t base = track_.parts[part_].first;
+std::shared_ptr<DecodedPicture const> VideoDecoder::decodeOnTo(int64_t local) {
+  int64_t const base = track_.parts[part_].first;
   for (;;) {
     if (!held_) {
       std::optional<DecodedPicture> decoded = source_->next();
       if (!decoded) return nullptr;
-      held_ = std::make_shared<const DecodedPicture>(std::move(*decoded));
+      held_ = std::make_shared<DecodedPicture const>(std::move(*decoded));
     }
-    const int64_t number = held_->frame->pts;
+    int64_t const number = held_->frame->pts;
     if (number > local) return nullptr;
-    std::shared_ptr<const DecodedPicture> picture = std::move(held_);
+    std::shared_ptr<DecodedPicture const> picture = std::move(held_);
     held_.reset();
     lastOut_ = number;
     if (stepsBack_ >= kStepsBackToCache && !damaged(number) &&

@@ -18,14 +18,14 @@ namespace mfimport {
 class PictureCache {
  public:
   void clear();
-  void add(int64_t number, std::shared_ptr<const DecodedPicture> picture);
-  std::shared_ptr<const DecodedPicture> find(int64_t number) const;
+  void add(int64_t number, std::shared_ptr<DecodedPicture const> picture);
+  std::shared_ptr<DecodedPicture const> find(int64_t number) const;
 
  private:
   struct Entry {
     int64_t number;
     size_t bytes;
-    std::shared_ptr<const DecodedPicture> picture;
+    std::shared_ptr<DecodedPicture const> picture;
   };
   std::deque<Entry> entries_;
   size_t bytes_ = 0;
@@ -42,8 +42,8 @@ class PictureCache {
 //     fails when it is not whole; the host is warned of the first one.
 class VideoDecoder {
  public:
-  VideoDecoder(std::shared_ptr<const Media> media, size_t streamNumber, mediafile::FileAccess access,
-               const HostCallbacks& host);
+  VideoDecoder(std::shared_ptr<Media const> media, size_t streamNumber, mediafile::FileAccess access,
+               HostCallbacks const& host);
 
   // In force from the next picture on; a change reopens the decoder.
   void setThreadCount(int count);
@@ -52,32 +52,32 @@ class VideoDecoder {
 
   // Writes picture `number` into `target` as `fourcc`. A MpegResult; on failure the target and the position
   // are what they were, and `error` has the reason.
-  int seek(int64_t number, uint32_t fourcc, const PictureTarget& target, std::string& error);
+  int seek(int64_t number, uint32_t fourcc, PictureTarget const& target, std::string& error);
   // The picture after the last one. A picture that cannot be decoded is passed over by the next call.
-  int next(uint32_t fourcc, const PictureTarget& target, std::string& error);
+  int next(uint32_t fourcc, PictureTarget const& target, std::string& error);
 
   // The picture that next() follows, -1 before the first.
   int64_t position() const { return position_; }
-  const MpegDecodeStats& stats() const { return stats_; }
+  MpegDecodeStats const& stats() const { return stats_; }
   // User data of the picture shown last.
-  const std::vector<UserData>& userData() const;
+  std::vector<UserData> const& userData() const;
 
  private:
   ThreadSetting threads() const;
-  int show(int64_t number, uint32_t fourcc, const PictureTarget& target, std::string& error);
-  std::shared_ptr<const DecodedPicture> picture(int64_t number, std::string& error);
+  int show(int64_t number, uint32_t fourcc, PictureTarget const& target, std::string& error);
+  std::shared_ptr<DecodedPicture const> picture(int64_t number, std::string& error);
   bool enterPart(size_t part, std::string& error);
-  std::shared_ptr<const DecodedPicture> decode(int64_t local, std::string& error);
+  std::shared_ptr<DecodedPicture const> decode(int64_t local, std::string& error);
   // Whether damage may have touched the picture that comes out as number `local` of the part.
   bool damaged(int64_t local) const;
-  std::shared_ptr<const DecodedPicture> decodeQuickly(int64_t local);
-  std::shared_ptr<const DecodedPicture> decodeExactly(int64_t local, std::string& error);
-  std::shared_ptr<const DecodedPicture> decodeOnTo(int64_t local);
+  std::shared_ptr<DecodedPicture const> decodeQuickly(int64_t local);
+  std::shared_ptr<DecodedPicture const> decodeExactly(int64_t local, std::string& error);
+  std::shared_ptr<DecodedPicture const> decodeOnTo(int64_t local);
   bool canDecodeOn(int64_t local) const;
 
   VideoTrack track_;
   mediafile::FileAccess access_;
-  const HostCallbacks& host_;
+  HostCallbacks const& host_;
   int threadCount_ = -1, threadMode_ = -1;  // -1 unset
   bool threadsChanged_ = false;
   MpegDecodeStats stats_{};
@@ -89,8 +89,8 @@ class VideoDecoder {
   bool warned_ = false;
   bool begun_ = false;
   int64_t lastOut_ = -1;                        // within the clip, since decoding began
-  std::shared_ptr<const DecodedPicture> held_;  // came out of the decoder beyond the target
-  std::shared_ptr<const DecodedPicture> shown_;
+  std::shared_ptr<DecodedPicture const> held_;  // came out of the decoder beyond the target
+  std::shared_ptr<DecodedPicture const> shown_;
   int64_t shownNumber_ = -1;
   int64_t position_ = -1;  // picture that next() follows
   int stepsBack_ = 0;

@@ -9,7 +9,7 @@ BoxWriter::Scope::Scope(BoxWriter& writer, std::string_view type)
 }
 
 BoxWriter::Scope::~Scope() {
-  const std::size_t size = writer_.bytes_.size() - start_;
+  std::size_t const size = writer_.bytes_.size() - start_;
   for (std::size_t byte = 0; byte < 4; ++byte)
     writer_.bytes_[start_ + byte] = static_cast<std::uint8_t>(size >> (24 - 8 * byte));
 }

@@ -17,8 +17,8 @@ class BoxWriter {
     Scope(BoxWriter& writer, std::string_view type);
     Scope(BoxWriter& writer, std::string_view type, std::uint8_t version, std::uint32_t flags);
     ~Scope();
-    Scope(const Scope&) = delete;
-    Scope& operator=(const Scope&) = delete;
+    Scope(Scope const&) = delete;
+    Scope& operator=(Scope const&) = delete;
 
    private:
     BoxWriter& writer_;
@@ -37,15 +37,15 @@ class BoxWriter {
   void u32(std::uint32_t value) { number(value, 4); }
   void u64(std::uint64_t value) { number(value, 8); }
   void u32s(std::initializer_list<std::uint32_t> values) {
-    for (const std::uint32_t value : values) u32(value);
+    for (std::uint32_t const value : values) u32(value);
   }
   void text(std::string_view characters) {
     bytes_.insert(bytes_.end(), characters.begin(), characters.end());
   }
-  void bytes(std::span<const std::uint8_t> data) { bytes_.insert(bytes_.end(), data.begin(), data.end()); }
+  void bytes(std::span<std::uint8_t const> data) { bytes_.insert(bytes_.end(), data.begin(), data.end()); }
   void zeros(std::size_t count) { bytes_.insert(bytes_.end(), count, 0); }
 
-  std::span<const std::uint8_t> data() const { return bytes_; }
+  std::span<std::uint8_t const> data() const { return bytes_; }
 
  private:
   void number(std::uint64_t value, int width);

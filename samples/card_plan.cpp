@@ -50,13 +50,13 @@ std::string umid(int take, int part) {
 }
 
 /// Whole lengths in the proportion of `parts`, which sum to `total`.
-std::vector<int> inProportion(std::span<const int> parts, int total) {
-  const int whole = std::accumulate(parts.begin(), parts.end(), 0);
+std::vector<int> inProportion(std::span<int const> parts, int total) {
+  int const whole = std::accumulate(parts.begin(), parts.end(), 0);
   std::vector<int> lengths;
   int done = 0, seen = 0;
-  for (const int part : parts) {
+  for (int const part : parts) {
     seen += part;
-    const auto end = static_cast<int>(std::int64_t{total} * seen / whole);
+    auto const end = static_cast<int>(std::int64_t{total} * seen / whole);
     lengths.push_back(end - done);
     done = end;
   }
@@ -71,7 +71,7 @@ struct TakeOutline {
   std::vector<int> parts;
 };
 
-Take makeTake(int number, const TakeOutline& outline, const CardOptions& options) {
+Take makeTake(int number, TakeOutline const& outline, CardOptions const& options) {
   Take take;
   take.name = fmt::format("632_{:04}", number);
   take.number = number;
@@ -83,10 +83,10 @@ Take makeTake(int number, const TakeOutline& outline, const CardOptions& options
 
   std::vector<int> lengths = outline.parts;
   if (options.seconds > 0) {
-    const double frames = options.seconds * take.format.timeScale / take.format.frameDuration;
+    double const frames = options.seconds * take.format.timeScale / take.format.frameDuration;
     lengths = inProportion(outline.parts, static_cast<int>(std::lround(frames)));
   }
-  for (const int length : lengths) {
+  for (int const length : lengths) {
     Clip clip;
     clip.part = static_cast<int>(take.clips.size()) + 1;
     clip.name = fmt::format("{}_{:02}", take.name, clip.part);
@@ -102,13 +102,13 @@ Take makeTake(int number, const TakeOutline& outline, const CardOptions& options
 
 }  // namespace
 
-std::vector<Take> planCard(const CardOptions& options) {
+std::vector<Take> planCard(CardOptions const& options) {
   // The running sample number has 30 bits.
   if (!(options.seconds >= 0 && options.seconds <= 6 * 3600))
     throw std::invalid_argument("a take lasts at most 6 hours");
 
   // No length is a multiple of its GOP: a joint meets an unfinished one.
-  const TakeOutline outlines[] = {
+  TakeOutline const outlines[] = {
       {k1080i25, 4, 25 * 3600, CatalogueForm::child, {37, 25, 41}},
       {k1080i25, 2, 25 * 7200, CatalogueForm::child, {31}},
       // Begins shortly before a minute, so that two time codes are dropped within the take.
@@ -116,25 +116,25 @@ std::vector<Take> planCard(const CardOptions& options) {
       {k720p50, 2, 25 * 10800, CatalogueForm::attribute, {50}},
   };
   std::vector<Take> takes;
-  for (const TakeOutline& outline : outlines)
+  for (TakeOutline const& outline : outlines)
     takes.push_back(makeTake(static_cast<int>(takes.size()) + 1, outline, options));
   return takes;
 }
 
-std::int64_t samplesBefore(const PictureFormat& format, int frame) {
-  const std::int64_t ticks = std::int64_t{frame} * format.frameDuration * kSampleRate;
+std::int64_t samplesBefore(PictureFormat const& format, int frame) {
+  std::int64_t const ticks = std::int64_t{frame} * format.frameDuration * kSampleRate;
   return (2 * ticks + format.timeScale) / (2 * format.timeScale);
 }
 
-Timecode timecodeAt(const Take& take, int frame) {
-  const PictureFormat& format = take.format;
-  const int rate = (format.timeScale + format.frameDuration - 1) / format.frameDuration;
-  const int base = rate > 30 ? rate / 2 : rate;
+Timecode timecodeAt(Take const& take, int frame) {
+  PictureFormat const& format = take.format;
+  int const rate = (format.timeScale + format.frameDuration - 1) / format.frameDuration;
+  int const base = rate > 30 ? rate / 2 : rate;
   int count = take.startTimecode + (rate > 30 ? frame / 2 : frame);
   if (format.dropFrame) {
     // Numbers 0 and 1 are left out at every minute but each tenth.
-    const int perMinute = 60 * base - 2, perTenMinutes = 10 * perMinute + 2;
-    const int tens = count / perTenMinutes, rest = count % perTenMinutes;
+    int const perMinute = 60 * base - 2, perTenMinutes = 10 * perMinute + 2;
+    int const tens = count / perTenMinutes, rest = count % perTenMinutes;
     count += 18 * tens + (rest < 2 ? 0 : 2 * ((rest - 2) / perMinute));
   }
   return {count / base / 3600 % 24, count / base / 60 % 60, count / base % 60, count % base};

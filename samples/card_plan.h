@@ -90,13 +90,13 @@ struct CardOptions {
 
 /// Takes of a sample card: 1 spans three clip files with four audio tracks, 2 is one clip of the same format
 /// with two, 3 is 29.97 Hz drop frame, 4 is 1280x720p50.
-std::vector<Take> planCard(const CardOptions& options);
+std::vector<Take> planCard(CardOptions const& options);
 
 constexpr int kSampleRate = 48000;
 
 /// Audio samples before frame `frame` of a take, rounded to the nearest sample: at 29.97 Hz frames last 1602,
 /// 1601, 1602, 1601 and 1602 samples in turn.
-std::int64_t samplesBefore(const PictureFormat& format, int frame);
+std::int64_t samplesBefore(PictureFormat const& format, int frame);
 
 struct Timecode {
   int hours = 0;
@@ -106,6 +106,6 @@ struct Timecode {
 };
 
 /// Time code of a frame of the take, counted after SMPTE 12M. At 50 frames per second two frames share one.
-Timecode timecodeAt(const Take& take, int frame);
+Timecode timecodeAt(Take const& take, int frame);
 
 }  // namespace samples

@@ -18,13 +18,13 @@ namespace samples {
 namespace fs = std::filesystem;
 namespace {
 
-[[noreturn]] void fail(const char* what, const fs::path& path, const std::error_code& reason) {
+[[noreturn]] void fail(char const* what, fs::path const& path, std::error_code const& reason) {
   throw std::runtime_error(fmt::format("cannot {} {}: {}", what, path.string(), reason.message()));
 }
 
 std::error_code lastError() { return {errno, std::generic_category()}; }
 
-void createFolder(const fs::path& path) {
+void createFolder(fs::path const& path) {
   std::error_code error;
   fs::create_directories(path, error);
   if (error) fail("create the folder", path, error);
@@ -34,8 +34,8 @@ void createFolder(const fs::path& path) {
 /// around it.
 class StagedFolder {
  public:
-  explicit StagedFolder(const fs::path& card) : card_(card) {
-    const fs::path parent = card.parent_path();
+  explicit StagedFolder(fs::path const& card) : card_(card) {
+    fs::path const parent = card.parent_path();
     std::error_code ignored;
     if (fs::exists(fs::symlink_status(card, ignored)))
       fail("create", card, std::make_error_code(std::errc::file_exists));
@@ -52,8 +52,8 @@ class StagedFolder {
     }
     stage_ = name;
   }
-  StagedFolder(const StagedFolder&) = delete;
-  StagedFolder& operator=(const StagedFolder&) = delete;
+  StagedFolder(StagedFolder const&) = delete;
+  StagedFolder& operator=(StagedFolder const&) = delete;
   ~StagedFolder() {
     if (stage_.empty()) return;
     std::error_code ignored;
@@ -61,11 +61,11 @@ class StagedFolder {
     removeMade();
   }
 
-  const fs::path& path() const { return stage_; }
+  fs::path const& path() const { return stage_; }
 
   void becomeCard() {
     // Private so far; cards are for everyone whom the user's mask lets in.
-    const mode_t mask = ::umask(0);
+    mode_t const mask = ::umask(0);
     ::umask(mask);
     std::error_code error;
     fs::permissions(stage_, static_cast<fs::perms>(0777 & ~mask), error);
@@ -78,7 +78,7 @@ class StagedFolder {
   /// Only while empty: somebody else may have put something there meanwhile.
   void removeMade() const {
     std::error_code ignored;
-    for (const fs::path& folder : made_)
+    for (fs::path const& folder : made_)
       if (!fs::remove(folder, ignored)) return;
   }
 
@@ -89,12 +89,12 @@ class StagedFolder {
 
 class TextWriter {
  public:
-  explicit TextWriter(const CardLayout& layout) : layout_(layout) {}
+  explicit TextWriter(CardLayout const& layout) : layout_(layout) {}
 
-  void operator()(const fs::path& path, const std::string& text) const {
+  void operator()(fs::path const& path, std::string const& text) const {
     std::ofstream file(path, std::ios::binary);
     if (layout_.byteOrderMarks) file << "\xEF\xBB\xBF";
-    for (const char character : text) {
+    for (char const character : text) {
       if (character == '\n' && layout_.carriageReturns) file.put('\r');
       file.put(character);
     }
@@ -108,14 +108,14 @@ class TextWriter {
 
 }  // namespace
 
-void writeCard(const fs::path& folder, const std::vector<Take>& takes, const CardLayout& layout,
-               const ClipDone& done) {
+void writeCard(fs::path const& folder, std::vector<Take> const& takes, CardLayout const& layout,
+               ClipDone const& done) {
   StagedFolder stage(folder / "BPAV");
-  const TextWriter write(layout);
+  TextWriter const write(layout);
 
-  for (const Take& take : takes) {
-    for (const Clip& clip : take.clips) {
-      const fs::path clipFolder = stage.path() / "CLPR" / clip.name;
+  for (Take const& take : takes) {
+    for (Clip const& clip : take.clips) {
+      fs::path const clipFolder = stage.path() / "CLPR" / clip.name;
       createFolder(clipFolder);
       writeClip(clipFolder / (clip.name + ".MP4"), take, clip);
       write(clipFolder / (clip.name + ".SMI"), clipSmi(take, clip, layout));
@@ -123,7 +123,7 @@ void writeCard(const fs::path& folder, const std::vector<Take>& takes, const Car
       if (done) done(take, clip);
     }
     if (take.spanned() && !layout.withoutTakr) {
-      const fs::path takeFolder = stage.path() / "TAKR" / take.name;
+      fs::path const takeFolder = stage.path() / "TAKR" / take.name;
       createFolder(takeFolder);
       write(takeFolder / (take.name + ".SMI"), takeSmi(take, layout));
       write(takeFolder / (take.name + "M01.XML"), sidecarXml(take, 0, take.frames(), layout));

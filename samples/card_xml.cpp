@@ -5,24 +5,24 @@
 namespace samples {
 namespace {
 
-constexpr const char* kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-constexpr const char* kCreated = "2014-05-06T10:00:00Z";
+constexpr char const* kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+constexpr char const* kCreated = "2014-05-06T10:00:00Z";
 
-std::string rateName(const PictureFormat& format) {
-  const bool whole = format.timeScale % format.frameDuration == 0;
+std::string rateName(PictureFormat const& format) {
+  bool const whole = format.timeScale % format.frameDuration == 0;
   if (format.interlaced) return whole ? "50i" : "59.94i";
   return whole ? "50p" : "23.98p";
 }
 
 /// Every attribute on a line of its own, the end of the tag too.
-std::string broken(const std::string& text) {
+std::string broken(std::string const& text) {
   std::string out;
   bool inTag = false, inValue = false;
   for (std::size_t at = 0; at < text.size(); ++at) {
-    const char character = text[at];
+    char const character = text[at];
     if (character == '<') inTag = text[at + 1] != '?' && text[at + 1] != '/';
     if (character == '"' && inTag) inValue = !inValue;
-    const bool ends = character == '>' || text.compare(at, 2, "/>") == 0;
+    bool const ends = character == '>' || text.compare(at, 2, "/>") == 0;
     if (inTag && !inValue && ends && text[at - 1] == '"') out += "\n\t";
     if (character == '>') inTag = false;
     if (character == ' ' && inTag && !inValue)
@@ -33,41 +33,41 @@ std::string broken(const std::string& text) {
   return out;
 }
 
-std::string laidOut(const std::string& text, const CardLayout& layout) {
+std::string laidOut(std::string const& text, CardLayout const& layout) {
   return layout.brokenTags ? broken(text) : text;
 }
 
-std::string videoType(const PictureFormat& format) {
+std::string videoType(PictureFormat const& format) {
   return fmt::format("MPEG2HD35_{}_{}_MP@HL", format.width, format.height);
 }
 
 /// Path of a clip's file below BPAV.
-std::string inClipFolder(const Clip& clip, const char* ending) {
+std::string inClipFolder(Clip const& clip, char const* ending) {
   return fmt::format("CLPR/{0}/{0}{1}", clip.name, ending);
 }
 
-std::string essenceTag(const Take& take, const Clip& clip) {
+std::string essenceTag(Take const& take, Clip const& clip) {
   return fmt::format(
       "\t\t\t<Component uri=\"./{}\" type=\"MP4\" videoType=\"{}\" audioType=\"LPCM16\" umid=\"{}\"/>\n",
       inClipFolder(clip, ".MP4"), videoType(take.format), clip.umid);
 }
 
-std::string descriptionTag(const Clip& clip) {
+std::string descriptionTag(Clip const& clip) {
   return fmt::format("\t\t\t<Component uri=\"./{}\" type=\"PD-EDL\" umid=\"{}\"/>\n",
                      inClipFolder(clip, ".SMI"), clip.umid);
 }
 
-std::string sidecarTag(const Clip& clip) {
+std::string sidecarTag(Clip const& clip) {
   return fmt::format("\t\t\t<RelevantInfo uri=\"./{}\" type=\"XML\"/>\n", inClipFolder(clip, "M01.XML"));
 }
 
 /// Components of a clip's own entry.
-std::string ownComponents(const Take& take, const Clip& clip, const CardLayout& layout) {
+std::string ownComponents(Take const& take, Clip const& clip, CardLayout const& layout) {
   return essenceTag(take, clip) + (layout.twinComponents ? descriptionTag(clip) : "");
 }
 
 /// Entry whose tag names "./CLPR/" itself.
-std::string attributeEntry(const Take& take, const Clip& clip, const CardLayout& layout) {
+std::string attributeEntry(Take const& take, Clip const& clip, CardLayout const& layout) {
   return fmt::format(
              "\t\t<Material uri=\"./{}\" type=\"PD-EDL\" dur=\"{}\" fps=\"{}\" ch=\"{}\" "
              "aspectRatio=\"16:9\" "
@@ -77,8 +77,8 @@ std::string attributeEntry(const Take& take, const Clip& clip, const CardLayout&
 }
 
 /// Entry in which only the essence's `Component` names "./CLPR/"; attributes over several lines.
-std::string childEntry(const Take& take, const Clip& clip, const CardLayout& layout) {
-  const std::string sidecar =
+std::string childEntry(Take const& take, Clip const& clip, CardLayout const& layout) {
+  std::string const sidecar =
       layout.relevantInfo
           ? sidecarTag(clip)
           : fmt::format("\t\t\t<RelevantInfo type=\"XML\" uri=\"{}\"/>\n", inClipFolder(clip, "M01.XML"));
@@ -90,12 +90,12 @@ std::string childEntry(const Take& take, const Clip& clip, const CardLayout& lay
          ownComponents(take, clip, layout) + sidecar + "\t\t</Material>\n";
 }
 
-std::string takeEntry(const Take& take, const CardLayout& layout) {
+std::string takeEntry(Take const& take, CardLayout const& layout) {
   std::string text = "\t\t<Material ";
   if (!layout.withoutTakr) text += fmt::format("uri=\"./TAKR/{0}/{0}.SMI\" ", take.name);
   text += fmt::format("type=\"PD-EDL\" dur=\"{}\" fps=\"{}\" ch=\"{}\" aspectRatio=\"16:9\" umid=\"{}\">\n",
                       take.frames(), rateName(take.format), take.audioTracks, take.umid);
-  for (const Clip& clip : take.clips) {
+  for (Clip const& clip : take.clips) {
     text += descriptionTag(clip);
     if (layout.twinComponents) text += essenceTag(take, clip);
     if (layout.relevantInfo) text += sidecarTag(clip);
@@ -105,10 +105,10 @@ std::string takeEntry(const Take& take, const CardLayout& layout) {
   return text + "\t\t</Material>\n";
 }
 
-std::string smi(const Take& take, const std::string& name, const std::string& body,
-                const CardLayout& layout) {
-  const std::string kind = "xmlns=\"urn:schemas-professionalDisc:edl:ver.1.30:clipInfo\"";
-  const std::string umid = fmt::format("umid=\"{}\"", take.umid);
+std::string smi(Take const& take, std::string const& name, std::string const& body,
+                CardLayout const& layout) {
+  std::string const kind = "xmlns=\"urn:schemas-professionalDisc:edl:ver.1.30:clipInfo\"";
+  std::string const umid = fmt::format("umid=\"{}\"", take.umid);
   return fmt::format(
       "{}<smil {}>\n"
       "\t<head>\n\t\t<metadata>\n\t\t\t<ref src=\"{}M01.XML\" "
@@ -118,13 +118,13 @@ std::string smi(const Take& take, const std::string& name, const std::string& bo
 }
 
 /// "frames seconds minutes hours" in BCD; bit 6 of the frames byte marks drop frame.
-std::string ltcValue(const Take& take, int frame) {
-  const Timecode code = timecodeAt(take, frame);
-  const int framesByte = code.frames / 10 << 4 | code.frames % 10 | (take.format.dropFrame ? 0x40 : 0);
+std::string ltcValue(Take const& take, int frame) {
+  Timecode const code = timecodeAt(take, frame);
+  int const framesByte = code.frames / 10 << 4 | code.frames % 10 | (take.format.dropFrame ? 0x40 : 0);
   return fmt::format("{:02X}{:02}{:02}{:02}", framesByte, code.seconds, code.minutes, code.hours);
 }
 
-std::string audioPorts(const Take& take) {
+std::string audioPorts(Take const& take) {
   std::string ports;
   for (int track = 1; track <= take.audioTracks; ++track)
     ports +=
@@ -134,7 +134,7 @@ std::string audioPorts(const Take& take) {
 
 }  // namespace
 
-std::string catalogueXml(const std::vector<Take>& takes, const CardLayout& layout) {
+std::string catalogueXml(std::vector<Take> const& takes, CardLayout const& layout) {
   std::string text = fmt::format(
       "{}<MediaProfile xmlns=\"http://xmlns.sony.net/pro/metadata/mediaprofile\" createdAt=\"{}\" "
       "version=\"2.00\">\n"
@@ -143,8 +143,8 @@ std::string catalogueXml(const std::vector<Take>& takes, const CardLayout& layou
       "mediaName=\"SAMPLE\"/>\n\t</Properties>\n"
       "\t<Contents>\n",
       kDeclaration, kCreated);
-  for (const Take& take : takes) {
-    for (const Clip& clip : take.clips)
+  for (Take const& take : takes) {
+    for (Clip const& clip : take.clips)
       text += !take.spanned() && take.form == CatalogueForm::child ? childEntry(take, clip, layout)
                                                                    : attributeEntry(take, clip, layout);
     if (take.spanned()) text += takeEntry(take, layout);
@@ -152,7 +152,7 @@ std::string catalogueXml(const std::vector<Take>& takes, const CardLayout& layou
   return laidOut(text + "\t</Contents>\n</MediaProfile>\n", layout);
 }
 
-std::string clipSmi(const Take& take, const Clip& clip, const CardLayout& layout) {
+std::string clipSmi(Take const& take, Clip const& clip, CardLayout const& layout) {
   std::string body =
       fmt::format("\t\t<par>\n\t\t\t<video src=\"{}.MP4\" type=\"MP4\" clipBegin=\"0\" clipEnd=\"{}\"/>\n",
                   clip.name, clip.frames);
@@ -163,9 +163,9 @@ std::string clipSmi(const Take& take, const Clip& clip, const CardLayout& layout
   return laidOut(smi(take, clip.name, body + "\t\t</par>\n", layout), layout);
 }
 
-std::string takeSmi(const Take& take, const CardLayout& layout) {
+std::string takeSmi(Take const& take, CardLayout const& layout) {
   std::string body;
-  for (const Clip& clip : take.clips)
+  for (Clip const& clip : take.clips)
     body += fmt::format(
         "\t\t<par>\n\t\t\t<video src=\"../../CLPR/{0}/{0}.SMI\" type=\"PD-EDL\" clipBegin=\"0\" "
         "clipEnd=\"{1}\"/>\n\t\t</par>\n",
@@ -173,10 +173,10 @@ std::string takeSmi(const Take& take, const CardLayout& layout) {
   return laidOut(smi(take, take.name, body, layout), layout);
 }
 
-std::string sidecarXml(const Take& take, int firstFrame, int frames, const CardLayout& layout) {
-  const PictureFormat& format = take.format;
-  const int rate = (format.timeScale + format.frameDuration - 1) / format.frameDuration;
-  const std::string text =
+std::string sidecarXml(Take const& take, int firstFrame, int frames, CardLayout const& layout) {
+  PictureFormat const& format = take.format;
+  int const rate = (format.timeScale + format.frameDuration - 1) / format.frameDuration;
+  std::string const text =
       fmt::format(
           "{}<NonRealTimeMeta xmlns=\"urn:schemas-professionalDisc:nonRealTimeMeta:ver.1.30\" "
           "lastUpdate=\"{}\">\n"

@@ -11,15 +11,15 @@
 namespace samples {
 
 /// MEDIAPRO.XML: every clip's own entry, and behind the entries of its parts that of a spanned take.
-std::string catalogueXml(const std::vector<Take>& takes, const CardLayout& layout = {});
+std::string catalogueXml(std::vector<Take> const& takes, CardLayout const& layout = {});
 
 /// The SMI of one clip file.
-std::string clipSmi(const Take& take, const Clip& clip, const CardLayout& layout = {});
+std::string clipSmi(Take const& take, Clip const& clip, CardLayout const& layout = {});
 
 /// The SMI of a spanned take, below TAKR.
-std::string takeSmi(const Take& take, const CardLayout& layout = {});
+std::string takeSmi(Take const& take, CardLayout const& layout = {});
 
 /// Metadata sidecar (M01.XML) of `frames` frames from `firstFrame` of the take on.
-std::string sidecarXml(const Take& take, int firstFrame, int frames, const CardLayout& layout = {});
+std::string sidecarXml(Take const& take, int firstFrame, int frames, CardLayout const& layout = {});
 
 }  // namespace samples

@@ -13,15 +13,15 @@
 namespace samples {
 namespace {
 
-std::string gopTimecode(const Take& take, int frame) {
-  const Timecode code = timecodeAt(take, frame);
+std::string gopTimecode(Take const& take, int frame) {
+  Timecode const code = timecodeAt(take, frame);
   return fmt::format("{:02}:{:02}:{:02}{}{:02}", code.hours, code.minutes, code.seconds,
                      take.format.dropFrame ? ';' : ':', code.frames);
 }
 
 /// Appends the sound of frames `begin` to `end` of the take, one chunk per track.
-void addSound(Mp4File& file, const Take& take, int begin, int end, std::vector<std::int16_t>& buffer) {
-  const std::int64_t from = samplesBefore(take.format, begin);
+void addSound(Mp4File& file, Take const& take, int begin, int end, std::vector<std::int16_t>& buffer) {
+  std::int64_t const from = samplesBefore(take.format, begin);
   buffer.resize(static_cast<std::size_t>(samplesBefore(take.format, end) - from));
   for (int track = 0; track < take.audioTracks; ++track) {
     fillPhase(buffer, {static_cast<std::uint64_t>(from), static_cast<unsigned>(take.number),
@@ -32,20 +32,20 @@ void addSound(Mp4File& file, const Take& take, int begin, int end, std::vector<s
 
 }  // namespace
 
-void writeClip(const std::filesystem::path& path, const Take& take, const Clip& clip) {
-  const PictureFormat& format = take.format;
-  const PictureSource source(format);
+void writeClip(std::filesystem::path const& path, Take const& take, Clip const& clip) {
+  PictureFormat const& format = take.format;
+  PictureSource const source(format);
   Mp4File file(path, format, take.audioTracks);
   std::vector<std::int16_t> sound;
 
   // A chunk of as many pictures as a GOP has, then the sound of the same time.
   int coded = 0, chunkBegin = 0;
-  const auto endChunk = [&] {
+  auto const endChunk = [&] {
     file.endPictureChunk();
     addSound(file, take, clip.firstFrame + chunkBegin, clip.firstFrame + coded, sound);
     chunkBegin = coded;
   };
-  Mpeg2Encoder encoder(format, gopTimecode(take, clip.firstFrame), [&](const CodedPicture& picture) {
+  Mpeg2Encoder encoder(format, gopTimecode(take, clip.firstFrame), [&](CodedPicture const& picture) {
     file.addPicture(picture.bytes, picture.display, picture.key);
     if (++coded % format.gopLength == 0 || coded == clip.frames) endChunk();
   });

@@ -16,7 +16,7 @@ struct FrameTag {
   /// Clip file of the take, from 1.
   std::uint8_t part = 0;
 
-  bool operator==(const FrameTag&) const = default;
+  bool operator==(FrameTag const&) const = default;
 };
 
 /// The pattern: 48 square blocks, 8 columns by 6 rows in the middle of the picture, black 0 and white 1, most
@@ -34,7 +34,7 @@ struct PatternArea {
   int block = 0;
 
   static constexpr PatternArea of(int width, int height) {
-    const int block = std::min(width / 12, height / 12) / 16 * 16;
+    int const block = std::min(width / 12, height / 12) / 16 * 16;
     return {(width - kColumns * block) / 2 / 16 * 16, (height - kRows * block) / 2 / 16 * 16, block};
   }
 };
@@ -53,19 +53,19 @@ constexpr std::uint8_t crc8(std::uint64_t payload40) {
   return static_cast<std::uint8_t>(crc);
 }
 
-constexpr std::uint64_t tagBits(const FrameTag& tag) {
-  const std::uint64_t payload =
+constexpr std::uint64_t tagBits(FrameTag const& tag) {
+  std::uint64_t const payload =
       (std::uint64_t{tag.frame & 0xFFFFFF} << 16) | (std::uint64_t{tag.take} << 8) | tag.part;
   return (payload << 8) | crc8(payload);
 }
 
 /// Mean of the middle of a block over the lines of one field.
-inline int blockMean(const std::uint8_t* luma, std::ptrdiff_t stride, int pixelStep, int left, int top,
+inline int blockMean(std::uint8_t const* luma, std::ptrdiff_t stride, int pixelStep, int left, int top,
                      int block, int field) {
-  const int margin = block / 4;
+  int const margin = block / 4;
   int sum = 0, count = 0;
   for (int y = top + margin + ((top + margin + field) & 1); y < top + block - margin; y += 2) {
-    const std::uint8_t* row = luma + y * stride;
+    std::uint8_t const* row = luma + y * stride;
     for (int x = left + margin; x < left + block - margin; ++x, ++count) sum += row[x * pixelStep];
   }
   return sum / count;
@@ -75,13 +75,13 @@ inline int blockMean(const std::uint8_t* luma, std::ptrdiff_t stride, int pixelS
 
 /// Draws the tag into an 8-bit luma plane of at least 192x192 pixels; `stride` in bytes.
 inline void drawFrameNumber(std::uint8_t* luma, std::ptrdiff_t stride, int width, int height,
-                            const FrameTag& tag) {
-  const PatternArea area = PatternArea::of(width, height);
+                            FrameTag const& tag) {
+  PatternArea const area = PatternArea::of(width, height);
   std::uint64_t bits = detail::tagBits(tag) << (64 - detail::kTagBits);
   for (int row = 0; row < PatternArea::kRows; ++row) {
-    const int top = area.top + row * area.block;
+    int const top = area.top + row * area.block;
     for (int column = 0; column < PatternArea::kColumns; ++column, bits <<= 1) {
-      const std::uint8_t level = (bits >> 63) != 0 ? PatternArea::kWhite : PatternArea::kBlack;
+      std::uint8_t const level = (bits >> 63) != 0 ? PatternArea::kWhite : PatternArea::kBlack;
       std::uint8_t* first = luma + top * stride + area.left + column * area.block;
       for (int y = 0; y < area.block; ++y) std::fill_n(first + y * stride, area.block, level);
     }
@@ -91,23 +91,23 @@ inline void drawFrameNumber(std::uint8_t* luma, std::ptrdiff_t stride, int width
 /// Reads the tag back from the same size of picture. Empty when a block is neither black nor white, the check
 /// fails, or the two fields differ (fields of different frames woven together). `pixelStep` is the distance
 /// of two luma samples in bytes: 1 in a plane, 2 in packed 4:2:2 with `luma` at the first Y.
-inline std::optional<FrameTag> readFrameNumber(const std::uint8_t* luma, std::ptrdiff_t stride, int width,
+inline std::optional<FrameTag> readFrameNumber(std::uint8_t const* luma, std::ptrdiff_t stride, int width,
                                                int height, int pixelStep = 1) {
-  const PatternArea area = PatternArea::of(width, height);
+  PatternArea const area = PatternArea::of(width, height);
   if (area.block < 16) return std::nullopt;
 
   std::array<std::uint64_t, 2> bits{};
   for (int index = 0; index < detail::kTagBits; ++index) {
-    const int left = area.left + index % PatternArea::kColumns * area.block;
-    const int top = area.top + index / PatternArea::kColumns * area.block;
+    int const left = area.left + index % PatternArea::kColumns * area.block;
+    int const top = area.top + index / PatternArea::kColumns * area.block;
     for (int field = 0; field < 2; ++field) {
-      const int mean = detail::blockMean(luma, stride, pixelStep, left, top, area.block, field);
+      int const mean = detail::blockMean(luma, stride, pixelStep, left, top, area.block, field);
       if (mean > 96 && mean < 156) return std::nullopt;
-      const auto f = static_cast<std::size_t>(field);
+      auto const f = static_cast<std::size_t>(field);
       bits[f] = (bits[f] << 1) | (mean >= 156 ? 1u : 0u);
     }
   }
-  const FrameTag tag{static_cast<std::uint32_t>(bits[0] >> 24), static_cast<std::uint8_t>(bits[0] >> 16),
+  FrameTag const tag{static_cast<std::uint32_t>(bits[0] >> 24), static_cast<std::uint8_t>(bits[0] >> 16),
                      static_cast<std::uint8_t>(bits[0] >> 8)};
   if (bits[0] != bits[1] || detail::tagBits(tag) != bits[0]) return std::nullopt;
   return tag;

@@ -12,8 +12,8 @@
 
 namespace {
 
-void report(const samples::Take& take, const samples::Clip& clip) {
-  const samples::PictureFormat& format = take.format;
+void report(samples::Take const& take, samples::Clip const& clip) {
+  samples::PictureFormat const& format = take.format;
   fmt::print("{}  {}x{}{} {:.4g} Hz, {} frames, {} mono tracks\n", clip.name, format.width, format.height,
              format.interlaced ? "i" : "p", static_cast<double>(format.timeScale) / format.frameDuration,
              clip.frames, take.audioTracks);
@@ -70,7 +70,7 @@ int main(int argc, char** argv) {
   try {
     samples::writeCard(folder, samples::planCard(options), options.layout,
                        quiet ? samples::ClipDone{} : samples::ClipDone{report});
-  } catch (const std::exception& error) {
+  } catch (std::exception const& error) {
     fmt::print(stderr, "make_card: {}\n", error.what());
     return 1;
   }

@@ -22,27 +22,27 @@ constexpr std::int64_t kDelay = 1;
 void writeMatrix(BoxWriter& out) { out.u32s({0x10000, 0, 0, 0, 0x10000, 0, 0, 0, 0x40000000}); }
 
 /// Runs of equal values as (count, value), the form of `stts` and `ctts`.
-void writeRuns(BoxWriter& out, const std::vector<std::uint32_t>& values) {
+void writeRuns(BoxWriter& out, std::vector<std::uint32_t> const& values) {
   std::vector<std::pair<std::uint32_t, std::uint32_t>> runs;
-  for (const std::uint32_t value : values) {
+  for (std::uint32_t const value : values) {
     if (runs.empty() || runs.back().second != value) runs.emplace_back(0, value);
     ++runs.back().first;
   }
   out.u32(static_cast<std::uint32_t>(runs.size()));
-  for (const auto& [count, value] : runs) out.u32s({count, value});
+  for (auto const& [count, value] : runs) out.u32s({count, value});
 }
 
 /// The bytes before the first GOP header: sequence header, sequence extension, display extension.
-std::vector<std::uint8_t> leadingHeaders(std::span<const std::uint8_t> picture) {
+std::vector<std::uint8_t> leadingHeaders(std::span<std::uint8_t const> picture) {
   constexpr std::uint8_t kGroupStart[] = {0, 0, 1, 0xB8};
-  const auto end =
+  auto const end =
       std::search(picture.begin(), picture.end(), std::begin(kGroupStart), std::end(kGroupStart));
   return {picture.begin(), end};
 }
 
 }  // namespace
 
-Mp4File::Mp4File(std::filesystem::path path, const PictureFormat& format, int audioTracks)
+Mp4File::Mp4File(std::filesystem::path path, PictureFormat const& format, int audioTracks)
     : path_(std::move(path)),
       format_(format),
       file_(std::fopen(path_.c_str(), "wbx")),
@@ -51,27 +51,31 @@ Mp4File::Mp4File(std::filesystem::path path, const PictureFormat& format, int au
     throw std::runtime_error(fmt::format("cannot create {}: {}", path_.string(), std::strerror(errno)));
   BoxWriter head;
   {
-    const auto ftyp = head.box("ftyp");
+    auto const ftyp = head.box("ftyp");
     head.text("mp42");
     head.u32(0);
     head.text("mp42");
   }
   // Room for a 64-bit size, taken when the media data needs one.
-  { const auto room = head.box("free"); }
+  {
+    auto const room = head.box("free");
+  }
   mediaStart_ = head.data().size();
-  { const auto mdat = head.box("mdat"); }
+  {
+    auto const mdat = head.box("mdat");
+  }
   write(head.data());
 }
 
-void Mp4File::write(std::span<const std::uint8_t> bytes) {
+void Mp4File::write(std::span<std::uint8_t const> bytes) {
   if (std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) != bytes.size())
     throw std::runtime_error(fmt::format("cannot write {}: {}", path_.string(), std::strerror(errno)));
   position_ += bytes.size();
 }
 
-void Mp4File::addPicture(std::span<const std::uint8_t> bytes, std::int64_t display, bool key) {
+void Mp4File::addPicture(std::span<std::uint8_t const> bytes, std::int64_t display, bool key) {
   if (pictureSizes_.empty()) sequenceHeader_ = leadingHeaders(bytes);
-  const auto decoding = static_cast<std::int64_t>(pictureSizes_.size());
+  auto const decoding = static_cast<std::int64_t>(pictureSizes_.size());
   pictureSizes_.push_back(static_cast<std::uint32_t>(bytes.size()));
   compositionOffsets_.push_back(
       static_cast<std::uint32_t>((display - decoding + kDelay) * format_.frameDuration));
@@ -88,10 +92,10 @@ void Mp4File::endPictureChunk() {
   pendingCount_ = 0;
 }
 
-void Mp4File::addSound(int track, std::span<const std::int16_t> samples) {
+void Mp4File::addSound(int track, std::span<std::int16_t const> samples) {
   soundBytes_.clear();
-  for (const std::int16_t sample : samples) {
-    const auto word = static_cast<std::uint16_t>(sample);
+  for (std::int16_t const sample : samples) {
+    auto const word = static_cast<std::uint16_t>(sample);
     soundBytes_.push_back(static_cast<std::uint8_t>(word >> 8));
     soundBytes_.push_back(static_cast<std::uint8_t>(word));
   }
@@ -102,7 +106,7 @@ void Mp4File::addSound(int track, std::span<const std::int16_t> samples) {
 
 void Mp4File::finish() {
   endPictureChunk();
-  const std::uint64_t mediaSize = position_ - mediaStart_;
+  std::uint64_t const mediaSize = position_ - mediaStart_;
   BoxWriter movie;
   writeMovie(movie);
   write(movie.data());
@@ -119,7 +123,7 @@ void Mp4File::finish() {
     head.u32(static_cast<std::uint32_t>(mediaSize));
     head.text("mdat");
   }
-  const bool sought = ::fseeko(file_.get(), static_cast<off_t>(mediaStart_ - 8), SEEK_SET) == 0;
+  bool const sought = ::fseeko(file_.get(), static_cast<off_t>(mediaStart_ - 8), SEEK_SET) == 0;
   if (sought) write(head.data());
   if (!sought || std::fclose(file_.release()) != 0)
     throw std::runtime_error(fmt::format("cannot finish {}: {}", path_.string(), std::strerror(errno)));
@@ -129,15 +133,15 @@ std::uint64_t Mp4File::movieDuration() const {
   return pictureSizes_.size() * static_cast<std::uint64_t>(format_.frameDuration);
 }
 
-std::uint64_t Mp4File::soundLength(const std::vector<Chunk>& chunks) const {
+std::uint64_t Mp4File::soundLength(std::vector<Chunk> const& chunks) const {
   return std::accumulate(chunks.begin(), chunks.end(), std::uint64_t{0},
-                         [](std::uint64_t sum, const Chunk& chunk) { return sum + chunk.samples; });
+                         [](std::uint64_t sum, Chunk const& chunk) { return sum + chunk.samples; });
 }
 
 void Mp4File::writeMovie(BoxWriter& out) const {
-  const auto moov = out.box("moov");
+  auto const moov = out.box("moov");
   {
-    const auto mvhd = out.fullBox("mvhd");
+    auto const mvhd = out.fullBox("mvhd");
     out.u32s({kCreated, kCreated, static_cast<std::uint32_t>(format_.timeScale),
               static_cast<std::uint32_t>(movieDuration()), 0x10000});
     out.u16(0x100);
@@ -151,33 +155,33 @@ void Mp4File::writeMovie(BoxWriter& out) const {
 }
 
 void Mp4File::writePictureTrack(BoxWriter& out) const {
-  const auto trak = out.box("trak");
+  auto const trak = out.box("trak");
   writeTrackHeader(out, 1, movieDuration(), false);
   {
     // The first picture shown has a composition time of the delay; presentation starts there.
-    const auto edts = out.box("edts");
-    const auto elst = out.fullBox("elst");
+    auto const edts = out.box("edts");
+    auto const elst = out.fullBox("elst");
     out.u32s({1, static_cast<std::uint32_t>(movieDuration()),
               static_cast<std::uint32_t>(kDelay * format_.frameDuration), 0x10000});
   }
-  const auto mdia = out.box("mdia");
+  auto const mdia = out.box("mdia");
   writeMediaHeader(out, static_cast<std::uint32_t>(format_.timeScale), movieDuration(), false);
-  const auto minf = out.box("minf");
+  auto const minf = out.box("minf");
   {
-    const auto vmhd = out.fullBox("vmhd", 0, 1);
+    auto const vmhd = out.fullBox("vmhd", 0, 1);
     out.zeros(8);
   }
   writeDataReference(out);
-  const auto stbl = out.box("stbl");
+  auto const stbl = out.box("stbl");
   writePictureEntry(out);
   writePictureTables(out);
   writeChunkTables(out, pictureChunks_);
 }
 
 void Mp4File::writePictureEntry(BoxWriter& out) const {
-  const auto stsd = out.fullBox("stsd");
+  auto const stsd = out.fullBox("stsd");
   out.u32(1);
-  const auto mp4v = out.box("mp4v");
+  auto const mp4v = out.box("mp4v");
   out.zeros(6);
   out.u16(1);
   out.zeros(16);
@@ -193,13 +197,13 @@ void Mp4File::writePictureEntry(BoxWriter& out) const {
 
 void Mp4File::writeStreamDescriptor(BoxWriter& out) const {
   // Descriptors of ISO/IEC 14496-1, 7.2.6. The one-byte length holds for contents up to 127 bytes.
-  const auto header = static_cast<std::uint32_t>(sequenceHeader_.size());
-  const std::uint32_t config = 13 + 2 + header;
-  const std::uint32_t stream = 3 + 2 + config + 3;
+  auto const header = static_cast<std::uint32_t>(sequenceHeader_.size());
+  std::uint32_t const config = 13 + 2 + header;
+  std::uint32_t const stream = 3 + 2 + config + 3;
   if (stream > 127) throw std::runtime_error("the sequence header is too long for its descriptor");
-  const auto rate = static_cast<std::uint32_t>(format_.bitRate);
+  auto const rate = static_cast<std::uint32_t>(format_.bitRate);
 
-  const auto esds = out.fullBox("esds");
+  auto const esds = out.fullBox("esds");
   out.u8(3);  // ES_Descriptor
   out.u8(stream);
   out.u16(1);
@@ -219,45 +223,45 @@ void Mp4File::writeStreamDescriptor(BoxWriter& out) const {
 }
 
 void Mp4File::writePictureTables(BoxWriter& out) const {
-  const auto count = static_cast<std::uint32_t>(pictureSizes_.size());
+  auto const count = static_cast<std::uint32_t>(pictureSizes_.size());
   {
-    const auto stts = out.fullBox("stts");
+    auto const stts = out.fullBox("stts");
     out.u32s({1, count, static_cast<std::uint32_t>(format_.frameDuration)});
   }
   {
-    const auto ctts = out.fullBox("ctts");
+    auto const ctts = out.fullBox("ctts");
     writeRuns(out, compositionOffsets_);
   }
   {
-    const auto stss = out.fullBox("stss");
+    auto const stss = out.fullBox("stss");
     out.u32(static_cast<std::uint32_t>(keyPictures_.size()));
-    for (const std::uint32_t picture : keyPictures_) out.u32(picture);
+    for (std::uint32_t const picture : keyPictures_) out.u32(picture);
   }
-  const auto stsz = out.fullBox("stsz");
+  auto const stsz = out.fullBox("stsz");
   out.u32s({0, count});
-  for (const std::uint32_t size : pictureSizes_) out.u32(size);
+  for (std::uint32_t const size : pictureSizes_) out.u32(size);
 }
 
 void Mp4File::writeSoundTrack(BoxWriter& out, std::size_t track) const {
-  const std::vector<Chunk>& chunks = soundChunks_[track];
-  const std::uint64_t samples = soundLength(chunks);
-  const std::uint64_t duration = samples * static_cast<std::uint64_t>(format_.timeScale) / kSampleRate;
+  std::vector<Chunk> const& chunks = soundChunks_[track];
+  std::uint64_t const samples = soundLength(chunks);
+  std::uint64_t const duration = samples * static_cast<std::uint64_t>(format_.timeScale) / kSampleRate;
 
-  const auto trak = out.box("trak");
+  auto const trak = out.box("trak");
   writeTrackHeader(out, static_cast<std::uint32_t>(track) + 2, duration, true);
-  const auto mdia = out.box("mdia");
+  auto const mdia = out.box("mdia");
   writeMediaHeader(out, kSampleRate, samples, true);
-  const auto minf = out.box("minf");
+  auto const minf = out.box("minf");
   {
-    const auto smhd = out.fullBox("smhd");
+    auto const smhd = out.fullBox("smhd");
     out.u32(0);
   }
   writeDataReference(out);
-  const auto stbl = out.box("stbl");
+  auto const stbl = out.box("stbl");
   {
-    const auto stsd = out.fullBox("stsd");
+    auto const stsd = out.fullBox("stsd");
     out.u32(1);
-    const auto twos = out.box("twos");
+    auto const twos = out.box("twos");
     out.zeros(6);
     out.u16(1);
     out.zeros(8);
@@ -266,18 +270,18 @@ void Mp4File::writeSoundTrack(BoxWriter& out, std::size_t track) const {
     out.u32s({0, std::uint32_t{kSampleRate} << 16});
   }
   {
-    const auto stts = out.fullBox("stts");
+    auto const stts = out.fullBox("stts");
     out.u32s({1, static_cast<std::uint32_t>(samples), 1});
   }
   {
-    const auto stsz = out.fullBox("stsz");
+    auto const stsz = out.fullBox("stsz");
     out.u32s({2, static_cast<std::uint32_t>(samples)});
   }
   writeChunkTables(out, chunks);
 }
 
 void Mp4File::writeTrackHeader(BoxWriter& out, std::uint32_t id, std::uint64_t duration, bool sound) const {
-  const auto tkhd = out.fullBox("tkhd", 0, 3);
+  auto const tkhd = out.fullBox("tkhd", 0, 3);
   out.u32s({kCreated, kCreated, id, 0, static_cast<std::uint32_t>(duration), 0, 0});
   out.u32(0);
   out.u16(sound ? 0x100 : 0);
@@ -290,12 +294,12 @@ void Mp4File::writeTrackHeader(BoxWriter& out, std::uint32_t id, std::uint64_t d
 void Mp4File::writeMediaHeader(BoxWriter& out, std::uint32_t timeScale, std::uint64_t duration,
                                bool sound) const {
   {
-    const auto mdhd = out.fullBox("mdhd");
+    auto const mdhd = out.fullBox("mdhd");
     out.u32s({kCreated, kCreated, timeScale, static_cast<std::uint32_t>(duration)});
     out.u16(kUndetermined);
     out.u16(0);
   }
-  const auto hdlr = out.fullBox("hdlr");
+  auto const hdlr = out.fullBox("hdlr");
   out.u32(0);
   out.text(sound ? "soun" : "vide");
   out.zeros(12);
@@ -304,26 +308,26 @@ void Mp4File::writeMediaHeader(BoxWriter& out, std::uint32_t timeScale, std::uin
 }
 
 void Mp4File::writeDataReference(BoxWriter& out) {
-  const auto dinf = out.box("dinf");
-  const auto dref = out.fullBox("dref");
+  auto const dinf = out.box("dinf");
+  auto const dref = out.fullBox("dref");
   out.u32(1);
-  const auto url = out.fullBox("url ", 0, 1);
+  auto const url = out.fullBox("url ", 0, 1);
 }
 
-void Mp4File::writeChunkTables(BoxWriter& out, const std::vector<Chunk>& chunks) {
+void Mp4File::writeChunkTables(BoxWriter& out, std::vector<Chunk> const& chunks) {
   {
-    const auto stsc = out.fullBox("stsc");
+    auto const stsc = out.fullBox("stsc");
     std::vector<std::pair<std::uint32_t, std::uint32_t>> runs;
     for (std::size_t index = 0; index < chunks.size(); ++index)
       if (runs.empty() || runs.back().second != chunks[index].samples)
         runs.emplace_back(static_cast<std::uint32_t>(index) + 1, chunks[index].samples);
     out.u32(static_cast<std::uint32_t>(runs.size()));
-    for (const auto& [first, samples] : runs) out.u32s({first, samples, 1});
+    for (auto const& [first, samples] : runs) out.u32s({first, samples, 1});
   }
-  const bool wide = !chunks.empty() && chunks.back().offset > UINT32_MAX;
-  const auto offsets = out.fullBox(wide ? "co64" : "stco");
+  bool const wide = !chunks.empty() && chunks.back().offset > UINT32_MAX;
+  auto const offsets = out.fullBox(wide ? "co64" : "stco");
   out.u32(static_cast<std::uint32_t>(chunks.size()));
-  for (const Chunk& chunk : chunks) {
+  for (Chunk const& chunk : chunks) {
     if (wide)
       out.u64(chunk.offset);
     else

@@ -17,15 +17,15 @@ namespace samples {
 /// Throws std::runtime_error naming the file.
 class Mp4File {
  public:
-  Mp4File(std::filesystem::path path, const PictureFormat& format, int audioTracks);
+  Mp4File(std::filesystem::path path, PictureFormat const& format, int audioTracks);
 
   /// One coded picture, in decoding order; `display` is its place in display order. Pictures gather until
   /// `endPictureChunk`.
-  void addPicture(std::span<const std::uint8_t> bytes, std::int64_t display, bool key);
+  void addPicture(std::span<std::uint8_t const> bytes, std::int64_t display, bool key);
   void endPictureChunk();
 
   /// One chunk of sound of the track (from 0).
-  void addSound(int track, std::span<const std::int16_t> samples);
+  void addSound(int track, std::span<std::int16_t const> samples);
 
   /// Writes what makes the file readable. Without it the file is useless.
   void finish();
@@ -39,9 +39,9 @@ class Mp4File {
     void operator()(std::FILE* file) const { std::fclose(file); }
   };
 
-  void write(std::span<const std::uint8_t> bytes);
+  void write(std::span<std::uint8_t const> bytes);
   std::uint64_t movieDuration() const;
-  std::uint64_t soundLength(const std::vector<Chunk>& chunks) const;
+  std::uint64_t soundLength(std::vector<Chunk> const& chunks) const;
 
   void writeMovie(BoxWriter& out) const;
   void writePictureTrack(BoxWriter& out) const;
@@ -52,7 +52,7 @@ class Mp4File {
   void writeTrackHeader(BoxWriter& out, std::uint32_t id, std::uint64_t duration, bool sound) const;
   void writeMediaHeader(BoxWriter& out, std::uint32_t timeScale, std::uint64_t duration, bool sound) const;
   static void writeDataReference(BoxWriter& out);
-  static void writeChunkTables(BoxWriter& out, const std::vector<Chunk>& chunks);
+  static void writeChunkTables(BoxWriter& out, std::vector<Chunk> const& chunks);
 
   std::filesystem::path path_;
   PictureFormat format_;

@@ -20,7 +20,7 @@ struct Freer {
   void operator()(AVPacket* packet) const { av_packet_free(&packet); }
 };
 
-void check(int result, const char* what) {
+void check(int result, char const* what) {
   if (result >= 0) return;
   char text[AV_ERROR_MAX_STRING_SIZE] = {};
   av_strerror(result, text, sizeof text);
@@ -54,7 +54,7 @@ struct Mpeg2Encoder::Life {
 
   void drain() {
     for (;;) {
-      const int result = avcodec_receive_packet(context.get(), packet.get());
+      int const result = avcodec_receive_packet(context.get(), packet.get());
       if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
       check(result, "coding a picture");
       sink({{packet->data, static_cast<std::size_t>(packet->size)},
@@ -65,9 +65,9 @@ struct Mpeg2Encoder::Life {
   }
 };
 
-Mpeg2Encoder::Mpeg2Encoder(const PictureFormat& format, const std::string& timecode, Sink sink)
+Mpeg2Encoder::Mpeg2Encoder(PictureFormat const& format, std::string const& timecode, Sink sink)
     : life_(std::make_unique<Life>()) {
-  const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_MPEG2VIDEO);
+  AVCodec const* codec = avcodec_find_encoder(AV_CODEC_ID_MPEG2VIDEO);
   if (codec == nullptr) throw std::runtime_error("libavcodec was built without its MPEG-2 encoder");
   life_->context.reset(avcodec_alloc_context3(codec));
   life_->frame.reset(av_frame_alloc());

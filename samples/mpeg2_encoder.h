@@ -13,7 +13,7 @@ namespace samples {
 
 /// A coded picture in decoding order; `bytes` live for the call only.
 struct CodedPicture {
-  std::span<const std::uint8_t> bytes;
+  std::span<std::uint8_t const> bytes;
   /// Place in display order, from 0.
   std::int64_t display;
   bool key;
@@ -23,10 +23,10 @@ struct CodedPicture {
 /// first picture is an I picture in display order too. Throws std::runtime_error.
 class Mpeg2Encoder {
  public:
-  using Sink = std::function<void(const CodedPicture&)>;
+  using Sink = std::function<void(CodedPicture const&)>;
 
   /// `timecode`: of the first picture, as FFmpeg reads it ("hh:mm:ss:ff", ";ff" for drop frame).
-  Mpeg2Encoder(const PictureFormat& format, const std::string& timecode, Sink sink);
+  Mpeg2Encoder(PictureFormat const& format, std::string const& timecode, Sink sink);
   ~Mpeg2Encoder();
 
   /// Memory for the next picture, to be filled before `encode`.

@@ -17,7 +17,7 @@ struct Phase {
   unsigned take = 0;
   unsigned track = 0;
 
-  bool operator==(const Phase&) const = default;
+  bool operator==(Phase const&) const = default;
 };
 
 // The signal: words of 8 samples. A sample is a 12-bit code around zero (-24 dBFS): its place in the word (3
@@ -40,8 +40,8 @@ constexpr std::uint32_t phaseCheck(std::uint64_t word, unsigned take, unsigned t
 }
 
 constexpr std::array<std::int16_t, kWord> phaseWord(std::uint64_t word, unsigned take, unsigned track) {
-  const std::uint32_t check = phaseCheck(word, take, track);
-  const std::array<std::uint64_t, kWord> payload{word >> 18, word >> 9,   word,       take,
+  std::uint32_t const check = phaseCheck(word, take, track);
+  std::array<std::uint64_t, kWord> const payload{word >> 18, word >> 9,   word,       take,
                                                  track,      check >> 18, check >> 9, check};
   std::array<std::int16_t, kWord> samples{};
   for (std::size_t place = 0; place < kWord; ++place)
@@ -55,9 +55,9 @@ constexpr std::array<std::int16_t, kWord> phaseWord(std::uint64_t word, unsigned
 /// Fills `out` with the signal from `from` on.
 inline void fillPhase(std::span<std::int16_t> out, Phase from) {
   while (!out.empty()) {
-    const auto word = detail::phaseWord(from.position / detail::kWord, from.take, from.track);
-    const std::size_t place = from.position % detail::kWord;
-    const std::size_t count = std::min(out.size(), word.size() - place);
+    auto const word = detail::phaseWord(from.position / detail::kWord, from.take, from.track);
+    std::size_t const place = from.position % detail::kWord;
+    std::size_t const count = std::min(out.size(), word.size() - place);
     std::copy_n(word.begin() + static_cast<std::ptrdiff_t>(place), count, out.begin());
     out = out.subspan(count);
     from.position += count;
@@ -65,10 +65,10 @@ inline void fillPhase(std::span<std::int16_t> out, Phase from) {
 }
 
 /// First sample of `heard` that differs from the signal from `from` on; empty when all agree.
-inline std::optional<std::size_t> firstMismatch(std::span<const std::int16_t> heard, Phase from) {
+inline std::optional<std::size_t> firstMismatch(std::span<std::int16_t const> heard, Phase from) {
   for (std::size_t index = 0; index < heard.size();) {
-    const std::uint64_t position = from.position + index;
-    const auto word = detail::phaseWord(position / detail::kWord, from.take, from.track);
+    std::uint64_t const position = from.position + index;
+    auto const word = detail::phaseWord(position / detail::kWord, from.take, from.track);
     for (std::size_t place = position % detail::kWord; place < word.size() && index < heard.size();
          ++place, ++index)
       if (heard[index] != word[place]) return index;
@@ -79,13 +79,13 @@ inline std::optional<std::size_t> firstMismatch(std::span<const std::int16_t> he
 /// Where the first sample of `heard` stands, from the first whole word in it; empty when there is none. A
 /// word is looked for in the first `searched` samples only. What lies before the word is not checked: follow
 /// up with `firstMismatch`.
-inline std::optional<Phase> readPhase(std::span<const std::int16_t> heard, std::size_t searched = 4096) {
-  const auto payload = [&](std::size_t index) {
+inline std::optional<Phase> readPhase(std::span<std::int16_t const> heard, std::size_t searched = 4096) {
+  auto const payload = [&](std::size_t index) {
     return static_cast<std::uint32_t>(heard[index] + detail::kMiddle) & 0x1FF;
   };
   for (std::size_t at = 0; at < searched && at + detail::kWord <= heard.size(); ++at) {
-    const std::uint64_t word = std::uint64_t{payload(at)} << 18 | payload(at + 1) << 9 | payload(at + 2);
-    const Phase phase{word * detail::kWord, payload(at + 3), payload(at + 4)};
+    std::uint64_t const word = std::uint64_t{payload(at)} << 18 | payload(at + 1) << 9 | payload(at + 2);
+    Phase const phase{word * detail::kWord, payload(at + 3), payload(at + 4)};
     if (phase.position >= at && !firstMismatch(heard.subspan(at, detail::kWord), phase))
       return Phase{phase.position - at, phase.take, phase.track};
   }

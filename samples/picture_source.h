@@ -23,15 +23,15 @@ struct Planes {
 /// field, top field first. Drawing is copying rows.
 class PictureSource {
  public:
-  explicit PictureSource(const PictureFormat& format);
+  explicit PictureSource(PictureFormat const& format);
 
-  void draw(const Planes& planes, const FrameTag& tag) const;
+  void draw(Planes const& planes, FrameTag const& tag) const;
 
  private:
   /// One plane, wider than the picture by its period: any row from any offset below the period is a memcpy.
   struct Texture {
     Texture(int width, int height, int period, int contrast, std::uint32_t seed);
-    void copyTo(std::uint8_t* plane, std::ptrdiff_t stride, const int (&fieldOffset)[2],
+    void copyTo(std::uint8_t* plane, std::ptrdiff_t stride, int const (&fieldOffset)[2],
                 std::uint32_t frame) const;
 
     int width, height, period;

@@ -21,7 +21,7 @@ void removeFile(Any& name) {
 }
 
 bool isEmptyFile(Any const& name) {
-  struct stat status {};
+  struct stat status{};
   return ::lstat(narrow(name).c_str(), &status) == 0 && status.st_size == 0;
 }
 

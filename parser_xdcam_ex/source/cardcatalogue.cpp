@@ -18,7 +18,7 @@ std::string lowered(std::string_view text) {
 }
 
 std::string extensionOf(std::string_view name) {
-  const std::size_t dot = name.rfind('.');
+  std::size_t const dot = name.rfind('.');
   return lowered(dot == std::string_view::npos ? std::string_view() : name.substr(dot + 1));
 }
 
@@ -28,13 +28,13 @@ std::string_view relative(std::string_view uri) {
   return uri;
 }
 
-std::string valueOf(const CardTag& tag, std::string_view name) {
+std::string valueOf(CardTag const& tag, std::string_view name) {
   auto attribute = findAttribute(tag, name);
   return attribute ? std::move(attribute->value) : std::string();
 }
 
 /// UMIDs are hexadecimal (SMPTE 330M); their letters count in either case.
-std::string umidOf(const CardTag& tag) { return lowered(valueOf(tag, "umid")); }
+std::string umidOf(CardTag const& tag) { return lowered(valueOf(tag, "umid")); }
 
 bool hasVisible(std::string_view text) { return text.find_first_not_of(" \t\r\n") != std::string_view::npos; }
 
@@ -42,22 +42,22 @@ bool hasVisible(std::string_view text) { return text.find_first_not_of(" \t\r\n"
 
 std::optional<DescribedUmid> findDescribedUmid(std::string_view description, bool smi) {
   CardTags tags(description);
-  while (const auto tag = tags.next())
+  while (auto const tag = tags.next())
     if (auto umid = findAttribute(*tag, smi ? "umid" : "umidRef"))
       return DescribedUmid{lowered(umid->value), hasVisible(umid->rest)};
   return std::nullopt;
 }
 
 bool isAboutAClip(std::string_view name) {
-  const std::string extension = extensionOf(name);
+  std::string const extension = extensionOf(name);
   return extension == "smi" || extension == "xml" || extension == "bim" || extension == "ppn";
 }
 
 CardCatalogue::CardCatalogue(std::string_view text) {
   Entry* open = nullptr;
   CardTags tags(text);
-  while (const auto tag = tags.next()) {
-    const bool names = tag->attributes.find("./CLPR/") != std::string_view::npos;
+  while (auto const tag = tags.next()) {
+    bool const names = tag->attributes.find("./CLPR/") != std::string_view::npos;
     if (tag->name == "Material") {
       open = nullptr;
       if (tag->closing) continue;
@@ -66,7 +66,7 @@ CardCatalogue::CardCatalogue(std::string_view text) {
       continue;
     }
     if (!open || tag->closing) continue;
-    const std::string uri = valueOf(*tag, "uri");
+    std::string const uri = valueOf(*tag, "uri");
     open->files.push_back(lowered(relative(uri)));
     if (tag->name == "Component")
       open->components.push_back({umidOf(*tag), uri});
@@ -79,7 +79,7 @@ CardCatalogue::CardCatalogue(std::string_view text) {
 void CardCatalogue::index() {
   for (std::size_t i = 0; i < entries_.size(); ++i) {
     own_.emplace(entries_[i].umid, i);
-    for (const Component& component : entries_[i].components) {
+    for (Component const& component : entries_[i].components) {
       std::vector<std::size_t>& holders = holders_[component.umid];
       if (holders.empty() || holders.back() != i) holders.push_back(i);
       if (!isAboutAClip(component.uri)) essence_.emplace(component.umid, relative(component.uri));
@@ -87,40 +87,40 @@ void CardCatalogue::index() {
   }
 }
 
-const CardCatalogue::Entry* CardCatalogue::entryOf(const std::string& umid) const {
+CardCatalogue::Entry const* CardCatalogue::entryOf(std::string const& umid) const {
   if (umid.empty()) return nullptr;
-  if (const auto own = own_.find(umid); own != own_.end()) return &entries_[own->second];
-  const auto holders = holders_.find(umid);
+  if (auto const own = own_.find(umid); own != own_.end()) return &entries_[own->second];
+  auto const holders = holders_.find(umid);
   return holders == holders_.end() ? nullptr : &entries_[holders->second.front()];
 }
 
-const CardCatalogue::Entry* CardCatalogue::entryNaming(std::string_view file) const {
-  const std::string wanted = lowered(file);
-  const Entry* naming = nullptr;
-  for (const Entry& entry : entries_) {
+CardCatalogue::Entry const* CardCatalogue::entryNaming(std::string_view file) const {
+  std::string const wanted = lowered(file);
+  Entry const* naming = nullptr;
+  for (Entry const& entry : entries_) {
     if (entry.files.front() == wanted) return &entry;
     if (!naming && std::count(entry.files.begin(), entry.files.end(), wanted) > 0) naming = &entry;
   }
   return naming;
 }
 
-const CardCatalogue::Entry* CardCatalogue::takeWith(const Entry& entry) const {
-  const auto another = [&](const std::string& umid) -> const Entry* {
-    const auto holders = holders_.find(umid);
+CardCatalogue::Entry const* CardCatalogue::takeWith(Entry const& entry) const {
+  auto const another = [&](std::string const& umid) -> Entry const* {
+    auto const holders = holders_.find(umid);
     if (umid.empty() || holders == holders_.end()) return nullptr;
-    for (const std::size_t holder : holders->second)
+    for (std::size_t const holder : holders->second)
       if (&entries_[holder] != &entry) return &entries_[holder];
     return nullptr;
   };
-  if (const Entry* take = another(entry.umid)) return take;
-  for (const Component& component : entry.components)
-    if (const Entry* take = another(component.umid)) return take;
+  if (Entry const* take = another(entry.umid)) return take;
+  for (Component const& component : entry.components)
+    if (Entry const* take = another(component.umid)) return take;
   return nullptr;
 }
 
-std::optional<std::vector<std::string>> CardCatalogue::clipsOf(const Entry& entry) const {
+std::optional<std::vector<std::string>> CardCatalogue::clipsOf(Entry const& entry) const {
   std::vector<std::string> clips;
-  for (const Component& component : entry.components) {
+  for (Component const& component : entry.components) {
     if (!lowered(relative(component.uri)).starts_with(kClipFolder)) continue;
     auto clip = essenceOf(component);
     if (!clip) return std::nullopt;
@@ -129,19 +129,19 @@ std::optional<std::vector<std::string>> CardCatalogue::clipsOf(const Entry& entr
   return clips;
 }
 
-std::optional<std::string> CardCatalogue::essenceOf(const Component& component) const {
+std::optional<std::string> CardCatalogue::essenceOf(Component const& component) const {
   if (!isAboutAClip(component.uri)) return std::string(relative(component.uri));
-  const Entry* own = nullptr;
+  Entry const* own = nullptr;
   if (!component.umid.empty()) {
-    if (const auto essence = essence_.find(component.umid); essence != essence_.end()) return essence->second;
-    if (const auto found = own_.find(component.umid); found != own_.end()) own = &entries_[found->second];
+    if (auto const essence = essence_.find(component.umid); essence != essence_.end()) return essence->second;
+    if (auto const found = own_.find(component.umid); found != own_.end()) own = &entries_[found->second];
   } else {
     own = entryNaming(relative(component.uri));
   }
   if (!own) return std::nullopt;
-  const std::vector<Component>& parts = own->components;
-  const auto essence =
-      std::find_if(parts.begin(), parts.end(), [](const Component& part) { return !isAboutAClip(part.uri); });
+  std::vector<Component> const& parts = own->components;
+  auto const essence =
+      std::find_if(parts.begin(), parts.end(), [](Component const& part) { return !isAboutAClip(part.uri); });
   if (essence == parts.end()) return std::nullopt;
   return std::string(relative(essence->uri));
 }

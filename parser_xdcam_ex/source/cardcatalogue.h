@@ -40,20 +40,20 @@ class CardCatalogue {
   explicit CardCatalogue(std::string_view text);
 
   /// The entry whose own UMID this is, or else the first that has a component of it. Null when there is none.
-  const Entry* entryOf(const std::string& umid) const;
+  Entry const* entryOf(std::string const& umid) const;
   /// The entry whose own tag names this file, or else the first that names it at all, letters in either case.
   /// Null when there is none.
-  const Entry* entryNaming(std::string_view file) const;
+  Entry const* entryNaming(std::string_view file) const;
   /// Another entry that has this one, or what it consists of, as a component: the take of a clip. Null when
   /// there is none.
-  const Entry* takeWith(const Entry& entry) const;
+  Entry const* takeWith(Entry const& entry) const;
   /// Essence files of an entry, relative to the folder of the catalogue, in order, each once in a row.
   /// Nothing when a component cannot be resolved.
-  std::optional<std::vector<std::string>> clipsOf(const Entry& entry) const;
+  std::optional<std::vector<std::string>> clipsOf(Entry const& entry) const;
 
  private:
   void index();
-  std::optional<std::string> essenceOf(const Component& component) const;
+  std::optional<std::string> essenceOf(Component const& component) const;
 
   std::vector<Entry> entries_;
   /// Entries by their own UMID and by those of their components, and essence files by the latter.

@@ -14,4 +14,4 @@ std::optional<CardPath> splitCardPath(std::string_view path);
 
 /// `file`, relative to `folder`, as its folders and itself are really spelled there: names of cards change
 /// their case when they are copied. The spelling asked for goes first. Where nothing fits, `file` as it is.
-std::string spelledAsThere(const std::string& folder, std::string_view file);
+std::string spelledAsThere(std::string const& folder, std::string_view file);

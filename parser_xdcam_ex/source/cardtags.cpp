@@ -15,7 +15,7 @@ void skipBlanks(std::string_view& text) {
 
 /// Cuts off and returns the characters before the first of `ends`.
 std::string_view takeUntil(std::string_view& text, std::string_view ends) {
-  const std::string_view head = text.substr(0, text.find_first_of(ends));
+  std::string_view const head = text.substr(0, text.find_first_of(ends));
   text.remove_prefix(head.size());
   return head;
 }
@@ -56,7 +56,7 @@ std::optional<NamedAttribute> takeAttribute(std::string_view& text) {
   text.remove_prefix(1);
   skipBlanks(text);
   if (text.empty() || (text[0] != '"' && text[0] != '\'')) return std::nullopt;
-  const std::size_t closing = text.find(text[0], 1);
+  std::size_t const closing = text.find(text[0], 1);
   if (closing == kNotFound) return std::nullopt;
   found.value = text.substr(1, closing - 1);
   text.remove_prefix(closing + 1);
@@ -68,8 +68,8 @@ std::optional<NamedAttribute> takeAttribute(std::string_view& text) {
 std::optional<CardTag> CardTags::next() {
   for (;;) {
     text_.remove_prefix(std::min(text_.find('<'), text_.size()));
-    const bool comment = text_.starts_with("<!--");
-    const std::size_t end = comment ? text_.find("-->", 4) : tagEnd(text_);
+    bool const comment = text_.starts_with("<!--");
+    std::size_t const end = comment ? text_.find("-->", 4) : tagEnd(text_);
     if (end == kNotFound) return std::nullopt;
     std::string_view body = text_.substr(1, end - 1);
     text_.remove_prefix(end + (comment ? 3 : 1));
@@ -86,9 +86,9 @@ std::optional<CardTag> CardTags::next() {
   }
 }
 
-std::optional<CardAttribute> findAttribute(const CardTag& tag, std::string_view name) {
+std::optional<CardAttribute> findAttribute(CardTag const& tag, std::string_view name) {
   std::string_view rest = tag.attributes;
-  while (const auto attribute = takeAttribute(rest))
+  while (auto const attribute = takeAttribute(rest))
     if (attribute->name == name) return CardAttribute{unescaped(attribute->value), rest};
   return std::nullopt;
 }

@@ -34,4 +34,4 @@ class CardTags {
 };
 
 /// The attribute of exactly that name. Either kind of quotes, blanks and line breaks around the "=".
-std::optional<CardAttribute> findAttribute(const CardTag& tag, std::string_view name);
+std::optional<CardAttribute> findAttribute(CardTag const& tag, std::string_view name);

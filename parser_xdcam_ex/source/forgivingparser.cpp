@@ -23,13 +23,13 @@ bool hasExtension(std::string_view name, std::string_view extension) {
 
 }  // namespace
 
-bool ForgivingCardParser::ProcessForgiving(const std::string& in_file_name, const std::string& out_file_name,
+bool ForgivingCardParser::ProcessForgiving(std::string const& in_file_name, std::string const& out_file_name,
                                            int verbose_level) {
-  const bool read = ProcessData(in_file_name, out_file_name, verbose_level);
+  bool const read = ProcessData(in_file_name, out_file_name, verbose_level);
   if (read && listIsUsable()) return true;
 
-  const std::vector<std::string> clips = clip_list;
-  const std::string text = error_text;
+  std::vector<std::string> const clips = clip_list;
+  std::string const text = error_text;
   verbose = 0;
   if (readAgain(in_file_name)) {
     if (CreateMzlFile(out_file_name)) return true;
@@ -46,18 +46,18 @@ bool ForgivingCardParser::listIsUsable() const {
          std::none_of(clip_list.begin(), clip_list.end(), isAboutAClip);
 }
 
-bool ForgivingCardParser::readAgain(const std::string& in_file_name) {
+bool ForgivingCardParser::readAgain(std::string const& in_file_name) {
   auto path = splitCardPath(in_file_name);
   if (!path) return false;
   root_dir = std::move(path->root);
 
-  const auto description = readDocument(in_file_name, "the description");
+  auto const description = readDocument(in_file_name, "the description");
   if (!description) return false;
-  const std::string catalogueName = spelledAsThere(root_dir, kCatalogue);
-  const auto catalogue = readDocument(root_dir + catalogueName, "the catalogue");
+  std::string const catalogueName = spelledAsThere(root_dir, kCatalogue);
+  auto const catalogue = readDocument(root_dir + catalogueName, "the catalogue");
   if (!catalogue) return false;
 
-  const auto umid = findDescribedUmid(*description, hasExtension(in_file_name, ".smi"));
+  auto const umid = findDescribedUmid(*description, hasExtension(in_file_name, ".smi"));
   if (umid && umid->followed) forgiven_.emplace_back("attributes behind the UMID");
   auto clips = clipsFor(umid, path->file, CardCatalogue(*catalogue));
   if (!clips) return false;
@@ -76,8 +76,8 @@ bool ForgivingCardParser::readAgain(const std::string& in_file_name) {
 }
 
 std::optional<std::vector<std::string>> ForgivingCardParser::clipsFor(
-    const std::optional<DescribedUmid>& umid, const std::string& file, const CardCatalogue& catalogue) {
-  const CardCatalogue::Entry* entry = umid ? catalogue.entryOf(umid->value) : nullptr;
+    std::optional<DescribedUmid> const& umid, std::string const& file, CardCatalogue const& catalogue) {
+  CardCatalogue::Entry const* entry = umid ? catalogue.entryOf(umid->value) : nullptr;
   if (!entry) {
     entry = catalogue.entryNaming(file);
     if (!entry) return std::nullopt;
@@ -85,7 +85,7 @@ std::optional<std::vector<std::string>> ForgivingCardParser::clipsFor(
   }
   auto clips = catalogue.clipsOf(*entry);
   if (!clips || clips->size() == 1) {
-    const CardCatalogue::Entry* take = catalogue.takeWith(*entry);
+    CardCatalogue::Entry const* take = catalogue.takeWith(*entry);
     auto whole = take ? catalogue.clipsOf(*take) : std::nullopt;
     if (whole && whole->size() > 1) {
       forgiven_.emplace_back("a description that names its part, not its take");
@@ -98,8 +98,8 @@ std::optional<std::vector<std::string>> ForgivingCardParser::clipsFor(
   return clips;
 }
 
-std::optional<std::string> ForgivingCardParser::readDocument(const std::string& path, std::string_view what) {
-  const FilePtr file = openFile(path, O_RDONLY, "rb");
+std::optional<std::string> ForgivingCardParser::readDocument(std::string const& path, std::string_view what) {
+  FilePtr const file = openFile(path, O_RDONLY, "rb");
   std::uint32_t length = 0;
   std::string text;
   if (!file || !lengthBySeeking(file.get(), length) || !readText(file.get(), length, text))

@@ -21,20 +21,20 @@ class ForgivingCardParser : public XDCamExParser {
  public:
   /// As `ProcessData`. Where the second reading fails too, result, list and `error_text` are those of the
   /// first. Only the first prints progress.
-  bool ProcessForgiving(const std::string& in_file_name, const std::string& out_file_name, int verbose_level);
+  bool ProcessForgiving(std::string const& in_file_name, std::string const& out_file_name, int verbose_level);
 
   /// What the second reading forgave, for people; empty when the list is the first one's.
-  const std::vector<std::string>& forgiven() const { return forgiven_; }
+  std::vector<std::string> const& forgiven() const { return forgiven_; }
 
  private:
   bool listIsUsable() const;
   /// Fills `root_dir` and `clip_list`.
-  bool readAgain(const std::string& in_file_name);
+  bool readAgain(std::string const& in_file_name);
   /// Of the entry with that UMID, or else of the one that names the description's file, as it lies on the
   /// card.
-  std::optional<std::vector<std::string>> clipsFor(const std::optional<DescribedUmid>& umid,
-                                                   const std::string& file, const CardCatalogue& catalogue);
-  std::optional<std::string> readDocument(const std::string& path, std::string_view what);
+  std::optional<std::vector<std::string>> clipsFor(std::optional<DescribedUmid> const& umid,
+                                                   std::string const& file, CardCatalogue const& catalogue);
+  std::optional<std::string> readDocument(std::string const& path, std::string_view what);
 
   std::vector<std::string> forgiven_;
 };

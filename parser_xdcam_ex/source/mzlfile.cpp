@@ -3,9 +3,9 @@
 #include "parser_xdcam_ex/source/cardfile.h"
 #include "parser_xdcam_ex/source/xdcamexparser.h"
 
-bool XDCamExParser::CreateMzlFile(const std::string& out_file_name) {
-  const std::string name = out_file_name.empty() ? "clip.mzl" : out_file_name;
-  const FilePtr list = openFile(name, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, "wb");
+bool XDCamExParser::CreateMzlFile(std::string const& out_file_name) {
+  std::string const name = out_file_name.empty() ? "clip.mzl" : out_file_name;
+  FilePtr const list = openFile(name, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, "wb");
   if (!list) {
     error_text = "Unable to create mzl file : " + name;
     return false;
@@ -13,11 +13,11 @@ bool XDCamExParser::CreateMzlFile(const std::string& out_file_name) {
   std::fputs("XMP4\r\n", list.get());
 
   std::size_t listed = 0;
-  for (const std::string& clip : clip_list) {
-    const std::string path = root_dir + clip;
+  for (std::string const& clip : clip_list) {
+    std::string const path = root_dir + clip;
     if (verbose > 0) std::printf("process : %s\t", path.c_str());
 
-    const FilePtr file = openFile(path, O_RDONLY, "rb");
+    FilePtr const file = openFile(path, O_RDONLY, "rb");
     std::uint32_t length = 0;
     if (!file || !lengthBySeeking(file.get(), length)) continue;
 

@@ -11,12 +11,12 @@ namespace {
 constexpr auto kNotFound = std::string::npos;
 
 void printDashes() {
-  static const std::string line = std::string(73, '-') + "\n";
+  static std::string const line = std::string(73, '-') + "\n";
   std::fputs(line.c_str(), stdout);
 }
 
 /// As assert does, but in release builds too.
-[[noreturn]] void failAssertion(const char* source, const char* function, const char* expression) {
+[[noreturn]] void failAssertion(char const* source, char const* function, char const* expression) {
   std::fflush(stdout);
   std::fprintf(stderr, "%s: %s: Assertion `%s' failed.\n", source, function, expression);
   std::abort();
@@ -39,7 +39,7 @@ bool XDCamExParser::ProcessData(std::string in_file_name, std::string out_file_n
     }
     is_smi = 0;
   }
-  const std::size_t root = in_file_name.rfind("BPAV");
+  std::size_t const root = in_file_name.rfind("BPAV");
   if (root == kNotFound) {
     error_text = "Invalid root !! Should be ..\\BPAV\\";
     return false;
@@ -53,8 +53,8 @@ bool XDCamExParser::ProcessData(std::string in_file_name, std::string out_file_n
   return true;
 }
 
-bool XDCamExParser::ReadXmlFile(const std::string& path) {
-  const FilePtr file = openFile(path, O_RDONLY, "rb");
+bool XDCamExParser::ReadXmlFile(std::string const& path) {
+  FilePtr const file = openFile(path, O_RDONLY, "rb");
   if (!file) {
     error_text = "Unable to open " + path;
     return false;
@@ -89,12 +89,12 @@ bool XDCamExParser::ParseXml(std::string text) {
   return take_umid.empty() ? findTakeUmid(text) : collectClips(text);
 }
 
-bool XDCamExParser::findTakeUmid(const std::string& text) {
-  const std::string key = is_smi != 0 ? "umid" : "umidRef";
-  const std::size_t hit = text.find(key);
+bool XDCamExParser::findTakeUmid(std::string const& text) {
+  std::string const key = is_smi != 0 ? "umid" : "umidRef";
+  std::size_t const hit = text.find(key);
   // The "=" and the opening quote are skipped unseen; at the far end the closing quote and the "/" of "/>".
-  const std::size_t value = hit == kNotFound ? kNotFound : hit + key.size() + 2;
-  const std::size_t tagEnd = value <= text.size() ? text.find('>', value) : kNotFound;
+  std::size_t const value = hit == kNotFound ? kNotFound : hit + key.size() + 2;
+  std::size_t const tagEnd = value <= text.size() ? text.find('>', value) : kNotFound;
   if (tagEnd == kNotFound || tagEnd - value < 2) {
     error_text = "No UMID available !";
     return false;
@@ -104,10 +104,10 @@ bool XDCamExParser::findTakeUmid(const std::string& text) {
   return true;
 }
 
-bool XDCamExParser::collectClips(const std::string& catalogue) {
+bool XDCamExParser::collectClips(std::string const& catalogue) {
   if (verbose > 0) printDashes();
 
-  const auto fail = [this](const char* text) {
+  auto const fail = [this](char const* text) {
     error_text = text;
     return false;
   };
@@ -117,7 +117,7 @@ bool XDCamExParser::collectClips(const std::string& catalogue) {
 
   std::string component, umid, clip, clipComponent, uri;
   for (std::size_t position = 0;;) {
-    const std::size_t hit = FindTextPartBetween(take, "./CLPR/", position, "<Component", "/>", component);
+    std::size_t const hit = FindTextPartBetween(take, "./CLPR/", position, "<Component", "/>", component);
     if (hit == kNotFound) return true;
     position = hit + 1;
 

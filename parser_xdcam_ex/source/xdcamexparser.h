@@ -52,7 +52,7 @@ class XDCamExParser {
   std::vector<std::wstring> wide_clip_list;
 
   /// Reads a whole file and parses its text, as far as its first NUL.
-  bool ReadXmlFile(const std::string& path);
+  bool ReadXmlFile(std::string const& path);
 
   /// The first text gives `take_umid`, the next one fills `clip_list`.
   bool ParseXml(std::string text);
@@ -61,25 +61,25 @@ class XDCamExParser {
   /// Sizes are modulo 2^32, as the format has them. The file is created for its owner only (0600); a symbolic
   /// link of that name is refused, since the usual place is a shared temporary folder. With no clip listed
   /// the result is false and the file stays.
-  bool CreateMzlFile(const std::string& out_file_name);
+  bool CreateMzlFile(std::string const& out_file_name);
 
   // Searches. Each returns a position, or npos with `error_text` set; `out` is written on success only.
 
   /// From the first `fromText` up to, not including, the next `toText`. Returns the position of `fromText`.
-  std::size_t getTextBetween(const std::string& text, const std::string& fromText, const std::string& toText,
+  std::size_t getTextBetween(std::string const& text, std::string const& fromText, std::string const& toText,
                              std::string& out);
 
   /// Around the first `key` at or after `start`: from the last `fromText` that begins at or before it up to,
   /// not including, the next `toText`. An empty key stands at position 0. Returns the position of the key; an
   /// absent key sets no error text.
-  std::size_t FindTextPartBetween(const std::string& text, const std::string& key, std::size_t start,
-                                  const std::string& fromText, const std::string& toText, std::string& out);
+  std::size_t FindTextPartBetween(std::string const& text, std::string const& key, std::size_t start,
+                                  std::string const& fromText, std::string const& toText, std::string& out);
 
   /// Value between the first pair of double quotes after `attributeName=`. Returns the position of the name.
   /// A longer attribute whose name ends in `attributeName` matches too.
-  std::size_t getAttributeValue(const std::string& text, const std::string& attributeName, std::string& out);
+  std::size_t getAttributeValue(std::string const& text, std::string const& attributeName, std::string& out);
 
  private:
-  bool findTakeUmid(const std::string& text);
-  bool collectClips(const std::string& catalogue);
+  bool findTakeUmid(std::string const& text);
+  bool collectClips(std::string const& catalogue);
 };

@@ -6,7 +6,7 @@ namespace {
 constexpr auto kNotFound = std::string::npos;
 }
 
-void replaceAll(std::string& text, const std::string& from, const std::string& to) {
+void replaceAll(std::string& text, std::string const& from, std::string const& to) {
   if (from.empty()) return;
   std::size_t hit = text.find(from);
   if (hit == kNotFound) return;
@@ -23,14 +23,14 @@ void replaceAll(std::string& text, const std::string& from, const std::string& t
   text = std::move(replaced);
 }
 
-std::size_t XDCamExParser::getTextBetween(const std::string& text, const std::string& fromText,
-                                          const std::string& toText, std::string& out) {
-  const std::size_t from = text.find(fromText);
+std::size_t XDCamExParser::getTextBetween(std::string const& text, std::string const& fromText,
+                                          std::string const& toText, std::string& out) {
+  std::size_t const from = text.find(fromText);
   if (from == kNotFound) {
     error_text = "getTextBetween() fromText not found!";
     return kNotFound;
   }
-  const std::size_t to = text.find(toText, from + 1);
+  std::size_t const to = text.find(toText, from + 1);
   if (to == kNotFound) {
     error_text = "getTextBetween() toText not found!";
     return kNotFound;
@@ -39,19 +39,19 @@ std::size_t XDCamExParser::getTextBetween(const std::string& text, const std::st
   return from;
 }
 
-std::size_t XDCamExParser::FindTextPartBetween(const std::string& text, const std::string& key,
-                                               std::size_t start, const std::string& fromText,
-                                               const std::string& toText, std::string& out) {
-  const std::size_t hit = key.empty() ? 0 : text.find(key, start);
+std::size_t XDCamExParser::FindTextPartBetween(std::string const& text, std::string const& key,
+                                               std::size_t start, std::string const& fromText,
+                                               std::string const& toText, std::string& out) {
+  std::size_t const hit = key.empty() ? 0 : text.find(key, start);
   if (hit == kNotFound) return kNotFound;
 
-  const std::size_t from = text.rfind(fromText, hit);
+  std::size_t const from = text.rfind(fromText, hit);
   if (from == kNotFound) {
     error_text = "FindTextPartBetween() fromText not found!";
     return kNotFound;
   }
   // `from` never lies behind the key, so the end is searched from the key on.
-  const std::size_t to = text.find(toText, hit);
+  std::size_t const to = text.find(toText, hit);
   if (to == kNotFound) {
     error_text = "FindTextPartBetween() toText not found!";
     return kNotFound;
@@ -60,19 +60,19 @@ std::size_t XDCamExParser::FindTextPartBetween(const std::string& text, const st
   return hit;
 }
 
-std::size_t XDCamExParser::getAttributeValue(const std::string& text, const std::string& attributeName,
+std::size_t XDCamExParser::getAttributeValue(std::string const& text, std::string const& attributeName,
                                              std::string& out) {
-  const std::size_t name = text.find(attributeName + "=");
+  std::size_t const name = text.find(attributeName + "=");
   if (name == kNotFound) {
     error_text = "getAttributeValue() attributeName not found!";
     return kNotFound;
   }
-  const std::size_t opening = text.find('"', name);
+  std::size_t const opening = text.find('"', name);
   if (opening == kNotFound) {
     error_text = "getAttributeValue() fromText not found!";
     return kNotFound;
   }
-  const std::size_t closing = text.find('"', opening + 1);
+  std::size_t const closing = text.find('"', opening + 1);
   if (closing == kNotFound) {
     error_text = "getAttributeValue() toText not found!";
     return kNotFound;

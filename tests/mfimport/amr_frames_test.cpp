@@ -28,14 +28,14 @@ TEST(AmrFrames, HaveTheLengthOfTheirType) {
 class FedDecoder : public testing::Test {
  protected:
   void SetUp() override {
-    const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_AMR_NB);
+    AVCodec const* codec = avcodec_find_decoder(AV_CODEC_ID_AMR_NB);
     ASSERT_TRUE(codec);
     codec_.reset(avcodec_alloc_context3(codec));
     codec_->sample_rate = 8000;
     av_channel_layout_default(&codec_->ch_layout, 1);
     ASSERT_GE(avcodec_open2(codec_.get(), codec, nullptr), 0);
   }
-  static lav::Packet packet(const std::vector<uint8_t>& bytes) {
+  static lav::Packet packet(std::vector<uint8_t> const& bytes) {
     lav::Packet out = lav::newPacket();
     EXPECT_GE(av_new_packet(out.get(), static_cast<int>(bytes.size())), 0);
     std::copy(bytes.begin(), bytes.end(), out->data);
@@ -44,7 +44,7 @@ class FedDecoder : public testing::Test {
   }
   int samples() {
     int count = 0;
-    const lav::Frame frame = lav::newFrame();
+    lav::Frame const frame = lav::newFrame();
     while (avcodec_receive_frame(codec_.get(), frame.get()) >= 0) {
       EXPECT_EQ(frame->pts, 5);
       count += frame->nb_samples;

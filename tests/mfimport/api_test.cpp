@@ -66,7 +66,7 @@ TEST(Api, ParsingAMovie_ReportsItsFacts) {
   EXPECT_EQ(player->fileSize, static_cast<int64_t>(fileBytes(mpeg2Mov()).size()));
   EXPECT_EQ(player->hasVideoDecoder, 1);
   EXPECT_EQ(player->hasAudioDecoder, 1);
-  const MpegVideoInfo& video = player->video;
+  MpegVideoInfo const& video = player->video;
   EXPECT_EQ(video.present, 1);
   EXPECT_EQ(video.mpeg2, 1);
   EXPECT_EQ(video.width, 1920);
@@ -88,7 +88,7 @@ TEST(Api, ParsingAMovie_ReportsItsFacts) {
 }
 
 TEST(Api, H264Facts_ComeFromItsParameterSets) {
-  const std::string path =
+  std::string const path =
       clip("cbr.mp4",
            "-f lavfi -i testsrc2=s=720x576:r=25:d=1 -c:v libx264 -preset veryfast -pix_fmt yuv420p "
            "-b:v 2M -x264-params nal-hrd=cbr:vbv-maxrate=2000:vbv-bufsize=2000:sar=16/11 {out}");
@@ -104,7 +104,7 @@ TEST(Api, H264Facts_ComeFromItsParameterSets) {
 TEST(Api, ExtendedHeader_TurnsDeepSourcesToY216) {
   Player player;
   ASSERT_EQ(player.parse(hevc10Mp4()), 0);
-  const MpegExtendedHeader* header = nullptr;
+  MpegExtendedHeader const* header = nullptr;
   ASSERT_EQ(mpegInVideoAuxinfo(player.get(), 0, kAuxExtendedHeader, &header, sizeof(MpegExtendedHeader)), 0);
   ASSERT_NE(header, nullptr);
   EXPECT_EQ(header->sourceDepth, 10);
@@ -131,12 +131,12 @@ TEST(Api, UserDataOfH264Pictures_IsTheirSeiMessages) {
   Player player;
   ASSERT_EQ(player.openVideo(openGopMp4()), 0);
   ASSERT_EQ(player.seek(0), 0);
-  const MpegSeiList* list = nullptr;
+  MpegSeiList const* list = nullptr;
   ASSERT_EQ(mpegInVideoAuxinfo(player.get(), 0, kAuxUserDataH264, &list, 8), 0);
   ASSERT_NE(list, nullptr);
   ASSERT_EQ(list->count, 1);  // the encoder signs its first picture
   EXPECT_EQ(list->entries[0].type, 5);
-  const std::string text(reinterpret_cast<const char*>(list->entries[0].data) + 16,
+  std::string const text(reinterpret_cast<char const*>(list->entries[0].data) + 16,
                          static_cast<size_t>(list->entries[0].size) - 16);
   EXPECT_EQ(text.rfind("x264", 0), 0U);
   ASSERT_EQ(player.next(), 0);
@@ -163,7 +163,7 @@ TEST(Api, Reopening_ReplacesWhatWasOpen) {
 }
 
 TEST(Api, Memory_GoesBackThroughTheCallbacks) {
-  const int64_t before = blocksInUse();
+  int64_t const before = blocksInUse();
   {
     Player player;
     ASSERT_EQ(player.openVideo(openGopMp4()), 0);
@@ -174,7 +174,7 @@ TEST(Api, Memory_GoesBackThroughTheCallbacks) {
 }
 
 TEST(Api, InstancesOnOneFile_WorkInDifferentThreads) {
-  const std::string path = openGopMp4();
+  std::string const path = openGopMp4();
   std::vector<std::vector<uint8_t>> pictures(4);
   std::vector<std::thread> threads;
   Player holder;  // one instance, so that the printed messages of the others stay apart
@@ -188,7 +188,7 @@ TEST(Api, InstancesOnOneFile_WorkInDifferentThreads) {
     });
   for (std::thread& thread : threads) thread.join();
   EXPECT_FALSE(pictures[0].empty());
-  for (const auto& picture : pictures) EXPECT_EQ(picture, pictures[0]);
+  for (auto const& picture : pictures) EXPECT_EQ(picture, pictures[0]);
 }
 
 }  // namespace

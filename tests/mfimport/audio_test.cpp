@@ -9,7 +9,7 @@
 
 namespace {
 
-std::string mono(const std::string& name, const std::string& codec) {
+std::string mono(std::string const& name, std::string const& codec) {
   return clip(
       name,
       "-f lavfi -i testsrc2=s=64x64:r=25:d=1 -f lavfi -i aevalsrc='0.4*sin(2*PI*t*(300+200*t))':s=48000:d=1 "
@@ -27,7 +27,7 @@ TEST(Audio, BigEndianMonoPcm_IsFfmpegsLittleEndian) {
 }
 
 TEST(Audio, Pcm24_IsPackedInThreeBytes) {
-  const std::string path = mono("pcm24.mov", "pcm_s24be");
+  std::string const path = mono("pcm24.mov", "pcm_s24be");
   Player player;
   ASSERT_EQ(player.openAudio(path, kAudioAes3), 0);
   EXPECT_EQ(player->audio.bits, 24);
@@ -51,7 +51,7 @@ TEST(Audio, Aac_IsSampleExactAndTrimmedLikeFfmpeg) {
   ASSERT_EQ(player.openAudio(openGopMp4(), kAudioMpegAac), 0);
   EXPECT_EQ(player->audio.bits, 16);
   EXPECT_EQ(player->audio.channels, 2);
-  const std::vector<uint8_t> wanted = decodedByFfmpeg(openGopMp4(), "-map 0:a -f s16le");
+  std::vector<uint8_t> const wanted = decodedByFfmpeg(openGopMp4(), "-map 0:a -f s16le");
   EXPECT_EQ(player->audio.samples, static_cast<int64_t>(wanted.size() / 4));
   EXPECT_TRUE(player.readAll(1024) == wanted);
 }
@@ -80,14 +80,14 @@ TEST(Audio, AacIn24Bit_IsDeliveredOnRequest) {
 }
 
 TEST(Audio, AnyBlockSize_GivesTheSameBytes) {
-  for (const auto& [path, format] :
+  for (auto const& [path, format] :
        {std::pair{mpeg2Mov(), kAudioAes3}, std::pair{openGopMp4(), kAudioMpegAac}}) {
     std::vector<uint8_t> first;
-    for (const int block : {48000, 1024, 17, 1}) {
+    for (int const block : {48000, 1024, 17, 1}) {
       SCOPED_TRACE(path + ", block " + std::to_string(block));
       Player player;
       ASSERT_EQ(player.openAudio(path, format), 0);
-      const std::vector<uint8_t> all = player.readAll(block);
+      std::vector<uint8_t> const all = player.readAll(block);
       if (first.empty()) first = all;
       ASSERT_EQ(all.size(), first.size());
       ASSERT_TRUE(all == first);
@@ -96,18 +96,18 @@ TEST(Audio, AnyBlockSize_GivesTheSameBytes) {
 }
 
 TEST(Audio, RandomSeeks_GiveTheSamplesOfSequentialReading) {
-  for (const auto& [path, format] :
+  for (auto const& [path, format] :
        {std::pair{mpeg2Mov(), kAudioAes3}, std::pair{openGopMp4(), kAudioMpegAac}}) {
     SCOPED_TRACE(path);
     Player player;
     ASSERT_EQ(player.openAudio(path, format), 0);
-    const std::vector<uint8_t> all = player.readAll(1024);
-    const auto align = static_cast<size_t>(player->audio.blockAlign);
+    std::vector<uint8_t> const all = player.readAll(1024);
+    auto const align = static_cast<size_t>(player->audio.blockAlign);
     std::mt19937 random(11);
     std::vector<uint8_t> part(3000 * align);
     for (int i = 0; i < 200; ++i) {
-      const int64_t sample = random() % player->audio.samples;
-      const auto count = static_cast<int>(std::min<int64_t>(3000, player->audio.samples - sample));
+      int64_t const sample = random() % player->audio.samples;
+      auto const count = static_cast<int>(std::min<int64_t>(3000, player->audio.samples - sample));
       ASSERT_EQ(player.seekSample(sample), 0);
       ASSERT_EQ(mpegInGetNextSample(player.get(), part.data(), count), count);
       ASSERT_EQ(std::memcmp(part.data(), all.data() + static_cast<size_t>(sample) * align,

@@ -25,7 +25,7 @@ class BitWriter {
     while (used_ % 8) bits(0, 1);
     return bits(0x000001, 24).bits(code, 8);
   }
-  const std::vector<uint8_t>& bytes() const { return bytes_; }
+  std::vector<uint8_t> const& bytes() const { return bytes_; }
 
  private:
   std::vector<uint8_t> bytes_;

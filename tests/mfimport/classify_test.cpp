@@ -60,7 +60,7 @@ ProfileFacts mpeg2(int container, int width, int height, int chroma, double mega
   return facts;
 }
 
-ProfileFacts tagged(ProfileFacts facts, const char (&tag)[5]) {
+ProfileFacts tagged(ProfileFacts facts, char const (&tag)[5]) {
   facts.tag = mpegFourcc(tag);
   return facts;
 }

@@ -18,19 +18,19 @@ class Folder {
     std::string pattern = std::filesystem::temp_directory_path() / "mfimport_test_XXXXXX";
     if (mkdtemp(pattern.data())) path_ = pattern;
   }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
+  Folder(Folder const&) = delete;
+  Folder& operator=(Folder const&) = delete;
   ~Folder() {
     std::error_code ignored;
     if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
   }
-  const std::filesystem::path& path() const { return path_; }
+  std::filesystem::path const& path() const { return path_; }
 
  private:
   std::filesystem::path path_;
 };
 
-std::vector<uint8_t> outputOf(const std::string& command) {
+std::vector<uint8_t> outputOf(std::string const& command) {
   std::vector<uint8_t> bytes;
   FILE* pipe = popen(command.c_str(), "r");
   if (!pipe) {
@@ -38,7 +38,7 @@ std::vector<uint8_t> outputOf(const std::string& command) {
     return bytes;
   }
   std::array<uint8_t, 65536> block{};
-  while (const size_t got = fread(block.data(), 1, block.size(), pipe))
+  while (size_t const got = fread(block.data(), 1, block.size(), pipe))
     bytes.insert(bytes.end(), block.begin(), block.begin() + static_cast<std::ptrdiff_t>(got));
   EXPECT_EQ(pclose(pipe), 0) << command;
   return bytes;
@@ -48,13 +48,13 @@ constexpr char kFfmpeg[] = "ffmpeg -nostdin -hide_banner -loglevel error -y ";
 
 }  // namespace
 
-std::string scratch(const std::string& name) {
-  static const Folder folder;
+std::string scratch(std::string const& name) {
+  static Folder const folder;
   return folder.path() / name;
 }
 
-std::string clip(const std::string& name, const std::string& arguments) {
-  const std::string path = scratch(name);
+std::string clip(std::string const& name, std::string const& arguments) {
+  std::string const path = scratch(name);
   if (std::filesystem::exists(path)) return path;
   std::string command = kFfmpeg + arguments;
   command.replace(command.find("{out}"), 5, path);
@@ -63,16 +63,16 @@ std::string clip(const std::string& name, const std::string& arguments) {
   return path;
 }
 
-std::vector<uint8_t> decodedByFfmpeg(const std::string& path, const std::string& arguments,
-                                     const std::string& inputOptions) {
+std::vector<uint8_t> decodedByFfmpeg(std::string const& path, std::string const& arguments,
+                                     std::string const& inputOptions) {
   return outputOf(kFfmpeg + (inputOptions + " -i '" + path + "' " + arguments + " -"));
 }
 
-std::vector<std::string> linesOf(const std::string& command) {
-  const std::vector<uint8_t> bytes = outputOf(command);
+std::vector<std::string> linesOf(std::string const& command) {
+  std::vector<uint8_t> const bytes = outputOf(command);
   std::vector<std::string> lines;
   std::string line;
-  for (const uint8_t byte : bytes) {
+  for (uint8_t const byte : bytes) {
     if (byte != '\n') {
       line += static_cast<char>(byte);
     } else {
@@ -83,18 +83,18 @@ std::vector<std::string> linesOf(const std::string& command) {
   return lines;
 }
 
-std::vector<uint8_t> fileBytes(const std::string& path) {
+std::vector<uint8_t> fileBytes(std::string const& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-void writeFile(const std::string& path, const void* data, size_t size) {
+void writeFile(std::string const& path, void const* data, size_t size) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file.write(static_cast<const char*>(data), static_cast<std::streamsize>(size));
+  file.write(static_cast<char const*>(data), static_cast<std::streamsize>(size));
   ASSERT_TRUE(file.good());
 }
 
-void writeFile(const std::string& path, const std::string& text) {
+void writeFile(std::string const& path, std::string const& text) {
   writeFile(path, text.data(), text.size());
 }
 

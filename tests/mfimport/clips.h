@@ -7,21 +7,21 @@
 
 // Runs `ffmpeg` with `arguments`, {out} standing for the clip's path, unless clip `name` is there already.
 // Returns the path; fails the test when ffmpeg fails.
-std::string clip(const std::string& name, const std::string& arguments);
+std::string clip(std::string const& name, std::string const& arguments);
 
 // A path in the same folder, for files that tests write themselves.
-std::string scratch(const std::string& name);
+std::string scratch(std::string const& name);
 
 // Output of `ffmpeg inputOptions -i path arguments -`.
-std::vector<uint8_t> decodedByFfmpeg(const std::string& path, const std::string& arguments,
-                                     const std::string& inputOptions = "");
+std::vector<uint8_t> decodedByFfmpeg(std::string const& path, std::string const& arguments,
+                                     std::string const& inputOptions = "");
 
 // Lines that a shell command prints.
-std::vector<std::string> linesOf(const std::string& command);
+std::vector<std::string> linesOf(std::string const& command);
 
-std::vector<uint8_t> fileBytes(const std::string& path);
-void writeFile(const std::string& path, const void* data, size_t size);
-void writeFile(const std::string& path, const std::string& text);
+std::vector<uint8_t> fileBytes(std::string const& path);
+void writeFile(std::string const& path, void const* data, size_t size);
+void writeFile(std::string const& path, std::string const& text);
 
 // The clips that several tests share.
 std::string openGopMp4();        // H.264, open GOP, B pyramid, AAC

@@ -16,14 +16,14 @@ struct Free {
 using Handle = std::unique_ptr<MfHandle, Free>;
 using Stream = std::unique_ptr<MfStream, Free>;
 
-Handle opened(const std::string& path) {
+Handle opened(std::string const& path) {
   Handle handle(mfimportNew(testResources, 0));
   EXPECT_EQ(mfimportFileOpen(handle.get(), path.c_str(), nullptr), 0);
   return handle;
 }
 
 TEST(ContainerReader, ListsTitleAndStreams) {
-  const Handle handle = opened(mpeg2Mov());
+  Handle const handle = opened(mpeg2Mov());
   MfContainerInfo container{};
   ASSERT_EQ(mfimportGetContainerInfo(handle.get(), &container), 0);
   EXPECT_EQ(container.titles, 1);
@@ -44,10 +44,10 @@ TEST(ContainerReader, ListsTitleAndStreams) {
 }
 
 TEST(ContainerReader, VideoUnits_SortedByKey_AreTheStampsOfThePictures) {
-  const Handle handle = opened(editListMp4());
+  Handle const handle = opened(editListMp4());
   MfStreamInfo info{};
   ASSERT_EQ(mfimportGetStreamInfo(handle.get(), 0, 0, &info), 0);
-  const Stream stream(mfimportStreamNew(handle.get(), 0, 0, 2));
+  Stream const stream(mfimportStreamNew(handle.get(), 0, 0, 2));
   ASSERT_NE(stream, nullptr);
   std::vector<MfUnit> units(1);
   ASSERT_EQ(mfimportStreamSeek(stream.get(), 0, &units[0]), 0);
@@ -65,8 +65,8 @@ TEST(ContainerReader, VideoUnits_SortedByKey_AreTheStampsOfThePictures) {
 }
 
 TEST(ContainerReader, SeekWithoutAUnit_LeavesItForTheNextCall) {
-  const Handle handle = opened(openGopMp4());
-  const Stream stream(mfimportStreamNew(handle.get(), 0, 1, 2));
+  Handle const handle = opened(openGopMp4());
+  Stream const stream(mfimportStreamNew(handle.get(), 0, 1, 2));
   MfUnit first{}, again{};
   ASSERT_EQ(mfimportStreamSeek(stream.get(), 0, &first), 0);
   ASSERT_EQ(mfimportStreamSeek(stream.get(), 0, nullptr), 0);

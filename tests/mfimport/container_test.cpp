@@ -13,30 +13,30 @@ namespace {
 // A file in memory whose reads fail on demand.
 class FailingSource final : public ByteSource {
  public:
-  FailingSource(std::vector<uint8_t> bytes, const int64_t* failFrom, std::string* abandoned)
+  FailingSource(std::vector<uint8_t> bytes, int64_t const* failFrom, std::string* abandoned)
       : bytes_(std::move(bytes)), failFrom_(failFrom), abandoned_(abandoned) {}
 
   int64_t size() const override { return static_cast<int64_t>(bytes_.size()); }
 
   int64_t readAt(int64_t position, std::span<uint8_t> out) override {
     if (position >= *failFrom_) return -1;
-    const int64_t got = std::min(size() - position, static_cast<int64_t>(out.size()));
+    int64_t const got = std::min(size() - position, static_cast<int64_t>(out.size()));
     std::memcpy(out.data(), bytes_.data() + position, static_cast<size_t>(got));
     return got;
   }
 
-  void abandon(const std::string& reason) override { *abandoned_ = reason; }
+  void abandon(std::string const& reason) override { *abandoned_ = reason; }
 
  private:
   std::vector<uint8_t> bytes_;
-  const int64_t* failFrom_;
+  int64_t const* failFrom_;
   std::string* abandoned_;
 };
 
 class ContainerFailures : public testing::Test {
  protected:
-  std::unique_ptr<Container> opened(const ContainerOptions& options = {}) {
-    const std::string path =
+  std::unique_ptr<Container> opened(ContainerOptions const& options = {}) {
+    std::string const path =
         clip("container.ts", "-f lavfi -i testsrc2=s=320x240:r=25:d=4 -c:v mpeg2video -b:v 3M {out}");
     size_ = static_cast<int64_t>(fileBytes(path).size());
     std::string error;
@@ -46,7 +46,7 @@ class ContainerFailures : public testing::Test {
 
   // What reading ends with.
   static int lastOf(Container& container) {
-    const lav::Packet packet = lav::newPacket();
+    lav::Packet const packet = lav::newPacket();
     int result = 0;
     while ((result = container.read(*packet)) >= 0) av_packet_unref(packet.get());
     return result;
@@ -58,7 +58,7 @@ class ContainerFailures : public testing::Test {
 };
 
 TEST_F(ContainerFailures, ReadsThatFail_AreAnErrorAndNotTheEnd) {
-  const auto container = opened();
+  auto const container = opened();
   ASSERT_TRUE(container);
   failFrom_ = size_ * 6 / 10;
   // libavformat alone calls this the end of the file.
@@ -85,17 +85,17 @@ TEST_F(ContainerFailures, OpeningThatTakesTooLong_FailsAndSaysSo) {
 }
 
 TEST(WatchedAccess, RemembersTheFirstReadThatFailed) {
-  const auto watch = std::make_shared<ReadWatch>();
+  auto const watch = std::make_shared<ReadWatch>();
   std::string error;
   ExternalFunctions functions;
   functions.user = &error;
-  functions.open = [](void* user, const char*, int) { return user; };
+  functions.open = [](void* user, char const*, int) { return user; };
   functions.close = [](void*, void*) { return 0; };
   functions.seek = [](void*, void*, int64_t position, int whence) -> int64_t {
     return whence == SEEK_END ? 100 : position;
   };
   functions.read = [](void*, void*, void*, int bytes) { return bytes > 10 ? -1 : bytes; };
-  const auto source = FileAccess(functions).watchedBy(watch).open("any", error);
+  auto const source = FileAccess(functions).watchedBy(watch).open("any", error);
   ASSERT_TRUE(source) << error;
   std::vector<uint8_t> bytes(20);
   EXPECT_EQ(source->readAt(0, std::span(bytes).first(10)), 10);

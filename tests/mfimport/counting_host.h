@@ -15,11 +15,11 @@ struct CountingHost {
   int64_t failAtRead = -1;       // this one fails
   int64_t reads = 0, failed = 0;
 
-  static void* open(void* user, const char* name, int) {
+  static void* open(void* user, char const* name, int) {
     ++static_cast<CountingHost*>(user)->opened;
     return std::fopen(name, "rb");
   }
-  static void* openWide(void*, const wchar_t*, int) { return nullptr; }
+  static void* openWide(void*, wchar_t const*, int) { return nullptr; }
   static int64_t seek(void*, void* handle, int64_t position, int whence) {
     auto* file = static_cast<FILE*>(handle);
     return fseeko(file, position, whence) == 0 ? ftello(file) : -1;
@@ -31,7 +31,7 @@ struct CountingHost {
       ++self.failed;
       return -1;
     }
-    const auto got = static_cast<int>(std::fread(buffer, 1, static_cast<size_t>(size), file));
+    auto const got = static_cast<int>(std::fread(buffer, 1, static_cast<size_t>(size), file));
     self.bytes += got;
     return got;
   }
@@ -40,7 +40,7 @@ struct CountingHost {
     return std::fclose(static_cast<FILE*>(handle));
   }
 
-  void install(MpegIn* instance, const std::string& path) {
+  void install(MpegIn* instance, std::string const& path) {
     instance->io = {1, this, static_cast<int64_t>(fileBytes(path).size()), open, openWide, seek, read, close};
   }
 };

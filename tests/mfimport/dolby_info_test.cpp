@@ -20,7 +20,7 @@ struct Ac3Begin {
 };
 
 // The fields that every AC-3 frame begins with, up to the coding mode.
-BitWriter ac3(const Ac3Begin& begin) {
+BitWriter ac3(Ac3Begin const& begin) {
   BitWriter out;
   out.bits(0x0B77, 16).bits(0xAAAA, 16).bits(0, 2).bits(0, 6);
   out.bits(static_cast<uint32_t>(begin.bsid), 5);
@@ -36,7 +36,7 @@ struct Eac3Begin {
 
 // The fields that every E-AC-3 frame begins with, up to the dialogue level (27); numblkscod stands for fscod2
 // where that takes its place.
-BitWriter eac3(const Eac3Begin& begin) {
+BitWriter eac3(Eac3Begin const& begin) {
   BitWriter out;
   out.bits(0x0B77, 16);
   out.bits(static_cast<uint32_t>(begin.strmtyp), 2);
@@ -49,24 +49,24 @@ BitWriter eac3(const Eac3Begin& begin) {
   return out.bits(16, 5).bits(27, 5);
 }
 
-std::vector<uint8_t> frame(const BitWriter& header, size_t bytes = kAc3Bytes) {
+std::vector<uint8_t> frame(BitWriter const& header, size_t bytes = kAc3Bytes) {
   std::vector<uint8_t> out = header.bytes();
   out.resize(std::max(bytes, out.size()));
   return out;
 }
 
 // A copy of exactly the bytes, so that reading past them shows in builds that watch memory.
-std::optional<DolbyInfo> parsed(const std::vector<uint8_t>& bytes) {
-  const auto exact = std::make_unique<uint8_t[]>(bytes.size());
+std::optional<DolbyInfo> parsed(std::vector<uint8_t> const& bytes) {
+  auto const exact = std::make_unique<uint8_t[]>(bytes.size());
   std::copy(bytes.begin(), bytes.end(), exact.get());
   return readDolbyInfo({exact.get(), bytes.size()});
 }
 
 // Every field of a record but the named ones is absent, reserved ones 0: held as the whole record.
 template <class Record>
-void expectRecord(const Record& expected, const Record& actual) {
-  const auto* const want = reinterpret_cast<const uint8_t*>(&expected);
-  const auto* const have = reinterpret_cast<const uint8_t*>(&actual);
+void expectRecord(Record const& expected, Record const& actual) {
+  auto const* const want = reinterpret_cast<uint8_t const*>(&expected);
+  auto const* const have = reinterpret_cast<uint8_t const*>(&actual);
   for (size_t i = 0; i < sizeof(Record) / 2; ++i) {
     int16_t a, b;
     std::memcpy(&a, want + 2 * i, 2);
@@ -87,7 +87,7 @@ TEST(DolbyInfo, OfAPlainFrame_HasNothingOptional) {
   BitWriter out = ac3({8, 1, 2});
   out.bits(1, 2).bits(0, 1).bits(31, 5);            // dsurmod, lfeon, dialnorm
   out.bits(0, 3).bits(1, 1).bits(0, 1).bits(0, 3);  // compre, langcode, audprodie; copyright, original; none
-  const auto info = parsed(frame(out));
+  auto const info = parsed(frame(out));
   ASSERT_TRUE(info);
   auto config = absent<MpegDolbyConfig>();
   config.present = 1;
@@ -118,12 +118,12 @@ TEST(DolbyInfo, OfSurround_HasTheDownmixLevels) {
   for (int acmod = 0; acmod < 8; ++acmod) {
     SCOPED_TRACE(acmod);
     BitWriter out = ac3({8, 0, acmod});
-    const bool centre = acmod == 3 || acmod == 5 || acmod == 7;
+    bool const centre = acmod == 3 || acmod == 5 || acmod == 7;
     if (centre) out.bits(1, 2);
     if (acmod >= 4) out.bits(2, 2);
     if (acmod == 2) out.bits(2, 2);
     out.bits(1, 1).bits(20, 5);
-    const auto info = parsed(frame(out));
+    auto const info = parsed(frame(out));
     ASSERT_TRUE(info);
     EXPECT_EQ(info->general.acmod, acmod);
     EXPECT_EQ(info->general.lfeon, 1);
@@ -140,7 +140,7 @@ TEST(DolbyInfo, OfDualMono_HasASecondSet) {
   out.bits(1, 1).bits(0x81, 8).bits(1, 1).bits(0x2B, 8).bits(1, 1).bits(25, 5).bits(1, 2);
   out.bits(22, 5).bits(1, 1).bits(0x42, 8).bits(1, 1).bits(0x0F, 8).bits(1, 1).bits(26, 5).bits(2, 2);
   out.bits(0, 1).bits(1, 1);
-  const auto info = parsed(frame(out));
+  auto const info = parsed(frame(out));
   ASSERT_TRUE(info);
   auto general = absent<MpegDolbyGeneral>();
   general.bsid = 8;
@@ -168,7 +168,7 @@ TEST(DolbyInfo, TimeCodes_AreSplitIntoTheirParts) {
   out.bits(0, 1).bits(31, 5).bits(0, 3).bits(0, 2);
   out.bits(1, 1).bits(23, 5).bits(59, 6).bits(7, 3);
   out.bits(1, 1).bits(5, 3).bits(29, 5).bits(63, 6);
-  const auto info = parsed(frame(out));
+  auto const info = parsed(frame(out));
   ASSERT_TRUE(info);
   auto time = absent<MpegDolbyTimecode>();
   time.timecod1 = 23 << 9 | 59 << 3 | 7;
@@ -187,7 +187,7 @@ TEST(DolbyInfo, TheFineTimeCodeAlone_LeavesTheCoarseOneAbsent) {
   out.bits(0, 1).bits(31, 5).bits(0, 3).bits(0, 2);
   out.bits(0, 1);
   out.bits(1, 1).bits(0, 3).bits(1, 5).bits(0, 6);
-  const auto info = parsed(frame(out));
+  auto const info = parsed(frame(out));
   ASSERT_TRUE(info);
   auto time = absent<MpegDolbyTimecode>();
   time.timecod2 = 1 << 6;
@@ -201,7 +201,7 @@ TEST(DolbyInfo, TheFineTimeCodeAlone_LeavesTheCoarseOneAbsent) {
 class AlternateSyntax : public testing::TestWithParam<std::pair<bool, bool>> {};
 
 TEST_P(AlternateSyntax, HasItsTwoBlocksInsteadOfTimeCodes) {
-  const auto [first, second] = GetParam();
+  auto const [first, second] = GetParam();
   BitWriter out = ac3({6, 0, 7});
   out.bits(0, 2).bits(0, 2).bits(1, 1).bits(27, 5).bits(0, 3).bits(0, 2);
   out.bits(first, 1);
@@ -209,7 +209,7 @@ TEST_P(AlternateSyntax, HasItsTwoBlocksInsteadOfTimeCodes) {
   out.bits(second, 1);
   if (second) out.bits(2, 2).bits(1, 2).bits(1, 1).bits(0xA5, 8).bits(1, 1);
   out.bits(1, 1).bits(0, 6).bits(0x5A, 8);
-  const auto info = parsed(frame(out));
+  auto const info = parsed(frame(out));
   ASSERT_TRUE(info);
   auto mix = absent<MpegDolbyMix>();
   mix.cmixlev = mix.surmixlev = 0;
@@ -240,7 +240,7 @@ TEST(DolbyInfo, AdditionalInformationOf64Bytes_FillsItsRecord) {
   out.bits(0, 1).bits(31, 5).bits(0, 3).bits(0, 2).bits(0, 2);
   out.bits(1, 1).bits(63, 6);
   for (uint32_t i = 0; i < 64; ++i) out.bits(i * 3 + 1, 8);
-  const auto info = parsed(frame(out));
+  auto const info = parsed(frame(out));
   ASSERT_TRUE(info);
   ASSERT_EQ(info->addbsi.bytes, 64);
   for (size_t i = 0; i < 64; ++i) EXPECT_EQ(info->addbsi.data[i], i * 3 + 1) << i;
@@ -250,7 +250,7 @@ TEST(DolbyInfo, AdditionalInformationThatIsCut_IsAbsent) {
   BitWriter out = ac3({8, 0, 1});
   out.bits(0, 1).bits(31, 5).bits(0, 3).bits(0, 2).bits(0, 2);
   out.bits(1, 1).bits(63, 6).bits(0, 8);
-  const auto info = parsed(out.bytes());
+  auto const info = parsed(out.bytes());
   ASSERT_TRUE(info);
   EXPECT_EQ(info->addbsi.bytes, kNone);
   EXPECT_EQ(info->general.dialnorm, 31);
@@ -258,15 +258,15 @@ TEST(DolbyInfo, AdditionalInformationThatIsCut_IsAbsent) {
 
 // A frame whose user data of `length` bits counts 0, 1, 2 ... in its bytes, first bit first.
 std::vector<uint8_t> withAuxdata(std::vector<uint8_t> bytes, uint32_t length, bool exists = true) {
-  const auto put = [&](size_t at, uint32_t value, int count) {
+  auto const put = [&](size_t at, uint32_t value, int count) {
     for (int i = 0; i < count; ++i) {
-      const size_t bit = at + static_cast<size_t>(i);
-      const auto mask = static_cast<uint8_t>(0x80 >> bit % 8);
+      size_t const bit = at + static_cast<size_t>(i);
+      auto const mask = static_cast<uint8_t>(0x80 >> bit % 8);
       bytes[bit / 8] =
           static_cast<uint8_t>((bytes[bit / 8] & ~mask) | ((value >> (count - 1 - i) & 1) != 0 ? mask : 0));
     }
   };
-  const size_t end = bytes.size() * 8 - 18;  // of auxdatae, crcrsv and crc2
+  size_t const end = bytes.size() * 8 - 18;  // of auxdatae, crcrsv and crc2
   put(end, exists, 1);
   put(end + 1, 1, 1);
   put(end + 2, 0xBEEF, 16);
@@ -278,9 +278,9 @@ std::vector<uint8_t> withAuxdata(std::vector<uint8_t> bytes, uint32_t length, bo
 TEST(DolbyInfo, UserData_LiesBeforeItsLengthAtTheEndOfTheFrame) {
   BitWriter out = ac3({8, 0, 1});
   out.bits(0, 1).bits(31, 5).bits(0, 3).bits(0, 2).bits(0, 3);
-  for (const uint32_t length : {0U, 1U, 7U, 8U, 9U, 333U}) {
+  for (uint32_t const length : {0U, 1U, 7U, 8U, 9U, 333U}) {
     SCOPED_TRACE(length);
-    const auto info = parsed(withAuxdata(frame(out), length));
+    auto const info = parsed(withAuxdata(frame(out), length));
     ASSERT_TRUE(info);
     ASSERT_EQ(info->auxdata.bits, static_cast<int>(length));
     for (uint32_t i = 0; i < sizeof info->auxdata.data; ++i) {
@@ -295,7 +295,7 @@ TEST(DolbyInfo, UserData_LiesBeforeItsLengthAtTheEndOfTheFrame) {
 TEST(DolbyInfo, UserDataOfTheGreatestLength_FitsItsRecord) {
   BitWriter out = eac3({.frameBytes = 4096});
   out.bits(0, 4);
-  const auto info = parsed(withAuxdata(frame(out, 4096), 16383));
+  auto const info = parsed(withAuxdata(frame(out, 4096), 16383));
   ASSERT_TRUE(info);
   EXPECT_EQ(info->config.frameBytes, 4096);
   ASSERT_EQ(info->auxdata.bits, 16383);
@@ -322,7 +322,7 @@ TEST(DolbyInfo, UserDataThatIsNotThere_IsAbsent) {
 }
 
 TEST(DolbyInfo, FrameSizes_FollowTheirTable) {
-  const auto size = [](uint32_t fscod, uint32_t frmsizecod) {
+  auto const size = [](uint32_t fscod, uint32_t frmsizecod) {
     BitWriter out;
     out.bits(0x0B77, 16).bits(0, 16).bits(fscod, 2).bits(frmsizecod, 6).bits(8 << 3, 8).bits(1, 3);
     return parsed(frame(out))->config.frameBytes;
@@ -341,7 +341,7 @@ TEST(DolbyInfo, FrameSizes_FollowTheirTable) {
 TEST(DolbyInfo, OfAPlainEac3Frame_HasNothingOptional) {
   BitWriter out = eac3({.strmtyp = 0, .substreamid = 3, .acmod = 7, .lfeon = 1, .frameBytes = 200});
   out.bits(0, 1).bits(0, 1).bits(0, 1).bits(0, 1);
-  const auto info = parsed(frame(out));
+  auto const info = parsed(frame(out));
   ASSERT_TRUE(info);
   auto config = absent<MpegDolbyConfig>();
   config.present = 1;
@@ -366,7 +366,7 @@ TEST(DolbyInfo, BlocksOfEac3_FollowTheirCode) {
   for (int code = 0; code < 4; ++code) {
     BitWriter out = eac3({.numblkscod = code});
     out.bits(0, 3).bits(1, 1).bits(1, 1);  // none; convsync or else addbsie
-    const auto info = parsed(frame(out));
+    auto const info = parsed(frame(out));
     ASSERT_TRUE(info);
     EXPECT_EQ(info->config.blocks, kBlocks[code]);
     EXPECT_EQ(info->general.convsync, code == 3 ? kNone : 1);
@@ -377,7 +377,7 @@ TEST(DolbyInfo, HalvedSampleRates_HaveSixBlocks) {
   BitWriter out = eac3({.fscod = 3, .numblkscod = 1});
   out.bits(0, 2).bits(1, 1).bits(2, 3).bits(1, 1).bits(0, 1).bits(0, 4).bits(0, 1).bits(1, 1).bits(0, 6).bits(
       7, 8);
-  const auto info = parsed(frame(out));
+  auto const info = parsed(frame(out));
   ASSERT_TRUE(info);
   EXPECT_EQ(info->config.fscod, 3);
   EXPECT_EQ(info->config.fscod2, 1);
@@ -398,7 +398,7 @@ TEST(DolbyInfo, OfEac3DualMono_HasASecondSet) {
   out.bits(1, 1).bits(5, 3).bits(1, 1).bits(1, 1);
   out.bits(1, 1).bits(17, 5).bits(2, 2).bits(1, 1).bits(1, 1).bits(18, 5).bits(1, 2).bits(0, 1).bits(1, 1);
   out.bits(0, 1);
-  const auto info = parsed(frame(out));
+  auto const info = parsed(frame(out));
   ASSERT_TRUE(info);
   auto general = absent<MpegDolbyGeneral>();
   general.bsid = 16;
@@ -439,7 +439,7 @@ TEST(DolbyInfo, MixingOfEac3Surround_HasLevelsAndBlocks) {
   out.bits(1, 1).bits(1, 1).bits(9, 5).bits(0, 1).bits(1, 1).bits(10, 5);
   out.bits(1, 1).bits(0, 3).bits(0, 2).bits(3, 2).bits(0, 1).bits(0, 1);  // information with dsurexmod
   out.bits(1, 1).bits(0, 1);                                              // convsync
-  const auto info = parsed(frame(out));
+  auto const info = parsed(frame(out));
   ASSERT_TRUE(info);
   auto mix = absent<MpegDolbyMix>();
   mix.dmixmod = 1;
@@ -467,7 +467,7 @@ TEST(DolbyInfo, ShortMixingData_IsKept) {
   out.bits(1, 1).bits(0, 2).bits(2, 2).bits(0xABC, 12);
   out.bits(1, 1).bits(30, 5);  // the single block has no flag
   out.bits(1, 1).bits(0, 3).bits(0, 2).bits(2, 2).bits(1, 2).bits(0, 1).bits(1, 1);
-  const auto info = parsed(frame(out));
+  auto const info = parsed(frame(out));
   ASSERT_TRUE(info);
   auto mix = absent<MpegDolbyMix>();
   mix.mixdef = 2;
@@ -487,12 +487,12 @@ TEST(DolbyInfo, LongMixingData_IsReadAndItsRestSkipped) {
   for (uint32_t level = 1; level <= 6; ++level) out.bits(1, 1).bits(level, 4);
   out.bits(1, 1).bits(8, 4).bits(1, 1).bits(1, 1).bits(9, 4).bits(1, 1).bits(10, 4);
   out.bits(1, 1).bits(11, 5).bits(1, 1).bits(12, 5).bits(3, 2).bits(1, 1).bits(13, 5).bits(6, 3);
-  const int used = 6 + 6 * 5 + 5 + 11 + 1 + 5 + 1 + 5 + 2 + 1 + 5 + 3;
+  int const used = 6 + 6 * 5 + 5 + 11 + 1 + 5 + 1 + 5 + 2 + 1 + 5 + 3;
   for (int i = used; i < 12 * 8; ++i) out.bits(1, 1);
   out.bits(0, 1);                                                                    // blocks
   out.bits(1, 1).bits(6, 3).bits(0, 2).bits(0, 2).bits(0, 2).bits(0, 1).bits(0, 1);  // information
   out.bits(1, 1).bits(1, 6).bits(0x1234, 16);
-  const auto info = parsed(frame(out));
+  auto const info = parsed(frame(out));
   ASSERT_TRUE(info);
   auto mix = absent<MpegDolbyMix>();
   mix.mixdef = 3;
@@ -527,7 +527,7 @@ TEST(DolbyInfo, LongMixingDataThatHoldsMoreThanItSays_EndsTheReading) {
   out.bits(1, 1).bits(0, 5);
   for (int i = 0; i < 6; ++i) out.bits(1, 1).bits(15, 4);
   out.bits(0xFFFFFFFF, 32);
-  const auto info = parsed(frame(out));
+  auto const info = parsed(frame(out));
   ASSERT_TRUE(info);
   EXPECT_EQ(info->general.dialnorm, 27);
   EXPECT_EQ(info->general.bsmod, kNone);
@@ -539,7 +539,7 @@ TEST(DolbyInfo, OfADependentSubstream_HasItsSpeakers) {
   out.bits(0, 1).bits(1, 1).bits(0x1E00, 16);
   out.bits(1, 1).bits(2, 2).bits(1, 3).bits(2, 3);  // mixing ends with the downmix levels
   out.bits(0, 1).bits(1, 1).bits(0, 6).bits(9, 8);
-  const auto info = parsed(frame(out));
+  auto const info = parsed(frame(out));
   ASSERT_TRUE(info);
   EXPECT_EQ(info->config.strmtyp, 1);
   EXPECT_EQ(info->general.chanmap, 0x1E00);
@@ -600,22 +600,22 @@ std::vector<uint8_t> richFrame(bool eac) {
 }
 
 TEST(DolbyInfo, OfACutPacket_HasWhatComesBeforeTheCut) {
-  for (const bool eac : {false, true}) {
-    const std::vector<uint8_t> whole = richFrame(eac);
-    const auto complete = parsed(whole);
+  for (bool const eac : {false, true}) {
+    std::vector<uint8_t> const whole = richFrame(eac);
+    auto const complete = parsed(whole);
     ASSERT_TRUE(complete);
     EXPECT_EQ(complete->addbsi.bytes, 16);
     EXPECT_EQ(complete->auxdata.bits, 40);
     for (size_t size = 0; size < whole.size(); ++size) {
       SCOPED_TRACE(size);
-      const auto cut = parsed({whole.begin(), whole.begin() + static_cast<long>(size)});
+      auto const cut = parsed({whole.begin(), whole.begin() + static_cast<long>(size)});
       EXPECT_EQ(cut.has_value(), size >= 7 || (eac && size == 6));
       if (!cut) continue;
       EXPECT_EQ(cut->auxdata.bits, kNone);
       // A field is the true one or absent, never made of bits that are not there.
-      for (const int request :
+      for (int const request :
            {kAuxDolbyConfig, kAuxDolbyGeneral, kAuxDolbyMix, kAuxDolbyProduction, kAuxDolbyTimecode}) {
-        const auto have = dolbyRecord(*cut, request), want = dolbyRecord(*complete, request);
+        auto const have = dolbyRecord(*cut, request), want = dolbyRecord(*complete, request);
         ASSERT_EQ(have.size(), want.size());
         for (size_t i = 0; i < have.size(); i += 2)
           EXPECT_TRUE((have[i] == want[i] && have[i + 1] == want[i + 1]) ||
@@ -638,7 +638,7 @@ TEST(DolbyInfo, OfAnyBytes_IsReadWithoutLeavingThem) {
       bytes[2] = static_cast<uint8_t>(bytes[2] & 0xF8);  // frames that can end within the packet
       bytes[5] = static_cast<uint8_t>(random() % 18 << 3 | (bytes[5] & 7));
     }
-    const auto info = parsed(bytes);
+    auto const info = parsed(bytes);
     if (!info) continue;
     ++known;
     EXPECT_LE(info->general.acmod, 7);
@@ -650,12 +650,12 @@ TEST(DolbyInfo, OfAnyBytes_IsReadWithoutLeavingThem) {
 }
 
 TEST(DolbyRecords, HaveTheSizesOfTheirRequests) {
-  const DolbyInfo info{};
+  DolbyInfo const info{};
   constexpr std::pair<int, size_t> kSizes[] = {
       {kAuxDolbyConfig, 16},     {kAuxDolbyGeneral, 62},  {kAuxDolbyMix, 86},
       {kAuxDolbyProduction, 40}, {kAuxDolbyTimecode, 44}, {kAuxDolbyAddbsi, 66},
       {kAuxDolbyAuxdata, 2050},  {kAuxSampleFormat, 0},   {0, 0}};
-  for (const auto& [request, size] : kSizes) {
+  for (auto const& [request, size] : kSizes) {
     EXPECT_EQ(dolbyRecord(info, request).size(), size) << request;
     EXPECT_EQ(dolbyRecordSize(request), size) << request;
   }

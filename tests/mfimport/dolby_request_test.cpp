@@ -24,7 +24,7 @@ int ask(Player& player, int request, void* record, int size) {
 TEST(DolbyRequests, OfTheirSize_FillTheRecordAndNothingBehindIt) {
   Player player;
   ASSERT_EQ(player.openAudio(ac3Transport(), kAudioDolby), 0);
-  for (const auto& [request, size] : kRequests) {
+  for (auto const& [request, size] : kRequests) {
     std::vector<uint8_t> record(static_cast<size_t>(size) + 16, 0x5E);
     EXPECT_EQ(ask(player, request, record.data(), size), 0) << request;
     for (size_t i = static_cast<size_t>(size); i < record.size(); ++i) EXPECT_EQ(record[i], 0x5E) << request;
@@ -37,9 +37,9 @@ TEST(DolbyRequests, OfTheirSize_FillTheRecordAndNothingBehindIt) {
 TEST(DolbyRequests, OfAnotherSize_AreUnsupportedAndLeaveTheRecord) {
   Player player;
   ASSERT_EQ(player.openAudio(ac3Transport(), kAudioDolby), 0);
-  for (const auto& [request, size] : kRequests) {
+  for (auto const& [request, size] : kRequests) {
     std::vector<uint8_t> record(4096, 0x5E);
-    for (const int wrong : {0, -1, 1, size - 1, size + 1, 4096})
+    for (int const wrong : {0, -1, 1, size - 1, size + 1, 4096})
       EXPECT_EQ(ask(player, request, record.data(), wrong), kMpegErrorUnsupported) << request;
     EXPECT_EQ(ask(player, request, nullptr, size), kMpegErrorUnsupported);
     EXPECT_EQ(record, std::vector<uint8_t>(4096, 0x5E));
@@ -58,7 +58,7 @@ TEST(DolbyRequests, OnOtherStreams_AreUnsupported) {
   ASSERT_EQ(closed.openAudio(ac3Transport(), kAudioDolby), 0);
   mpegInClose(closed.get());
   for (Player* player : {&sound, &parsed, &closed}) {
-    for (const auto& [request, size] : kRequests) {
+    for (auto const& [request, size] : kRequests) {
       std::vector<uint8_t> record(static_cast<size_t>(size));
       EXPECT_EQ(ask(*player, request, record.data(), size), kMpegErrorUnsupported) << request;
     }
@@ -66,7 +66,7 @@ TEST(DolbyRequests, OnOtherStreams_AreUnsupported) {
 }
 
 TEST(DolbyRequests, OfAFileThatIsGone_FailAndSaySo) {
-  const std::string path = scratch("gone.ac3");
+  std::string const path = scratch("gone.ac3");
   std::filesystem::copy_file(
       clip("stays.ac3", "-f lavfi -i sine=r=48000:d=1 -ac 2 -c:a ac3 -dialnorm -19 {out}"), path,
       std::filesystem::copy_options::overwrite_existing);

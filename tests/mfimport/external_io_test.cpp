@@ -23,10 +23,10 @@ TEST(ExternalIo, ReadsThroughTheHost_AndClosesEveryHandle) {
 }
 
 TEST(ExternalIo, ParsingAMovie_ReadsItsTablesAndNoMoreThanABeginningOfThePayload) {
-  const std::string path = clip("big.mov",
+  std::string const path = clip("big.mov",
                                 "-f lavfi -i testsrc2=s=640x480:r=25:d=40 -c:v mpeg2video -b:v 15M -minrate "
                                 "15M -maxrate 15M -bufsize 2M -g 12 -bf 2 {out}");
-  const auto size = static_cast<int64_t>(fileBytes(path).size());
+  auto const size = static_cast<int64_t>(fileBytes(path).size());
   CountingHost host;
   Player player;
   host.install(player.get(), path);
@@ -51,7 +51,7 @@ TEST(ExternalIo, HostThatCannotOpen_FailsTheParse) {
   CountingHost host;
   Player player;
   host.install(player.get(), openGopMov());
-  player->io.open = [](void*, const char*, int) -> void* { return nullptr; };
+  player->io.open = [](void*, char const*, int) -> void* { return nullptr; };
   EXPECT_EQ(player.parse(openGopMov()), kMpegErrorOpen);
 }
 

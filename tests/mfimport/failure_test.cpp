@@ -48,11 +48,11 @@ TEST(Failure, StreamThatDoesNotExist_IsRefused) {
 }
 
 TEST(Failure, TruncatedFile_PlaysToTheCut) {
-  const std::string whole = clip("front.mp4", "-i " + openGopMp4() + " -c copy -movflags +faststart {out}");
-  const std::vector<uint8_t> bytes = fileBytes(whole);
-  const std::string cut = scratch("cut.mp4");
+  std::string const whole = clip("front.mp4", "-i " + openGopMp4() + " -c copy -movflags +faststart {out}");
+  std::vector<uint8_t> const bytes = fileBytes(whole);
+  std::string const cut = scratch("cut.mp4");
   writeFile(cut, bytes.data(), bytes.size() * 6 / 10);
-  const auto pictures = decodedByFfmpeg(whole, "-map 0:v -fps_mode passthrough -f rawvideo");
+  auto const pictures = decodedByFfmpeg(whole, "-map 0:v -fps_mode passthrough -f rawvideo");
   Player player;
   ASSERT_EQ(player.openVideo(cut), 0);
   ASSERT_GT(player->video.frames, 40);
@@ -66,7 +66,7 @@ TEST(Failure, TruncatedFile_PlaysToTheCut) {
 }
 
 TEST(Failure, FileCutBeforeItsTables_IsRefused) {
-  const std::vector<uint8_t> bytes = fileBytes(openGopMp4());
+  std::vector<uint8_t> const bytes = fileBytes(openGopMp4());
   writeFile(scratch("half.mp4"), bytes.data(), bytes.size() / 2);
   Player player;
   EXPECT_EQ(player.parse(scratch("half.mp4")), kMpegErrorFormat);
@@ -77,7 +77,7 @@ struct PacketPlace {
   size_t position, size;
 };
 
-std::vector<PacketPlace> videoPackets(const std::string& path) {
+std::vector<PacketPlace> videoPackets(std::string const& path) {
   std::vector<PacketPlace> places;
   for (std::string line :
        linesOf("ffprobe -v error -select_streams v -show_entries packet=pts_time,size,pos -of csv=p=0 '" +
@@ -94,10 +94,10 @@ std::vector<PacketPlace> videoPackets(const std::string& path) {
 // A clip whose picture number `frame`, one that no other refers to, is all zeros.
 std::string withBrokenPicture(int frame) {
   std::vector<uint8_t> bytes = fileBytes(nonReferenceBMp4());
-  for (const PacketPlace& place : videoPackets(nonReferenceBMp4()))
+  for (PacketPlace const& place : videoPackets(nonReferenceBMp4()))
     if (static_cast<int>(place.time * 25 + 0.5) == frame)
       std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(place.position), place.size, uint8_t{0});
-  const std::string path = scratch("broken.mp4");
+  std::string const path = scratch("broken.mp4");
   writeFile(path, bytes.data(), bytes.size());
   return path;
 }
@@ -105,7 +105,7 @@ std::string withBrokenPicture(int frame) {
 // The number, in display order from 30 on, of a picture that is decoded after one that is shown later.
 int someBidirectionalPicture() {
   double latest = -1;
-  for (const PacketPlace& place : videoPackets(nonReferenceBMp4())) {
+  for (PacketPlace const& place : videoPackets(nonReferenceBMp4())) {
     if (place.time < latest && place.time >= 30 / 25.0) return static_cast<int>(place.time * 25 + 0.5);
     latest = std::max(latest, place.time);
   }
@@ -113,22 +113,22 @@ int someBidirectionalPicture() {
 }
 
 TEST(Failure, BrokenPicture_FailsAtItsOwnPlace_AndTheNextOneIsRight) {
-  const auto pictures = decodedByFfmpeg(nonReferenceBMp4(), "-map 0:v -fps_mode passthrough -f rawvideo");
-  const auto shows = [&](const Player& player, int frame) {
+  auto const pictures = decodedByFfmpeg(nonReferenceBMp4(), "-map 0:v -fps_mode passthrough -f rawvideo");
+  auto const shows = [&](Player const& player, int frame) {
     return std::equal(player.picture().begin(), player.picture().end(),
                       pictures.begin() + static_cast<std::ptrdiff_t>(kPicture) * frame);
   };
-  const int broken = someBidirectionalPicture();
+  int const broken = someBidirectionalPicture();
   ASSERT_GT(broken, 0);
-  const std::string path = withBrokenPicture(broken);
-  for (const int threads : {1, 4}) {
+  std::string const path = withBrokenPicture(broken);
+  for (int const threads : {1, 4}) {
     SCOPED_TRACE(threads);
     Player player;
     ASSERT_EQ(player.openVideo(path), 0);
     ASSERT_EQ(mpegInVideoAuxinfo(player.get(), 0, kAuxThreads, nullptr, threads), 0);
     EXPECT_EQ(player->video.frames, 75);
     for (int frame = 0; frame < 75; ++frame) {
-      const int result = player.next();
+      int const result = player.next();
       if (frame == broken) {
         EXPECT_EQ(result, kMpegError);
         EXPECT_TRUE(shows(player, frame - 1)) << "the target was written";
@@ -149,8 +149,8 @@ TEST(Failure, BrokenPicture_FailsAtItsOwnPlace_AndTheNextOneIsRight) {
 
 TEST(Failure, DamagedFiles_AnswerEveryCallWithinTheirOwnPictures) {
   std::mt19937 random(3);
-  for (const std::string& path : {openGopMp4(), openGopMov(), hevc10Mp4()}) {
-    const std::vector<uint8_t> whole = fileBytes(path);
+  for (std::string const& path : {openGopMp4(), openGopMov(), hevc10Mp4()}) {
+    std::vector<uint8_t> const whole = fileBytes(path);
     int opened = 0;
     for (int round = 0; round < 12; ++round) {
       SCOPED_TRACE(path + ", round " + std::to_string(round));
@@ -161,21 +161,21 @@ TEST(Failure, DamagedFiles_AnswerEveryCallWithinTheirOwnPictures) {
       if (round % 2)
         for (int i = 0; i < 10; ++i)
           bytes[bytes.size() - 1 - random() % 6000] = static_cast<uint8_t>(random());
-      const std::string damaged = scratch("damaged.mp4");
+      std::string const damaged = scratch("damaged.mp4");
       writeFile(damaged, bytes.data(), bytes.size());
       Player player;
-      const bool deep = path == hevc10Mp4();
-      const int result = deep ? player.openVideo(damaged, "W016") : player.openVideo(damaged, "I420");
+      bool const deep = path == hevc10Mp4();
+      int const result = deep ? player.openVideo(damaged, "W016") : player.openVideo(damaged, "I420");
       EXPECT_TRUE(result == 0 || (result <= kMpegErrorOpen && result >= kMpegErrorMemory)) << result;
       if (result != 0) continue;
       ++opened;
-      const int frames = player->video.frames;
-      const size_t size = player.target().size();
+      int const frames = player->video.frames;
+      size_t const size = player.target().size();
       for (int i = 0; i < 20 && frames > 0; ++i) {
-        const int frame = static_cast<int>(random() % static_cast<unsigned>(frames));
-        const int sought = player.seek(frame);
+        int const frame = static_cast<int>(random() % static_cast<unsigned>(frames));
+        int const sought = player.seek(frame);
         EXPECT_TRUE(sought == 0 || sought == kMpegError) << sought;
-        const int read = player.next();
+        int const read = player.next();
         EXPECT_TRUE(read == 0 || read == kMpegError || read == kMpegEndOfStream) << read;
       }
       EXPECT_EQ(player.target().size(), size);
@@ -189,16 +189,16 @@ TEST(Failure, DamagedFiles_AnswerEveryCallWithinTheirOwnPictures) {
 }
 
 TEST(AStreamWithoutAnyPacket, IsNeitherKnownNorUnknownAndIsWarnedOf) {
-  const std::string whole = clip("announced.ts",
+  std::string const whole = clip("announced.ts",
                                  "-f lavfi -i testsrc2=s=96x64:r=25:d=1 -f lavfi -i sine=d=1 -c:v mpeg2video "
                                  "-c:a mp2 {out}");
-  const std::string silent = scratch("announced_only.ts");
+  std::string const silent = scratch("announced_only.ts");
   linesOf(std::string("python3 -B ") + KY_SAMPLES_DIR + "/without_pid.py " + whole + " " + silent + " 0x101");
   Player player;
   ASSERT_EQ(player.parse(silent), kMpegOk);
   EXPECT_EQ(player->nVideo, 1);
   EXPECT_EQ(player->nUnknownAudio, 0);
-  for (const int count : player->nAudio) EXPECT_EQ(count, 0);
+  for (int const count : player->nAudio) EXPECT_EQ(count, 0);
   EXPECT_TRUE(wasPrinted("of which no packet is there"));
 }
 

@@ -12,7 +12,7 @@ using namespace mfimport;
 namespace {
 
 TEST(BitReading, PastTheEnd_GivesZeroAndFails) {
-  const uint8_t one[] = {0xA5};
+  uint8_t const one[] = {0xA5};
   BitReader bits(one);
   EXPECT_EQ(bits.bits(8), 0xA5U);
   EXPECT_FALSE(bits.failed());
@@ -25,21 +25,21 @@ TEST(BitReading, PastTheEnd_GivesZeroAndFails) {
 
 TEST(BitReading, ExpGolomb_FollowsItsTable) {
   BitWriter out;
-  for (const uint32_t value : {0U, 1U, 2U, 3U, 7U, 254U}) out.ue(value);
+  for (uint32_t const value : {0U, 1U, 2U, 3U, 7U, 254U}) out.ue(value);
   out.ue(1).ue(2).ue(3);
   BitReader bits(out.bytes());
-  for (const uint32_t value : {0U, 1U, 2U, 3U, 7U, 254U}) EXPECT_EQ(bits.unsignedExpGolomb(), value);
+  for (uint32_t const value : {0U, 1U, 2U, 3U, 7U, 254U}) EXPECT_EQ(bits.unsignedExpGolomb(), value);
   EXPECT_EQ(bits.signedExpGolomb(), 1);
   EXPECT_EQ(bits.signedExpGolomb(), -1);
   EXPECT_EQ(bits.signedExpGolomb(), 2);
-  const uint8_t zeros[8] = {};
+  uint8_t const zeros[8] = {};
   BitReader endless(zeros);
   EXPECT_EQ(endless.unsignedExpGolomb(), 0U);
   EXPECT_TRUE(endless.failed());
 }
 
 TEST(BitReading, EmulationBytes_AreTakenOut) {
-  const uint8_t nal[] = {0, 0, 3, 1, 0, 0, 3, 0, 0, 3};
+  uint8_t const nal[] = {0, 0, 3, 1, 0, 0, 3, 0, 0, 3};
   EXPECT_EQ(withoutEmulation(nal), (std::vector<uint8_t>{0, 0, 1, 0, 0, 0, 0}));
 }
 
@@ -65,7 +65,7 @@ std::vector<uint8_t> mpeg2Picture() {
 }
 
 TEST(Mpeg2Headers, OfASequence_AreRead) {
-  const HeaderInfo info = readHeaders(HeaderSyntax::mpeg12, {}, mpeg2Picture());
+  HeaderInfo const info = readHeaders(HeaderSyntax::mpeg12, {}, mpeg2Picture());
   EXPECT_TRUE(info.mpeg2);
   EXPECT_EQ(info.aspectCode, 3);
   EXPECT_EQ(info.codedRateCode, 4);
@@ -85,14 +85,14 @@ TEST(Mpeg2Headers, OfASequenceExtension_TellHowTheRateIsMultiplied) {
   out.start(0xB3).bits(128, 12).bits(96, 12).bits(1, 4).bits(3, 4).bits(1000, 18).bits(1, 1).bits(0, 13);
   out.start(0xB5).bits(1, 4).bits(0x48, 8).bits(1, 1).bits(1, 2).bits(0, 4).bits(0, 12).bits(1, 1);
   out.bits(0, 8).bits(0, 1).bits(2, 2).bits(4, 5);
-  const HeaderInfo info = readHeaders(HeaderSyntax::mpeg12, {}, out.bytes());
+  HeaderInfo const info = readHeaders(HeaderSyntax::mpeg12, {}, out.bytes());
   EXPECT_EQ(info.codedRateCode, 3);
   EXPECT_EQ(info.rateMultiplier, 3);
   EXPECT_EQ(info.rateDivisor, 5);
 }
 
 TEST(Mpeg2Headers, UserData_IsTheBytesBehindTheStartCode) {
-  const auto data = readUserData(HeaderSyntax::mpeg12, 0, mpeg2Picture());
+  auto const data = readUserData(HeaderSyntax::mpeg12, 0, mpeg2Picture());
   ASSERT_EQ(data.size(), 1U);
   EXPECT_EQ(data[0].type, 0xB2);
   EXPECT_EQ(std::string(data[0].bytes.begin(), data[0].bytes.end()), "GA94");
@@ -113,7 +113,7 @@ std::vector<uint8_t> h264Sps(uint32_t idc, bool cbr) {
   return out.bytes();
 }
 
-std::vector<uint8_t> avcC(const std::vector<uint8_t>& sps) {
+std::vector<uint8_t> avcC(std::vector<uint8_t> const& sps) {
   std::vector<uint8_t> record = {
       1, 100, 0, 40, 0xFF, 0xE1, static_cast<uint8_t>(sps.size() >> 8), static_cast<uint8_t>(sps.size())};
   record.insert(record.end(), sps.begin(), sps.end());
@@ -139,7 +139,7 @@ TEST(H264Headers, InAvcC_GiveAspectAndHrd) {
 
 TEST(H264Headers, WithStartCodes_AreReadToo) {
   std::vector<uint8_t> stream = {0, 0, 0, 1};
-  const auto sps = h264Sps(14, false);
+  auto const sps = h264Sps(14, false);
   stream.insert(stream.end(), sps.begin(), sps.end());
   EXPECT_EQ(readHeaders(HeaderSyntax::h264, {}, stream).aspectIdc, 14);
   EXPECT_EQ(nalLengthBytes(HeaderSyntax::h264, stream), 0);
@@ -147,9 +147,9 @@ TEST(H264Headers, WithStartCodes_AreReadToo) {
 
 TEST(H264Headers, SeiUserData_IsUnescapedAndFiltered) {
   // Type 6 (recovery point), type 4 with an emulation byte, type 5.
-  const std::vector<uint8_t> packet = {0, 0, 0, 17, 6, 6, 1, 0xC0, 4, 5,   0xB5,
+  std::vector<uint8_t> const packet = {0, 0, 0, 17, 6, 6, 1, 0xC0, 4, 5,   0xB5,
                                        0, 0, 3, 1,  7, 5, 2, 8,    9, 0x80};
-  const auto data = readUserData(HeaderSyntax::h264, 4, packet);
+  auto const data = readUserData(HeaderSyntax::h264, 4, packet);
   ASSERT_EQ(data.size(), 2U);
   EXPECT_EQ(data[0].type, 4);
   EXPECT_EQ(data[0].bytes, (std::vector<uint8_t>{0xB5, 0, 0, 1, 7}));
@@ -160,7 +160,7 @@ TEST(H264Headers, SeiUserData_IsUnescapedAndFiltered) {
 TEST(Mpeg4Headers, GiveTheAspectOfTheObjectLayer) {
   BitWriter out;
   out.start(0x20).bits(0, 9).bits(1, 1).bits(0, 7).bits(15, 4).bits(16, 8).bits(11, 8).bits(0, 8);
-  const HeaderInfo info = readHeaders(HeaderSyntax::mpeg4, out.bytes(), {});
+  HeaderInfo const info = readHeaders(HeaderSyntax::mpeg4, out.bytes(), {});
   EXPECT_TRUE(info.aspectPresent);
   EXPECT_EQ(info.aspectIdc, 15);
   EXPECT_EQ(info.sarWidth, 16);
@@ -168,9 +168,9 @@ TEST(Mpeg4Headers, GiveTheAspectOfTheObjectLayer) {
 }
 
 TEST(LengthPrefixedUnits, ThatDoNotFit_EndTheList) {
-  const std::vector<uint8_t> packet = {0, 2, 1, 2, 0, 0, 0, 9, 3};
+  std::vector<uint8_t> const packet = {0, 2, 1, 2, 0, 0, 0, 9, 3};
   int units = 0;
-  forEachLengthPrefixed(packet, 2, [&](std::span<const uint8_t> unit) {
+  forEachLengthPrefixed(packet, 2, [&](std::span<uint8_t const> unit) {
     ++units;
     EXPECT_EQ(unit.size(), 2U);
   });
@@ -184,7 +184,7 @@ TEST(AnyBytes, AreReadWithoutLeavingThem) {
     for (uint8_t& byte : bytes) byte = random() % 3 ? static_cast<uint8_t>(random()) : uint8_t{0};
     std::vector<uint8_t> record = bytes;
     if (!record.empty()) record[0] = 1;
-    for (const auto syntax :
+    for (auto const syntax :
          {HeaderSyntax::mpeg12, HeaderSyntax::mpeg4, HeaderSyntax::h264, HeaderSyntax::hevc}) {
       readHeaders(syntax, record, bytes);
       readUserData(syntax, static_cast<int>(random() % 5), bytes);

@@ -25,8 +25,8 @@ TEST(PresentationOrder, WithoutStamps_HoldsAnchorsUntilTheNext) {
 }
 
 TEST(PresentationOrder, AfterALeapOfTheClock_StartsANewStretch) {
-  const int64_t hour = int64_t{3600} * 27000000;
-  const std::vector<StampedPicture> pictures = {
+  int64_t const hour = int64_t{3600} * 27000000;
+  std::vector<StampedPicture> const pictures = {
       {hour, hour, false}, {hour + 1, hour + 1, false}, {0, 0, false}, {1, 1, false}};
   EXPECT_EQ(presentationRanks(pictures, true), (Ranks{0, 1, 2, 3}));
   EXPECT_EQ(presentationRanks(pictures, false), (Ranks{2, 3, 0, 1}));
@@ -57,7 +57,7 @@ TEST(DisplayStamps, OfPicturesWithoutOne_LieEvenlyBetweenTheirNeighbours) {
   StreamIndex stream{HostMemory{}};
   stream.timeBase = {1, 90000};
   stream.video.rate = 25;
-  const int64_t stamps[] = {kNone, 3600, kNone, kNone, 15000, kNone};
+  int64_t const stamps[] = {kNone, 3600, kNone, kNone, 15000, kNone};
   for (uint32_t i = 0; i < std::size(stamps); ++i) {
     stream.packets.push_back({stamps[i], kNone, 0, 1, i, 0});
     stream.video.pictures.push_back({i, 1, i == 0, false, i, static_cast<int32_t>(i)});
@@ -102,7 +102,7 @@ TEST(MeasuredRate, OfIrregularStamps_IsTheAverage) {
 TEST(StartOfDecoding, ForLeadingPicturesOfAnOpenGroup_IsTheKeyBefore) {
   VideoIndex video{HostMemory{}};
   // I0 P3 B1 B2 | I6 B4 B5 P7
-  const uint32_t ranks[] = {0, 3, 1, 2, 6, 4, 5, 7};
+  uint32_t const ranks[] = {0, 3, 1, 2, 6, 4, 5, 7};
   for (uint32_t i = 0; i < 8; ++i)
     video.pictures.push_back({i, 1, i == 0 || i == 4, false, ranks[i], static_cast<int32_t>(ranks[i])});
   video.byDisplay.resize(8);
@@ -118,7 +118,7 @@ TEST(StartOfDecoding, ForLeadingPicturesOfAnOpenGroup_IsTheKeyBefore) {
 
 TEST(PacketOfASample, SkipsPacketsThatDeliverNothing) {
   AudioIndex audio{HostMemory{}};
-  for (const SampleSpan& span : {SampleSpan{0, 1024, 0, 1024}, SampleSpan{0, 24, 1000, 1024},
+  for (SampleSpan const& span : {SampleSpan{0, 1024, 0, 1024}, SampleSpan{0, 24, 1000, 1024},
                                  SampleSpan{1000, 0, 1024, 1024}, SampleSpan{2024, 0, 0, 1024}})
     audio.spans.push_back(span);
   EXPECT_EQ(audio.packetOf(0), 1U);

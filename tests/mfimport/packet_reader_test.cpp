@@ -10,7 +10,7 @@ using namespace mfimport;
 
 namespace {
 
-std::shared_ptr<const MediaIndex> indexOf(const std::string& path) {
+std::shared_ptr<MediaIndex const> indexOf(std::string const& path) {
   int result = 0;
   std::string error;
   auto index = acquireMediaIndex({}, path, 0, HostCallbacks(nullptr), result, error);
@@ -19,23 +19,23 @@ std::shared_ptr<const MediaIndex> indexOf(const std::string& path) {
 }
 
 std::vector<uint8_t> nextOf(PacketReader& reader) {
-  const lav::Packet packet = lav::newPacket();
+  lav::Packet const packet = lav::newPacket();
   if (reader.next(*packet) != PacketReader::Result::packet) return {};
-  const auto bytes = lav::payload(*packet);
+  auto const bytes = lav::payload(*packet);
   return {bytes.begin(), bytes.end()};
 }
 
 TEST(PacketReading, StraightFromTheFile_GivesThePacketsOfTheDemultiplexer) {
-  for (const std::string& path : {openGopMp4(), openGopMov(), editListMp4(), mpeg2Mov(), hevc10Mp4()}) {
-    const auto index = indexOf(path);
-    for (const StreamIndex& stream : index->streams) {
+  for (std::string const& path : {openGopMp4(), openGopMov(), editListMp4(), mpeg2Mov(), hevc10Mp4()}) {
+    auto const index = indexOf(path);
+    for (StreamIndex const& stream : index->streams) {
       SCOPED_TRACE(path + " stream " + std::to_string(stream.libavIndex));
       EXPECT_TRUE(stream.direct);
       std::string error;
-      const auto direct = openDirectReader(*index, stream, {}, error);
-      const auto demuxed = openDemuxReader(*index, stream, {}, error);
+      auto const direct = openDirectReader(*index, stream, {}, error);
+      auto const demuxed = openDemuxReader(*index, stream, {}, error);
       for (size_t i = 0; i < stream.packets.size(); ++i) {
-        const auto bytes = nextOf(*direct);
+        auto const bytes = nextOf(*direct);
         ASSERT_FALSE(bytes.empty()) << i;
         ASSERT_EQ(bytes, nextOf(*demuxed)) << i;
       }
@@ -56,15 +56,15 @@ std::string programStream() {
 std::string matroska() { return clip("open_gop.mkv", "-i " + openGopMp4() + " -c copy {out}"); }
 
 TEST(PacketReading, ThroughTheDemultiplexer_FindsEveryPacketAgain) {
-  for (const std::string& path : {transportStream(), programStream(), matroska(), openGopMp4()}) {
-    const auto index = indexOf(path);
-    for (const StreamIndex& stream : index->streams) {
+  for (std::string const& path : {transportStream(), programStream(), matroska(), openGopMp4()}) {
+    auto const index = indexOf(path);
+    for (StreamIndex const& stream : index->streams) {
       SCOPED_TRACE(path + " stream " + std::to_string(stream.libavIndex));
       std::string error;
-      const auto sequential = openDemuxReader(*index, stream, {}, error);
+      auto const sequential = openDemuxReader(*index, stream, {}, error);
       std::vector<std::vector<uint8_t>> all;
       for (size_t i = 0; i < stream.packets.size(); ++i) all.push_back(nextOf(*sequential));
-      const auto reader = openDemuxReader(*index, stream, {}, error);
+      auto const reader = openDemuxReader(*index, stream, {}, error);
       std::mt19937 random(5);
       for (int i = 0; i < 60; ++i) {
         size_t number = random() % all.size();
@@ -80,10 +80,10 @@ TEST(PacketReading, ThroughTheDemultiplexer_FindsEveryPacketAgain) {
 }
 
 TEST(MediaIndexCache, GivesTheSameIndexUntilTheFileChanges) {
-  const std::string path = scratch("changing.mp4");
-  const auto first = fileBytes(openGopMp4()), second = fileBytes(hevc10Mp4());
+  std::string const path = scratch("changing.mp4");
+  auto const first = fileBytes(openGopMp4()), second = fileBytes(hevc10Mp4());
   writeFile(path, first.data(), first.size());
-  const auto one = indexOf(path), again = indexOf(path);
+  auto const one = indexOf(path), again = indexOf(path);
   EXPECT_EQ(one, again);
   writeFile(path, second.data(), second.size());
   EXPECT_NE(indexOf(path), one);

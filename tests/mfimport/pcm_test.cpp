@@ -10,7 +10,7 @@ using namespace mfimport;
 namespace {
 
 TEST(PcmWords, BigEndian_BecomeLittleEndian) {
-  const uint8_t in[] = {0x12, 0x34, 0x56, 0x78, 0x9A, 0xBC};
+  uint8_t const in[] = {0x12, 0x34, 0x56, 0x78, 0x9A, 0xBC};
   std::array<uint8_t, 6> out{};
   convertPcm(AV_CODEC_ID_PCM_S16BE, in, 3, out.data());
   EXPECT_EQ(out, (std::array<uint8_t, 6>{0x34, 0x12, 0x78, 0x56, 0xBC, 0x9A}));
@@ -21,7 +21,7 @@ TEST(PcmWords, BigEndian_BecomeLittleEndian) {
 }
 
 TEST(PcmWords, OfEightBits_BecomeTheUpperByte) {
-  const uint8_t in[] = {0x80, 0xFF, 0x00};
+  uint8_t const in[] = {0x80, 0xFF, 0x00};
   std::array<int16_t, 3> out{};
   convertPcm(AV_CODEC_ID_PCM_U8, in, 3, reinterpret_cast<uint8_t*>(out.data()));
   EXPECT_EQ(out, (std::array<int16_t, 3>{0, 0x7F00, -0x8000}));
@@ -30,7 +30,7 @@ TEST(PcmWords, OfEightBits_BecomeTheUpperByte) {
 }
 
 TEST(PcmWords, Doubles_BecomeFloats) {
-  const double value = -0.25;
+  double const value = -0.25;
   uint8_t in[8];
   std::memcpy(in, &value, 8);
   float out = 0;

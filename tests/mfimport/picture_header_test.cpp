@@ -8,7 +8,7 @@ using namespace mfimport;
 
 namespace {
 
-lav::CodecParameters parametersOf(AVCodecID codec, const std::vector<uint8_t>& extradata = {}) {
+lav::CodecParameters parametersOf(AVCodecID codec, std::vector<uint8_t> const& extradata = {}) {
   lav::CodecParameters parameters(avcodec_parameters_alloc());
   parameters->codec_type = AVMEDIA_TYPE_VIDEO;
   parameters->codec_id = codec;
@@ -36,17 +36,17 @@ std::vector<uint8_t> mainSequence(bool ranged, int mostBidirectional, bool inter
   return out.bytes();
 }
 
-PictureKind kindOf(const std::vector<uint8_t>& sequence, const char* code) {
-  const auto read = readVc1Sequence(sequence);
+PictureKind kindOf(std::vector<uint8_t> const& sequence, char const* code) {
+  auto const read = readVc1Sequence(sequence);
   if (!read) return PictureKind::unknown;
   BitWriter out;
-  for (const char* digit = code; *digit; ++digit) out.bits(*digit == '1' ? 1 : 0, 1);
+  for (char const* digit = code; *digit; ++digit) out.bits(*digit == '1' ? 1 : 0, 1);
   out.bits(0, 16);
   return readVc1Kind(*read, out.bytes());
 }
 
 TEST(Vc1Pictures, OfAdvancedProfile_ProgressiveTellTheirType) {
-  const auto sequence = advancedSequence(false);
+  auto const sequence = advancedSequence(false);
   EXPECT_EQ(kindOf(sequence, "0"), PictureKind::predicted);
   EXPECT_EQ(kindOf(sequence, "10"), PictureKind::bidirectional);
   EXPECT_EQ(kindOf(sequence, "110"), PictureKind::intra);
@@ -55,17 +55,17 @@ TEST(Vc1Pictures, OfAdvancedProfile_ProgressiveTellTheirType) {
 }
 
 TEST(Vc1Pictures, OfAdvancedProfile_InterlacedTellTheirTypeBehindTheCodingMode) {
-  const auto sequence = advancedSequence(true);
+  auto const sequence = advancedSequence(true);
   EXPECT_EQ(kindOf(sequence, "0110"), PictureKind::intra);  // progressive
   EXPECT_EQ(kindOf(sequence, "010"), PictureKind::bidirectional);
   EXPECT_EQ(kindOf(sequence, "100"), PictureKind::predicted);  // interlaced frame
   EXPECT_EQ(kindOf(sequence, "1010"), PictureKind::bidirectional);
-  const PictureKind fields[] = {PictureKind::intra,         PictureKind::predicted,
+  PictureKind const fields[] = {PictureKind::intra,         PictureKind::predicted,
                                 PictureKind::predicted,     PictureKind::predicted,
                                 PictureKind::bidirectional, PictureKind::bidirectional,
                                 PictureKind::bidirectional, PictureKind::bidirectional};
   for (int type = 0; type < 8; ++type) {
-    const std::string code =
+    std::string const code =
         std::string("11") + (type & 4 ? "1" : "0") + (type & 2 ? "1" : "0") + (type & 1 ? "1" : "0");
     EXPECT_EQ(kindOf(sequence, code.c_str()), fields[type]) << code;
   }
@@ -110,7 +110,7 @@ PictureHeader field(PictureHeaderReader& reader, uint8_t unit, uint32_t number, 
 TEST(H264Fields, OfOneFrame_HaveOppositeParityAndOneNumber) {
   PictureHeaderReader reader(*parametersOf(AV_CODEC_ID_H264, h264Sets()));
   constexpr uint8_t kReference = 0x61, kOther = 0x01, kIdr = 0x65;
-  const PictureHeader top = field(reader, kReference, 3, false);
+  PictureHeader const top = field(reader, kReference, 3, false);
   EXPECT_EQ(top.structure, PictureStructure::top);
   EXPECT_EQ(top.kind, PictureKind::predicted);
   EXPECT_TRUE(completesFrame(top, field(reader, kReference, 3, true)));
@@ -134,7 +134,7 @@ TEST(Mpeg4Pictures, ThatAreNotCoded_AreTold) {
       .bits(25, 16)
       .bits(1, 1);
   PictureHeaderReader reader(*parametersOf(AV_CODEC_ID_MPEG4, layer.bytes()));
-  for (const uint32_t coded : {0U, 1U}) {
+  for (uint32_t const coded : {0U, 1U}) {
     BitWriter out;
     out.start(0xB6).bits(1, 2).bits(2, 2).bits(1, 1).bits(7, 5).bits(1, 1).bits(coded, 1).bits(0, 16);
     EXPECT_EQ(reader.read(out.bytes())->coded, coded == 1);
@@ -143,12 +143,12 @@ TEST(Mpeg4Pictures, ThatAreNotCoded_AreTold) {
 }
 
 TEST(PictureHeaders, OfAnyBytes_AreReadWithoutLeavingThem) {
-  for (const AVCodecID codec : {AV_CODEC_ID_MPEG2VIDEO, AV_CODEC_ID_MPEG4, AV_CODEC_ID_H264, AV_CODEC_ID_HEVC,
+  for (AVCodecID const codec : {AV_CODEC_ID_MPEG2VIDEO, AV_CODEC_ID_MPEG4, AV_CODEC_ID_H264, AV_CODEC_ID_HEVC,
                                 AV_CODEC_ID_VC1, AV_CODEC_ID_WMV3}) {
     PictureHeaderReader reader(*parametersOf(codec));
     EXPECT_FALSE(reader.read({}).has_value());
     for (int code = 0; code < 256; ++code) {
-      const std::vector<uint8_t> bytes = {0, 0, 1, static_cast<uint8_t>(code)};
+      std::vector<uint8_t> const bytes = {0, 0, 1, static_cast<uint8_t>(code)};
       for (size_t size = 1; size <= bytes.size(); ++size) reader.read(std::span(bytes).first(size));
     }
   }

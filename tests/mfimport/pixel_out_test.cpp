@@ -13,24 +13,24 @@ using namespace mfimport;
 namespace {
 
 TEST(PackingRows, Yuyv_InterleavesAndRepeatsTheLastOfOddWidths) {
-  const uint8_t y[] = {1, 2, 3}, u[] = {10, 11}, v[] = {20, 21};
+  uint8_t const y[] = {1, 2, 3}, u[] = {10, 11}, v[] = {20, 21};
   std::array<uint8_t, 8> out{};
   packYuyvRow(y, u, v, 3, out.data());
   EXPECT_EQ(out, (std::array<uint8_t, 8>{1, 10, 2, 20, 3, 11, 3, 21}));
 }
 
 TEST(PackingRows, Y216_ShiftsToTheTop) {
-  const uint16_t y[] = {1, 1023}, u[] = {512}, v[] = {3};
+  uint16_t const y[] = {1, 1023}, u[] = {512}, v[] = {3};
   std::array<uint16_t, 4> out{};
   packY216Row(y, u, v, 2, 6, out.data());
   EXPECT_EQ(out, (std::array<uint16_t, 4>{64, 512 << 6, 1023 << 6, 192}));
-  const uint8_t y8[] = {1, 255}, u8[] = {128}, v8[] = {3};
+  uint8_t const y8[] = {1, 255}, u8[] = {128}, v8[] = {3};
   packY216Row(y8, u8, v8, 2, out.data());
   EXPECT_EQ(out, (std::array<uint16_t, 4>{256, 0x8000, 0xFF00, 768}));
 }
 
 TEST(PackingRows, Words_AreShifted) {
-  const uint16_t in[] = {0, 1, 4095};
+  uint16_t const in[] = {0, 1, 4095};
   std::array<uint16_t, 3> out{};
   shiftRow(in, 3, 4, out.data());
   EXPECT_EQ(out, (std::array<uint16_t, 3>{0, 16, 65520}));
@@ -43,14 +43,14 @@ lav::Frame picture(AVPixelFormat format, int width, int height) {
   frame->height = height;
   EXPECT_GE(av_frame_get_buffer(frame.get(), 0), 0);
   for (int p = 0; p < 3; ++p) {
-    const int rows = p == 0 ? height : AV_CEIL_RSHIFT(height, av_pix_fmt_desc_get(format)->log2_chroma_h);
+    int const rows = p == 0 ? height : AV_CEIL_RSHIFT(height, av_pix_fmt_desc_get(format)->log2_chroma_h);
     for (int i = 0; i < rows * frame->linesize[p]; ++i) frame->data[p][i] = static_cast<uint8_t>(i * 7 + p);
   }
   return frame;
 }
 
 TEST(PixelWriting, OddSizes_CopyEveryChromaSample) {
-  const lav::Frame frame = picture(AV_PIX_FMT_YUV420P, 17, 19);
+  lav::Frame const frame = picture(AV_PIX_FMT_YUV420P, 17, 19);
   std::vector<uint8_t> planes[3] = {std::vector<uint8_t>(17 * 19), std::vector<uint8_t>(9 * 10),
                                     std::vector<uint8_t>(9 * 10)};
   PictureTarget target{{planes[0].data(), planes[1].data(), planes[2].data(), nullptr}, {17, 9, 9, 0}};
@@ -64,13 +64,13 @@ TEST(PixelWriting, OddSizes_CopyEveryChromaSample) {
 
 TEST(PixelWriting, EveryDecodedLayoutToEveryFormat_HasAConversion) {
   std::vector<uint8_t> planes(4 * 64 * 64 * 8);
-  for (const AVPixelFormat from :
+  for (AVPixelFormat const from :
        {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUVJ420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV411P, AV_PIX_FMT_YUV444P,
         AV_PIX_FMT_YUV420P10, AV_PIX_FMT_YUV422P10, AV_PIX_FMT_YUV444P10, AV_PIX_FMT_YUV420P12,
         AV_PIX_FMT_GBRP}) {
-    const lav::Frame frame = picture(from, 64, 48);
-    for (const char* format : {"I420", "YUYV", "BGR4", "Y216", "W016"}) {
-      const bool planar = format[0] == 'I' || format[0] == 'W';
+    lav::Frame const frame = picture(from, 64, 48);
+    for (char const* format : {"I420", "YUYV", "BGR4", "Y216", "W016"}) {
+      bool const planar = format[0] == 'I' || format[0] == 'W';
       PictureTarget target{
           {planes.data(), planes.data() + 64 * 64 * 8, planes.data() + 2 * 64 * 64 * 8, nullptr},
           {512, planar ? 512 : 0, planar ? 512 : 0, 0}};
@@ -85,9 +85,9 @@ TEST(PixelWriting, EveryDecodedLayoutToEveryFormat_HasAConversion) {
 
 // ITU-R BT.601 and BT.709 differ most in red.
 TEST(PixelWriting, OfPicturesWithoutAMatrix_FollowsTheirHeight) {
-  const auto redOf = [](int height) {
-    const lav::Frame frame = picture(AV_PIX_FMT_YUV444P, 16, height);
-    const uint8_t values[] = {120, 100, 180};
+  auto const redOf = [](int height) {
+    lav::Frame const frame = picture(AV_PIX_FMT_YUV444P, 16, height);
+    uint8_t const values[] = {120, 100, 180};
     for (int p = 0; p < 3; ++p) std::fill_n(frame->data[p], frame->linesize[p] * height, values[p]);
     std::vector<uint8_t> rows(static_cast<size_t>(64 * height));
     PixelWriter writer;
@@ -95,12 +95,12 @@ TEST(PixelWriting, OfPicturesWithoutAMatrix_FollowsTheirHeight) {
     EXPECT_TRUE(writer.write(*frame, mpegFourcc("BGR4"), {{rows.data()}, {64}}, error)) << error;
     return rows[rows.size() / 2 + 2];
   };
-  for (const int height : {480, 512, 576, 608, 718}) EXPECT_NEAR(redOf(height), 204, 2) << height;
-  for (const int height : {720, 1080}) EXPECT_NEAR(redOf(height), 214, 2) << height;
+  for (int const height : {480, 512, 576, 608, 718}) EXPECT_NEAR(redOf(height), 204, 2) << height;
+  for (int const height : {720, 1080}) EXPECT_NEAR(redOf(height), 214, 2) << height;
 }
 
 TEST(PixelWriting, TargetsThatDoNotFit_AreRefused) {
-  const lav::Frame frame = picture(AV_PIX_FMT_YUV422P10, 64, 48);
+  lav::Frame const frame = picture(AV_PIX_FMT_YUV422P10, 64, 48);
   std::vector<uint8_t> plane(64 * 48 * 4 + 1, 0xEE);
   PixelWriter writer;
   std::string error;

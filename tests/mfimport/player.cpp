@@ -15,21 +15,21 @@ namespace {
 std::atomic<int64_t> blocks{0};
 std::mutex messageMutex;
 
-void keep(const char* format, va_list arguments) {
+void keep(char const* format, va_list arguments) {
   char text[1024];
   std::vsnprintf(text, sizeof text, format, arguments);
-  const std::lock_guard lock(messageMutex);
+  std::lock_guard const lock(messageMutex);
   printedMessages().push_back(text);
 }
 
-void print(const char* format, ...) {
+void print(char const* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   keep(format, arguments);
   va_end(arguments);
 }
 
-void printProgress(int, const char* format, ...) {
+void printProgress(int, char const* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   keep(format, arguments);
@@ -53,16 +53,16 @@ std::vector<std::string>& printedMessages() {
   return messages;
 }
 
-bool wasPrinted(const std::string& part) {
-  const auto& all = printedMessages();
+bool wasPrinted(std::string const& part) {
+  auto const& all = printedMessages();
   return std::any_of(all.begin(), all.end(),
-                     [&](const auto& text) { return text.find(part) != std::string::npos; });
+                     [&](auto const& text) { return text.find(part) != std::string::npos; });
 }
 
 int64_t blocksInUse() { return blocks; }
 
-void* testResources(const char* name) {
-  const std::string wanted = name;
+void* testResources(char const* name) {
+  std::string const wanted = name;
   if (wanted == "malloc") return reinterpret_cast<void*>(&allocate);
   if (wanted == "free") return reinterpret_cast<void*>(&release);
   if (wanted == "prg_printf") return reinterpret_cast<void*>(&printProgress);
@@ -72,7 +72,7 @@ void* testResources(const char* name) {
 }
 
 Player::Player() : instance_(mpegInNew(testResources, 0)) {
-  const std::lock_guard lock(messageMutex);
+  std::lock_guard const lock(messageMutex);
   printedMessages().clear();
 }
 
@@ -81,24 +81,24 @@ Player::~Player() {
   mpegInFree(instance_);
 }
 
-int Player::parse(const std::string& path) {
+int Player::parse(std::string const& path) {
   instance_->fileName = path.c_str();
-  const int result = mpegInGetInfo(instance_);
+  int const result = mpegInGetInfo(instance_);
   instance_->fileName = nullptr;
   return result;
 }
 
-int Player::openVideo(const std::string& path, const char (&fourcc)[5], int number) {
+int Player::openVideo(std::string const& path, char const (&fourcc)[5], int number) {
   instance_->set.videoStream = number;
   instance_->video.fourcc = mpegFourcc(fourcc);
-  const int result = mpegInOpen(instance_, path.c_str());
+  int const result = mpegInOpen(instance_, path.c_str());
   if (result != 0) return result;
-  const int width = instance_->video.width, height = instance_->video.height;
-  const int halfWidth = (width + 1) / 2, halfHeight = (height + 1) / 2;
-  const std::string format = fourcc;
-  const int bytes = format == "W016" ? 2 : 1;
+  int const width = instance_->video.width, height = instance_->video.height;
+  int const halfWidth = (width + 1) / 2, halfHeight = (height + 1) / 2;
+  std::string const format = fourcc;
+  int const bytes = format == "W016" ? 2 : 1;
   if (format == "I420" || format == "W016") {
-    const int sizes[] = {width * height * bytes, halfWidth * halfHeight * bytes,
+    int const sizes[] = {width * height * bytes, halfWidth * halfHeight * bytes,
                          halfWidth * halfHeight * bytes};
     target_.assign(static_cast<size_t>(sizes[0] + sizes[1] + sizes[2]), 0);
     uint8_t* at = target_.data();
@@ -109,14 +109,14 @@ int Player::openVideo(const std::string& path, const char (&fourcc)[5], int numb
     }
     return 0;
   }
-  const int stride = format == "YUYV" ? 4 * halfWidth : format == "Y216" ? 8 * halfWidth : 4 * width;
+  int const stride = format == "YUYV" ? 4 * halfWidth : format == "Y216" ? 8 * halfWidth : 4 * width;
   target_.assign(static_cast<size_t>(stride) * static_cast<size_t>(height), 0);
   instance_->target.plane[0] = target_.data();
   instance_->target.stride[0] = stride;
   return 0;
 }
 
-int Player::openAudio(const std::string& path, MpegAudioFormat format, int number) {
+int Player::openAudio(std::string const& path, MpegAudioFormat format, int number) {
   std::fill(std::begin(instance_->set.audioStream), std::end(instance_->set.audioStream), 0);
   instance_->set.audioStream[format] = number;
   return mpegInOpen(instance_, path.c_str());
@@ -129,10 +129,10 @@ MpegDecodeStats Player::stats() {
 }
 
 std::vector<uint8_t> Player::readAll(int block) {
-  const auto bytes = static_cast<size_t>(instance_->audio.blockAlign);
+  auto const bytes = static_cast<size_t>(instance_->audio.blockAlign);
   std::vector<uint8_t> all, part(static_cast<size_t>(block) * bytes);
   for (;;) {
-    const int got = mpegInGetNextSample(instance_, part.data(), block);
+    int const got = mpegInGetNextSample(instance_, part.data(), block);
     if (got <= 0) {
       EXPECT_EQ(got, 0);
       return all;

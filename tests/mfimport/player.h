@@ -10,10 +10,10 @@
 
 // Messages of all instances of this test program, newest last.
 std::vector<std::string>& printedMessages();
-bool wasPrinted(const std::string& part);
+bool wasPrinted(std::string const& part);
 
 // Callbacks as a host hands them out.
-void* testResources(const char* name);
+void* testResources(char const* name);
 // Blocks that the library allocated through them and has not released.
 int64_t blocksInUse();
 
@@ -21,21 +21,21 @@ class Player {
  public:
   Player();
   ~Player();
-  Player(const Player&) = delete;
-  Player& operator=(const Player&) = delete;
+  Player(Player const&) = delete;
+  Player& operator=(Player const&) = delete;
 
   MpegIn* operator->() { return instance_; }
   MpegIn* get() { return instance_; }
 
-  int parse(const std::string& path);
+  int parse(std::string const& path);
   // Selects video stream `number` (1-based) and provides a target in `fourcc`.
-  int openVideo(const std::string& path, const char (&fourcc)[5] = "I420", int number = 1);
-  int openAudio(const std::string& path, MpegAudioFormat format, int number = 1);
+  int openVideo(std::string const& path, char const (&fourcc)[5] = "I420", int number = 1);
+  int openAudio(std::string const& path, MpegAudioFormat format, int number = 1);
 
   int seek(int frame) { return mpegInSeekFrame(instance_, frame); }
   int next() { return mpegInGetNextFrame(instance_); }
   // The target's bytes, rows without padding, plane after plane.
-  const std::vector<uint8_t>& picture() const { return target_; }
+  std::vector<uint8_t> const& picture() const { return target_; }
   std::vector<uint8_t>& target() { return target_; }
   MpegDecodeStats stats();
 

@@ -11,13 +11,13 @@
 namespace {
 
 struct Kind {
-  const char* name;
-  const char* coding;  // of 4 s of pictures and sound, for the ffmpeg program
+  char const* name;
+  char const* coding;  // of 4 s of pictures and sound, for the ffmpeg program
   bool sound;
 };
 
-const std::vector<Kind>& kinds() {
-  static const std::vector<Kind> all = {
+std::vector<Kind> const& kinds() {
+  static std::vector<Kind> const all = {
       {"film.ts", "-c:v mpeg2video -b:v 3M -g 12 -bf 2 -c:a mp2", true},
       {"h264.ts", "-c:v libx264 -preset ultrafast -pix_fmt yuv420p -c:a ac3", true},
       {"film.m2ts", "-c:v libx264 -preset ultrafast -pix_fmt yuv420p -c:a ac3 -f mpegts -mpegts_m2ts_mode 1",
@@ -41,7 +41,7 @@ const std::vector<Kind>& kinds() {
   return all;
 }
 
-std::string fileOf(const Kind& kind) {
+std::string fileOf(Kind const& kind) {
   std::string arguments = "-f lavfi -i testsrc2=s=320x240:r=25:d=4 ";
   if (kind.sound) arguments += "-f lavfi -i sine=f=440:r=48000:d=4 ";
   return clip(kind.name, arguments + kind.coding + " {out}");
@@ -53,7 +53,7 @@ struct Found {
   int64_t samples = 0;
 };
 
-Found parse(const std::string& path, CountingHost& host) {
+Found parse(std::string const& path, CountingHost& host) {
   Player player;
   host.install(player.get(), path);
   Found found;
@@ -66,17 +66,17 @@ Found parse(const std::string& path, CountingHost& host) {
 class ReadError : public testing::TestWithParam<size_t> {};
 
 TEST_P(ReadError, WhileParsing_FailsTheOpening_OrWasNoneOfItsReads) {
-  const std::string path = fileOf(kinds()[GetParam()]);
-  const auto size = static_cast<double>(fileBytes(path).size());
+  std::string const path = fileOf(kinds()[GetParam()]);
+  auto const size = static_cast<double>(fileBytes(path).size());
   CountingHost healthy;
-  const Found whole = parse(path, healthy);
+  Found const whole = parse(path, healthy);
   ASSERT_EQ(whole.result, kMpegOk);
   ASSERT_GT(whole.pictures, 90);
-  for (const double part : {0.02, 0.3, 0.6, 0.95, 0.999}) {
+  for (double const part : {0.02, 0.3, 0.6, 0.95, 0.999}) {
     SCOPED_TRACE(part);
     CountingHost host;
     host.failFrom = static_cast<int64_t>(size * part);
-    const Found found = parse(path, host);
+    Found const found = parse(path, host);
     EXPECT_EQ(host.opened, host.closed);
     if (host.failed == 0) {
       EXPECT_EQ(found.result, kMpegOk);
@@ -91,10 +91,10 @@ TEST_P(ReadError, WhileParsing_FailsTheOpening_OrWasNoneOfItsReads) {
 
 // One read in the middle that fails and would work the next time.
 TEST_P(ReadError, ThatPasses_FailsTheOpeningToo) {
-  const std::string path = fileOf(kinds()[GetParam()]);
+  std::string const path = fileOf(kinds()[GetParam()]);
   CountingHost healthy;
   ASSERT_EQ(parse(path, healthy).result, kMpegOk);
-  for (const double part : {0.3, 0.6, 0.9}) {
+  for (double const part : {0.3, 0.6, 0.9}) {
     SCOPED_TRACE(part);
     CountingHost host;
     host.failAtRead = static_cast<int64_t>(static_cast<double>(healthy.reads) * part);
@@ -104,7 +104,7 @@ TEST_P(ReadError, ThatPasses_FailsTheOpeningToo) {
   }
 }
 
-std::string nameOf(const testing::TestParamInfo<size_t>& info) {
+std::string nameOf(testing::TestParamInfo<size_t> const& info) {
   std::string name = kinds()[info.param].name;
   for (char& letter : name)
     if (!std::isalnum(static_cast<unsigned char>(letter))) letter = '_';
@@ -114,16 +114,16 @@ std::string nameOf(const testing::TestParamInfo<size_t>& info) {
 INSTANTIATE_TEST_SUITE_P(Containers, ReadError, testing::Range<size_t>(0, kinds().size()), nameOf);
 
 TEST(ReadErrors, FileThatSimplyEnds_OpensWithWhatItHas) {
-  for (const size_t kind : {size_t{0}, size_t{3}, size_t{9}}) {
-    const std::string path = fileOf(kinds()[kind]);
+  for (size_t const kind : {size_t{0}, size_t{3}, size_t{9}}) {
+    std::string const path = fileOf(kinds()[kind]);
     SCOPED_TRACE(path);
     CountingHost healthy;
-    const Found whole = parse(path, healthy);
-    const std::vector<uint8_t> bytes = fileBytes(path);
-    const std::string cut = scratch(std::string("ends_") + kinds()[kind].name);
+    Found const whole = parse(path, healthy);
+    std::vector<uint8_t> const bytes = fileBytes(path);
+    std::string const cut = scratch(std::string("ends_") + kinds()[kind].name);
     writeFile(cut, bytes.data(), bytes.size() * 6 / 10);
     CountingHost host;
-    const Found found = parse(cut, host);
+    Found const found = parse(cut, host);
     EXPECT_EQ(found.result, kMpegOk);
     EXPECT_GT(found.pictures, whole.pictures / 2);
     EXPECT_LT(found.pictures, whole.pictures);
@@ -132,9 +132,9 @@ TEST(ReadErrors, FileThatSimplyEnds_OpensWithWhatItHas) {
 
 // A host that says more bytes than there are: its reads end, they do not fail.
 TEST(ReadErrors, ReadsThatEndBeforeTheSize_OpenWithWhatThereIs) {
-  const std::string path = fileOf(kinds().front());
+  std::string const path = fileOf(kinds().front());
   CountingHost healthy;
-  const Found whole = parse(path, healthy);
+  Found const whole = parse(path, healthy);
   Player player;
   CountingHost host;
   host.install(player.get(), path);
@@ -144,8 +144,8 @@ TEST(ReadErrors, ReadsThatEndBeforeTheSize_OpenWithWhatThereIs) {
 }
 
 TEST(ReadErrors, InAClipOfATakeList_FailTheOpening) {
-  const std::string path = fileOf(kinds()[8]);
-  const std::string list = scratch("failing.mzl");
+  std::string const path = fileOf(kinds()[8]);
+  std::string const list = scratch("failing.mzl");
   writeFile(list, "XMP4\n" + path + ";" + std::to_string(fileBytes(path).size()) + "\n");
   CountingHost healthy;
   ASSERT_EQ(parse(list, healthy).result, kMpegOk);
@@ -156,12 +156,12 @@ TEST(ReadErrors, InAClipOfATakeList_FailTheOpening) {
 }
 
 TEST(OpeningTwice, InformationAndThenOpening_ReadTheFileOnce) {
-  const std::string path = fileOf(kinds().front());
+  std::string const path = fileOf(kinds().front());
   CountingHost host;
   Player player;
   host.install(player.get(), path);
   ASSERT_EQ(player.parse(path), kMpegOk);
-  const int64_t parsed = host.bytes;
+  int64_t const parsed = host.bytes;
   ASSERT_GE(parsed, static_cast<int64_t>(fileBytes(path).size()));
   ASSERT_EQ(mpegInOpen(player.get(), path.c_str()), kMpegOk);
   EXPECT_LT(host.bytes - parsed, 1024);

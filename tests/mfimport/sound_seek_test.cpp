@@ -14,12 +14,12 @@
 namespace {
 
 struct Kind {
-  const char* name;
+  char const* name;
   int seconds, rate;
-  const char* coding;  // for the ffmpeg program
+  char const* coding;  // for the ffmpeg program
   MpegAudioFormat format;
-  const char* decoder;  // options before its input when it makes the reference
-  const char* words;    // of the reference
+  char const* decoder;  // options before its input when it makes the reference
+  char const* words;    // of the reference
 };
 
 // Tones that rise, beside noise that comes and goes: something for predictors, coupling and substituted
@@ -30,8 +30,8 @@ constexpr char kSignal[] =
 
 constexpr char kReplicated[] = "replicated.aac";
 
-const std::vector<Kind>& kinds() {
-  static const std::vector<Kind> all = {
+std::vector<Kind> const& kinds() {
+  static std::vector<Kind> const all = {
       {"layer2.mp2", 20, 48000, "-c:a mp2 -b:a 128k", kAudioMpegAac, "-c:a mp2float", "s16le"},
       {"layer2.ts", 20, 48000, "-c:a mp2 -b:a 192k", kAudioMpegAac, "-c:a mp2float", "s16le"},
       {"layer3.mp3", 20, 48000, "-c:a libmp3lame -b:a 64k", kAudioMpegAac, "", "s16le"},
@@ -58,10 +58,10 @@ const std::vector<Kind>& kinds() {
 }
 
 // No free encoder replicates bands.
-std::string replicated(const Kind& kind) {
-  const std::string path = scratch(kind.name);
+std::string replicated(Kind const& kind) {
+  std::string const path = scratch(kind.name);
   if (fileBytes(path).empty()) {
-    const std::string plain =
+    std::string const plain =
         clip("sound_core.aac", kSignal + std::to_string(kind.rate) + ":d=" + std::to_string(kind.seconds) +
                                    " -c:a aac -aac_pns 0 -b:a 64k {out}");
     linesOf(std::string("python3 -B " KY_SAMPLES_DIR "/aac_sbr.py ") + plain + " " + path + " 10");
@@ -69,7 +69,7 @@ std::string replicated(const Kind& kind) {
   return path;
 }
 
-std::string fileOf(const Kind& kind) {
+std::string fileOf(Kind const& kind) {
   if (kind.name == kReplicated) return replicated(kind);
   return clip(std::string("sound_") + kind.name, kSignal + std::to_string(kind.rate) +
                                                      ":d=" + std::to_string(kind.seconds) + " " +
@@ -77,22 +77,22 @@ std::string fileOf(const Kind& kind) {
 }
 
 // The first byte that differs, -1 when there is none.
-int64_t firstDifference(const uint8_t* a, const uint8_t* b, size_t size) {
-  const auto [at, other] = std::mismatch(a, a + size, b);
+int64_t firstDifference(uint8_t const* a, uint8_t const* b, size_t size) {
+  auto const [at, other] = std::mismatch(a, a + size, b);
   return at == a + size ? -1 : at - a;
 }
 
-void expectSeeksToEqualLinearReading(Player& player, const std::vector<uint8_t>& linear, unsigned seed,
+void expectSeeksToEqualLinearReading(Player& player, std::vector<uint8_t> const& linear, unsigned seed,
                                      int seeks = 200) {
   constexpr int kRead = 4000;  // more than a packet of any of these
-  const auto align = static_cast<size_t>(player->audio.blockAlign);
+  auto const align = static_cast<size_t>(player->audio.blockAlign);
   std::mt19937 random(seed);
   std::vector<uint8_t> part(kRead * align);
   int wrong = 0;
   int64_t firstWrong = -1;
   for (int i = 0; i < seeks; ++i) {
-    const auto sample = static_cast<int64_t>(random() % static_cast<uint64_t>(player->audio.samples));
-    const auto count = static_cast<int>(std::min<int64_t>(kRead, player->audio.samples - sample));
+    auto const sample = static_cast<int64_t>(random() % static_cast<uint64_t>(player->audio.samples));
+    auto const count = static_cast<int>(std::min<int64_t>(kRead, player->audio.samples - sample));
     ASSERT_EQ(player.seekSample(sample), 0);
     ASSERT_EQ(mpegInGetNextSample(player.get(), part.data(), count), count) << sample;
     if (std::memcmp(part.data(), linear.data() + static_cast<size_t>(sample) * align,
@@ -107,32 +107,32 @@ void expectSeeksToEqualLinearReading(Player& player, const std::vector<uint8_t>&
 class LossySound : public testing::TestWithParam<size_t> {};
 
 TEST_P(LossySound, InLinearReading_IsThatOfTheIndependentDecode) {
-  const Kind& kind = kinds()[GetParam()];
-  const std::string path = fileOf(kind);
+  Kind const& kind = kinds()[GetParam()];
+  std::string const path = fileOf(kind);
   Player player;
   ASSERT_EQ(player.openAudio(path, kind.format), 0);
-  const std::vector<uint8_t> linear = player.readAll(4096);
+  std::vector<uint8_t> const linear = player.readAll(4096);
   ASSERT_EQ(linear.size(), static_cast<size_t>(player->audio.samples * player->audio.blockAlign));
-  const std::vector<uint8_t> reference =
+  std::vector<uint8_t> const reference =
       decodedByFfmpeg(path, std::string("-map 0:a -f ") + kind.words, kind.decoder);
   // The first block of WMA carries no sound; libavcodec left alone drops the second as well.
-  const size_t silent = kind.format == kAudioWma ? 2048 * static_cast<size_t>(player->audio.blockAlign) : 0;
+  size_t const silent = kind.format == kAudioWma ? 2048 * static_cast<size_t>(player->audio.blockAlign) : 0;
   ASSERT_GT(reference.size(), silent);
   // The end is not trimmed alike for every container.
-  const size_t common = std::min(linear.size(), reference.size() - silent);
+  size_t const common = std::min(linear.size(), reference.size() - silent);
   ASSERT_GT(common, linear.size() * 9 / 10);
   EXPECT_EQ(firstDifference(linear.data(), reference.data() + silent, common), -1);
 }
 
 TEST_P(LossySound, After200RandomSeeks_IsThatOfLinearReading) {
-  const Kind& kind = kinds()[GetParam()];
+  Kind const& kind = kinds()[GetParam()];
   Player player;
   ASSERT_EQ(player.openAudio(fileOf(kind), kind.format), 0);
-  const std::vector<uint8_t> linear = player.readAll(4096);
+  std::vector<uint8_t> const linear = player.readAll(4096);
   expectSeeksToEqualLinearReading(player, linear, 5);
 }
 
-std::string nameOf(const testing::TestParamInfo<size_t>& info) {
+std::string nameOf(testing::TestParamInfo<size_t> const& info) {
   std::string name = kinds()[info.param].name;
   for (char& letter : name)
     if (!std::isalnum(static_cast<unsigned char>(letter))) letter = '_';
@@ -159,15 +159,15 @@ TEST_F(LongNoise, IsExactAfterSeeksInEveryRun) {
   Player player;
   ASSERT_EQ(player.openAudio(path(), kAudioMpegAac), 0);
   ASSERT_GT(player->audio.samples, kRunSeconds * kRate);
-  const std::vector<uint8_t> linear = player.readAll(4096);
+  std::vector<uint8_t> const linear = player.readAll(4096);
   expectSeeksToEqualLinearReading(player, linear, 9);
 }
 
 TEST_F(LongNoise, IsThatOfTheIndependentDecodeInTheFirstRun_AndAsLoudBehindIt) {
   Player player;
   ASSERT_EQ(player.openAudio(path(), kAudioMpegAac), 0);
-  const std::vector<uint8_t> linear = player.readAll(4096);
-  const std::vector<uint8_t> reference = decodedByFfmpeg(path(), "-map 0:a -f s16le");
+  std::vector<uint8_t> const linear = player.readAll(4096);
+  std::vector<uint8_t> const reference = decodedByFfmpeg(path(), "-map 0:a -f s16le");
   ASSERT_EQ(linear.size(), reference.size());
   EXPECT_EQ(firstDifference(linear.data(), reference.data(), kRunSeconds * kRate * 4), -1);
   int largest = 0;
@@ -186,27 +186,27 @@ std::vector<uint8_t> dvdBytes() {
                                              "48000:d=20 -c:v mpeg2video -c:a ac3 -b:a 192k -f vob {out}"));
 }
 
-void expectExactSeeks(const std::string& name, const std::vector<uint8_t>& bytes) {
+void expectExactSeeks(std::string const& name, std::vector<uint8_t> const& bytes) {
   SCOPED_TRACE(name);
-  const std::string path = scratch(name);
+  std::string const path = scratch(name);
   writeFile(path, bytes.data(), bytes.size());
   Player player;
   ASSERT_EQ(player.openAudio(path, kAudioDolby), 0);
-  const std::vector<uint8_t> linear = player.readAll(4096);
+  std::vector<uint8_t> const linear = player.readAll(4096);
   ASSERT_EQ(linear.size(), static_cast<size_t>(player->audio.samples * player->audio.blockAlign));
   expectSeeksToEqualLinearReading(player, linear, 7, 600);
 }
 
 TEST(DamagedSound, OfDvdWithPartsCutOut_IsExactAfterSeeks) {
   constexpr size_t kPack = 2048;
-  const std::vector<uint8_t> whole = dvdBytes();
-  const size_t packs = whole.size() / kPack;
+  std::vector<uint8_t> const whole = dvdBytes();
+  size_t const packs = whole.size() / kPack;
   std::mt19937 random(1);
   for (int round = 0; round < 6; ++round) {
     std::vector<uint8_t> bytes = whole;
     // From the end, so that the places before stay what they are.
     for (size_t part = 8; part-- > 1;) {
-      const auto at = static_cast<std::ptrdiff_t>((packs * part / 8 + random() % 20) * kPack);
+      auto const at = static_cast<std::ptrdiff_t>((packs * part / 8 + random() % 20) * kPack);
       bytes.erase(bytes.begin() + at,
                   bytes.begin() + at + static_cast<std::ptrdiff_t>((random() % 9 + 1) * kPack));
     }
@@ -224,12 +224,12 @@ TEST(DamagedSound, OfDvdWithBytesThatChanged_IsExactAfterSeeks) {
 // Frames in a row that hold nothing right: what the decoder makes of them comes from the last whole one.
 TEST(DamagedSound, OfManyDolbyFramesInARow_IsExactAfterSeeks) {
   std::vector<uint8_t> bytes =
-      fileBytes(fileOf(*std::find_if(kinds().begin(), kinds().end(), [](const Kind& kind) {
+      fileBytes(fileOf(*std::find_if(kinds().begin(), kinds().end(), [](Kind const& kind) {
         return std::string(kind.name) == "dolby.ac3";
       })));
   constexpr size_t kFrame = 768;  // 192 kbit/s at 48 kHz
   std::mt19937 random(3);
-  for (const size_t first : {50, 200, 400, 600})
+  for (size_t const first : {50, 200, 400, 600})
     for (size_t frame = first; frame < first + 12; ++frame)
       for (size_t at = 7; at < kFrame; ++at) bytes[frame * kFrame + at] = static_cast<uint8_t>(random());
   expectExactSeeks("runs.ac3", bytes);

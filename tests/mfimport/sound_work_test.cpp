@@ -12,15 +12,15 @@ namespace {
 
 class Sound {
  public:
-  explicit Sound(const std::string& path) {
+  explicit Sound(std::string const& path) {
     int result = 0;
     std::string error;
     index_ = acquireMediaIndex({}, path, 0, HostCallbacks(nullptr), result, error);
     EXPECT_TRUE(index_) << error;
     if (!index_) return;
-    for (const StreamIndex& stream : index_->streams)
+    for (StreamIndex const& stream : index_->streams)
       if (stream.type() == AVMEDIA_TYPE_AUDIO) stream_ = &stream;
-    const SampleLayout layout = naturalLayout(*stream_->parameters);
+    SampleLayout const layout = naturalLayout(*stream_->parameters);
     frameBytes_ = static_cast<size_t>(layout.bytes() * stream_->parameters->ch_layout.nb_channels);
     source_ = openDecodedSamples(*index_, *stream_, layout, {}, HostCallbacks(nullptr), error);
     EXPECT_TRUE(source_) << error;
@@ -32,11 +32,11 @@ class Sound {
 
   // Work of one seek and the reading of a sample there.
   SampleStats seek(int64_t sample) {
-    const SampleStats before = stats();
+    SampleStats const before = stats();
     source_->seek(sample);
     std::vector<uint8_t> out(frameBytes_);
     EXPECT_EQ(source_->read(out.data(), 1), 1);
-    const SampleStats after = stats();
+    SampleStats const after = stats();
     return {after.beginnings - before.beginnings, after.decoded - before.decoded,
             after.examined - before.examined};
   }
@@ -50,8 +50,8 @@ class Sound {
   }
 
  private:
-  std::shared_ptr<const MediaIndex> index_;
-  const StreamIndex* stream_ = nullptr;
+  std::shared_ptr<MediaIndex const> index_;
+  StreamIndex const* stream_ = nullptr;
   size_t frameBytes_ = 0;
   std::unique_ptr<SampleSource> source_;
 };
@@ -64,7 +64,7 @@ Most mostOfSeeks(Sound& sound, int seeks) {
   std::mt19937 random(4);
   Most most;
   for (int i = 0; i < seeks; ++i) {
-    const SampleStats work =
+    SampleStats const work =
         sound.seek(static_cast<int64_t>(random() % static_cast<uint64_t>(sound.samples())));
     most.beginnings = std::max(most.beginnings, work.beginnings);
     most.decoded = std::max(most.decoded, work.decoded);
@@ -74,7 +74,7 @@ Most mostOfSeeks(Sound& sound, int seeks) {
 }
 
 std::string dvdSound(int seconds) {
-  const std::string length = std::to_string(seconds);
+  std::string const length = std::to_string(seconds);
   return clip("lpcm_" + length + ".vob", "-f lavfi -i testsrc2=s=64x64:r=25:d=" + length +
                                              " -f lavfi -i sine=r=48000:d=" + length +
                                              " -c:v mpeg2video -c:a pcm_dvd -ac 2 -f vob {out}");
@@ -95,11 +95,11 @@ TEST(SoundWork, OfReadingDvdLpcmFromEndToEnd_GrowsAsItsLength) {
 constexpr char kTones[] = "-f lavfi -i aevalsrc=exprs='0.3*sin(2*PI*t*(300+50*t))':s=48000:d=";
 
 TEST(SoundWork, OfASeekInPlainStreams_IsAFewPackets) {
-  for (const auto& [name, coding] : {std::pair{"work.ac3", "-c:a ac3"}, std::pair{"work.mp2", "-c:a mp2"},
+  for (auto const& [name, coding] : {std::pair{"work.ac3", "-c:a ac3"}, std::pair{"work.mp2", "-c:a mp2"},
                                      std::pair{"work.dts", "-c:a dca -b:a 768k -strict -2"}}) {
     SCOPED_TRACE(name);
     Sound sound(clip(name, std::string(kTones) + "20 " + coding + " {out}"));
-    const Most most = mostOfSeeks(sound, 100);
+    Most const most = mostOfSeeks(sound, 100);
     EXPECT_EQ(most.beginnings, 1);
     EXPECT_LE(most.decoded, 3);
     EXPECT_EQ(most.examined, 0);
@@ -114,7 +114,7 @@ TEST(SoundWork, OfASeekInLayer3_IsAsFarAsTheReservoirReaches) {
 TEST(SoundWork, OfASeekInPredictedDts_IsBounded) {
   Sound sound(
       clip("work_adpcm.dts", std::string(kTones) + "15 -c:a dca -b:a 768k -dca_adpcm 1 -strict -2 {out}"));
-  const Most most = mostOfSeeks(sound, 100);
+  Most const most = mostOfSeeks(sound, 100);
   EXPECT_GT(most.decoded, 4) << "this stream predicts nothing, so it shows nothing";
   EXPECT_LE(most.beginnings, 2);
   EXPECT_LE(most.decoded, 1024 + 8);
@@ -122,9 +122,9 @@ TEST(SoundWork, OfASeekInPredictedDts_IsBounded) {
 
 TEST(SoundWork, OfASeekInAac_IsARunAtMost) {
   Sound sound(clip("work.m4a", "-f lavfi -i anoisesrc=d=500:r=16000:a=0.01:seed=7 -c:a aac -b:a 16k {out}"));
-  const int64_t run = 120 * 16000 / 1024 + 16, preroll = 256;
+  int64_t const run = 120 * 16000 / 1024 + 16, preroll = 256;
   ASSERT_GT(sound.packets(), 3 * run);
-  const Most most = mostOfSeeks(sound, 40);
+  Most const most = mostOfSeeks(sound, 40);
   EXPECT_LE(most.beginnings, 1);
   EXPECT_LE(most.decoded, run + preroll + 1);
 }

@@ -23,7 +23,7 @@ constexpr PictureColours kSd{6, false};
 // A picture in memory of its own, with padding behind every row and around every plane.
 class Canvas {
  public:
-  Canvas(const char* format, int width, int height, unsigned seed)
+  Canvas(char const* format, int width, int height, unsigned seed)
       : format_(format), width_(width), height_(height) {
     std::mt19937 random(seed);
     for (int p = 0; p < planes(); ++p) {
@@ -51,22 +51,22 @@ class Canvas {
 
   // Component c (Y, Cb, Cr or B, G, R) of pixel or chroma sample (x, y).
   double get(int c, int x, int y) const {
-    const auto [plane, at] = place(c, x, y);
-    const uint8_t* from = &bytes_[plane][at];
+    auto const [plane, at] = place(c, x, y);
+    uint8_t const* from = &bytes_[plane][at];
     uint16_t word = *from;
     if (wide()) std::memcpy(&word, from, 2);
     return word;
   }
   void set(int c, int x, int y, double value) {
-    const auto [plane, at] = place(c, x, y);
-    const auto word = static_cast<uint16_t>(std::lround(value));
+    auto const [plane, at] = place(c, x, y);
+    auto const word = static_cast<uint16_t>(std::lround(value));
     std::memcpy(&bytes_[plane][at], &word, wide() ? 2 : 1);
   }
 
   // Largest difference of two components, in levels of 8 bits; bytes that belong to none have to be equal.
-  static double difference(const Canvas& a, const Canvas& b) {
+  static double difference(Canvas const& a, Canvas const& b) {
     double most = 0;
-    const double scale = a.wide() ? 256 : 1;
+    double const scale = a.wide() ? 256 : 1;
     for (int p = 0; p < a.planes(); ++p)
       for (size_t i = 0; i < a.bytes_[p].size(); i += a.wide() ? 2 : 1) {
         uint16_t one = a.bytes_[p][i], other = b.bytes_[p][i];
@@ -79,7 +79,7 @@ class Canvas {
     return most;
   }
 
-  bool operator==(const Canvas& other) const {
+  bool operator==(Canvas const& other) const {
     return bytes_[0] == other.bytes_[0] && bytes_[1] == other.bytes_[1] && bytes_[2] == other.bytes_[2];
   }
 
@@ -88,14 +88,14 @@ class Canvas {
 
   int rows(int plane) const { return plane == 0 ? height_ : (height_ + 1) / 2; }
   int stride(int plane) const {
-    const int pairs = (width_ + 1) / 2, bytes = wide() ? 2 : 1;
+    int const pairs = (width_ + 1) / 2, bytes = wide() ? 2 : 1;
     if (bgr()) return 4 * width_ + 12;
     if (planar()) return (plane == 0 ? width_ : pairs) * bytes + 6;
     return 4 * pairs * bytes + 6;
   }
   std::pair<int, size_t> place(int c, int x, int y) const {
-    const int bytes = wide() ? 2 : 1;
-    const int plane = planar() ? c : 0;
+    int const bytes = wide() ? 2 : 1;
+    int const plane = planar() ? c : 0;
     int word = x;
     if (bgr()) word = 4 * x + c;
     if (!bgr() && !planar()) word = c == 0 ? 2 * x : 4 * x + 2 * c - 1;
@@ -114,46 +114,46 @@ struct Colour {
 
 // BT.601 and BT.709, limited range.
 Colour colourOf(uint32_t argb, bool bgr, bool bt709) {
-  const double r = argb >> 16 & 255, g = argb >> 8 & 255, b = argb & 255, a = (argb >> 24) / 255.0;
+  double const r = argb >> 16 & 255, g = argb >> 8 & 255, b = argb & 255, a = (argb >> 24) / 255.0;
   if (bgr) return {a, {a * b, a * g, a * r}};
-  const double kr = bt709 ? 0.2126 : 0.299, kb = bt709 ? 0.0722 : 0.114;
-  const double y = kr * r + (1 - kr - kb) * g + kb * b;
+  double const kr = bt709 ? 0.2126 : 0.299, kb = bt709 ? 0.0722 : 0.114;
+  double const y = kr * r + (1 - kr - kb) * g + kb * b;
   return {a,
           {a * std::round(16 + 219 * y / 255), a * std::round(128 + 112 * (b - y) / (1 - kb) / 255),
            a * std::round(128 + 112 * (r - y) / (1 - kr) / 255)}};
 }
 
 // The pixel of the picture, sampled on the grid that canvas and picture have in common.
-Colour pixelOf(const SubpictureBitmap& bitmap, SubpictureCanvas canvas, const Canvas& picture, int x, int y,
+Colour pixelOf(SubpictureBitmap const& bitmap, SubpictureCanvas canvas, Canvas const& picture, int x, int y,
                bool bt709) {
   if (canvas.width == 0) canvas = {picture.width(), picture.height()};
   Colour sum;
   for (int j = 0; j < canvas.height; ++j)
     for (int i = 0; i < canvas.width; ++i) {
-      const int64_t column = int64_t{(x * canvas.width + i) / picture.width()} - bitmap.x;
-      const int64_t row = int64_t{(y * canvas.height + j) / picture.height()} - bitmap.y;
+      int64_t const column = int64_t{(x * canvas.width + i) / picture.width()} - bitmap.x;
+      int64_t const row = int64_t{(y * canvas.height + j) / picture.height()} - bitmap.y;
       if (column < 0 || row < 0 || column >= bitmap.width || row >= bitmap.height) continue;
-      const uint32_t argb = bitmap.argb[bitmap.pixels[static_cast<size_t>(row * bitmap.width + column)]];
-      const Colour colour = colourOf(argb, picture.bgr(), bt709);
+      uint32_t const argb = bitmap.argb[bitmap.pixels[static_cast<size_t>(row * bitmap.width + column)]];
+      Colour const colour = colourOf(argb, picture.bgr(), bt709);
       sum.alpha += colour.alpha;
       for (int c = 0; c < 3; ++c) sum.part[c] += colour.part[c];
     }
-  const double samples = canvas.width * canvas.height;
+  double const samples = canvas.width * canvas.height;
   sum.alpha /= samples;
   for (double& part : sum.part) part /= samples;
   return sum;
 }
 
-void mix(Canvas& picture, int c, int part, int x, int y, const Colour& colour) {
-  const double scale = picture.wide() ? 256 : 1;
+void mix(Canvas& picture, int c, int part, int x, int y, Colour const& colour) {
+  double const scale = picture.wide() ? 256 : 1;
   picture.set(c, x, y, picture.get(c, x, y) * (1 - colour.alpha) + scale * colour.part[part]);
 }
 
-void blendPlainly(const SubpictureBitmap& bitmap, SubpictureCanvas canvas, Canvas& picture, bool bt709) {
-  const int rows = picture.chromaRows();
+void blendPlainly(SubpictureBitmap const& bitmap, SubpictureCanvas canvas, Canvas& picture, bool bt709) {
+  int const rows = picture.chromaRows();
   for (int y = 0; y < picture.height(); ++y)
     for (int x = 0; x < picture.width(); ++x) {
-      const Colour colour = pixelOf(bitmap, canvas, picture, x, y, bt709);
+      Colour const colour = pixelOf(bitmap, canvas, picture, x, y, bt709);
       for (int c = 0; c < (picture.bgr() ? 3 : 1); ++c) mix(picture, c, c, x, y, colour);
     }
   if (picture.bgr()) return;
@@ -163,7 +163,7 @@ void blendPlainly(const SubpictureBitmap& bitmap, SubpictureCanvas canvas, Canva
       int pixels = 0;
       for (int v = y * rows; v < std::min((y + 1) * rows, picture.height()); ++v)
         for (int u = 2 * x; u < std::min(2 * x + 2, picture.width()); ++u, ++pixels) {
-          const Colour colour = pixelOf(bitmap, canvas, picture, u, v, bt709);
+          Colour const colour = pixelOf(bitmap, canvas, picture, u, v, bt709);
           mean.alpha += colour.alpha;
           for (int c = 0; c < 3; ++c) mean.part[c] += colour.part[c];
         }
@@ -186,20 +186,20 @@ SubpictureBitmap bitmapAt(int x, int y, int width, int height, unsigned seed) {
   return bitmap;
 }
 
-class Blending : public testing::TestWithParam<const char*> {
+class Blending : public testing::TestWithParam<char const*> {
  protected:
   // Blends and compares; true when the blend changed something.
-  bool check(const SubpictureBitmap& bitmap, SubpictureCanvas canvas, int width, int height,
+  bool check(SubpictureBitmap const& bitmap, SubpictureCanvas canvas, int width, int height,
              PictureColours colours = kSd, bool bt709 = false) {
     Canvas clean(GetParam(), width, height, 7);
     // The last pair of an odd row repeats its only pixel where luma and chroma are interleaved.
-    const bool repeats = !clean.planar() && !clean.bgr() && width % 2 != 0;
-    const auto repeat = [&](Canvas& picture) {
+    bool const repeats = !clean.planar() && !clean.bgr() && width % 2 != 0;
+    auto const repeat = [&](Canvas& picture) {
       for (int y = 0; repeats && y < height; ++y) picture.set(0, width, y, picture.get(0, width - 1, y));
     };
     repeat(clean);
     Canvas drawn = clean, expected = clean;
-    const PreparedSubpicture prepared({&bitmap, 1}, canvas, clean.fourcc(), width, height, colours);
+    PreparedSubpicture const prepared({&bitmap, 1}, canvas, clean.fourcc(), width, height, colours);
     prepared.blend(drawn.target());
     blendPlainly(bitmap, canvas, expected, bt709);
     repeat(expected);
@@ -211,25 +211,25 @@ class Blending : public testing::TestWithParam<const char*> {
 };
 
 INSTANTIATE_TEST_SUITE_P(Formats, Blending, testing::Values("I420", "YUYV", "BGR4", "Y216", "W016"),
-                         [](const auto& format) { return std::string(format.param); });
+                         [](auto const& format) { return std::string(format.param); });
 
 TEST_P(Blending, EvenAndOddPlacesAndSizes_FollowTheFormula) {
   unsigned seed = 1;
-  for (const auto& [width, height] : {std::pair(16, 12), std::pair(17, 13), std::pair(1, 1), std::pair(2, 3)})
-    for (const auto& [x, y] : {std::pair(0, 0), std::pair(1, 0), std::pair(0, 1), std::pair(3, 5)})
-      for (const auto& [w, h] : {std::pair(1, 1), std::pair(4, 4), std::pair(5, 3)})
+  for (auto const& [width, height] : {std::pair(16, 12), std::pair(17, 13), std::pair(1, 1), std::pair(2, 3)})
+    for (auto const& [x, y] : {std::pair(0, 0), std::pair(1, 0), std::pair(0, 1), std::pair(3, 5)})
+      for (auto const& [w, h] : {std::pair(1, 1), std::pair(4, 4), std::pair(5, 3)})
         check(bitmapAt(x, y, w, h, ++seed), {}, width, height);
 }
 
 TEST_P(Blending, WhatReachesOverTheBorders_IsCut) {
-  for (const auto& [x, y] : {std::pair(-3, 2), std::pair(2, -3), std::pair(12, 2), std::pair(2, 9),
+  for (auto const& [x, y] : {std::pair(-3, 2), std::pair(2, -3), std::pair(12, 2), std::pair(2, 9),
                              std::pair(-5, -5), std::pair(-1, -1)})
     EXPECT_TRUE(check(bitmapAt(x, y, 8, 6, 3), {}, 15, 11)) << x << "," << y;
   EXPECT_TRUE(check(bitmapAt(-20, -20, 64, 64, 4), {}, 15, 11));
 }
 
 TEST_P(Blending, WhatLiesOutside_ChangesNothing) {
-  for (const auto& [x, y] :
+  for (auto const& [x, y] :
        {std::pair(15, 0), std::pair(0, 11), std::pair(-8, 0), std::pair(0, -6),
         std::pair(std::numeric_limits<int>::max(), 0), std::pair(0, std::numeric_limits<int>::max()),
         std::pair(std::numeric_limits<int>::min(), std::numeric_limits<int>::min())})
@@ -249,9 +249,9 @@ TEST_P(Blending, OpaqueColours_ReplaceThePicture) {
   bitmap.argb.fill(0xFFFF8000);
   Canvas picture(GetParam(), 17, 13, 7);
   PreparedSubpicture({&bitmap, 1}, {}, picture.fourcc(), 17, 13, kSd).blend(picture.target());
-  const Colour orange = colourOf(0xFFFF8000, picture.bgr(), false);
+  Colour const orange = colourOf(0xFFFF8000, picture.bgr(), false);
   for (int c = 0; c < 3; ++c) {
-    const bool chroma = c > 0 && !picture.bgr();
+    bool const chroma = c > 0 && !picture.bgr();
     for (int y = 0; y < (chroma ? (13 + picture.chromaRows() - 1) / picture.chromaRows() : 13); ++y)
       for (int x = 0; x < (chroma ? 9 : 17); ++x)
         ASSERT_EQ(picture.get(c, x, y), orange.part[c] * (picture.wide() ? 256 : 1))
@@ -267,10 +267,10 @@ TEST_P(Blending, CanvasesOfAnotherSize_AreScaledToThePicture) {
 }
 
 TEST_P(Blending, SeveralBitmaps_LieOnEachOtherInTheirOrder) {
-  const std::vector<SubpictureBitmap> bitmaps = {bitmapAt(1, 1, 6, 6, 12), bitmapAt(4, 3, 6, 6, 13)};
+  std::vector<SubpictureBitmap> const bitmaps = {bitmapAt(1, 1, 6, 6, 12), bitmapAt(4, 3, 6, 6, 13)};
   Canvas both(GetParam(), 16, 12, 7), one = both;
   PreparedSubpicture(bitmaps, {}, both.fourcc(), 16, 12, kSd).blend(both.target());
-  for (const SubpictureBitmap& bitmap : bitmaps)
+  for (SubpictureBitmap const& bitmap : bitmaps)
     PreparedSubpicture({&bitmap, 1}, {}, one.fourcc(), 16, 12, kSd).blend(one.target());
   EXPECT_TRUE(both == one);
 }
@@ -282,22 +282,22 @@ TEST_P(Blending, TheMatrixOfThePicture_MakesTheColours) {
 
 TEST(SubpictureColours, UnspecifiedMatrices_AreThatOfTheSize) {
   constexpr uint32_t kRed = 0xFFFF0000;
-  for (const int height : {480, 512, 576, 608, 718})
+  for (int const height : {480, 512, 576, 608, 718})
     EXPECT_EQ(ycbcrOf(kRed, {2, false}, height).y, 81) << height;
-  for (const int height : {720, 1080}) EXPECT_EQ(ycbcrOf(kRed, {2, false}, height).y, 63) << height;
+  for (int const height : {720, 1080}) EXPECT_EQ(ycbcrOf(kRed, {2, false}, height).y, 63) << height;
   EXPECT_EQ(ycbcrOf(kRed, {6, false}, 1080).y, 81);
   EXPECT_EQ(ycbcrOf(kRed, {9, false}, 1080).y, 74);
 }
 
 TEST(SubpictureColours, FullRangePictures_GetFullRangeColours) {
-  const Ycbcr white = ycbcrOf(0xFFFFFFFF, {6, true}, 576), limited = ycbcrOf(0xFFFFFFFF, {6, false}, 576);
+  Ycbcr const white = ycbcrOf(0xFFFFFFFF, {6, true}, 576), limited = ycbcrOf(0xFFFFFFFF, {6, false}, 576);
   EXPECT_EQ(white.y, 255);
   EXPECT_EQ(limited.y, 235);
   EXPECT_EQ(limited.cb, 128);
   EXPECT_EQ(limited.cr, 128);
 }
 
-lav::CodecParameters streamOf(AVCodecID codec, const std::vector<uint8_t>& extradata = {}) {
+lav::CodecParameters streamOf(AVCodecID codec, std::vector<uint8_t> const& extradata = {}) {
   lav::CodecParameters stream(avcodec_parameters_alloc());
   stream->codec_id = codec;
   if (!extradata.empty()) {
@@ -318,7 +318,7 @@ std::vector<uint8_t> composition(uint8_t state) {
 }
 
 TEST(SubpictureStarts, EpochsAndAcquisitionPointsOfPresentationGraphicsAreSome) {
-  const auto stream = streamOf(AV_CODEC_ID_HDMV_PGS_SUBTITLE);
+  auto const stream = streamOf(AV_CODEC_ID_HDMV_PGS_SUBTITLE);
   EXPECT_TRUE(beginsSubpictures(*stream, composition(0x80)));
   EXPECT_TRUE(beginsSubpictures(*stream, composition(0x40)));
   EXPECT_FALSE(beginsSubpictures(*stream, composition(0x00)));
@@ -335,7 +335,7 @@ std::vector<uint8_t> page(uint8_t number, int state) {
 }
 
 TEST(SubpictureStarts, AcquisitionPointsAndModeChangesOfTheShownPageAreSome) {
-  const auto stream = streamOf(AV_CODEC_ID_DVB_SUBTITLE, {0, 1, 0, 2, 0x10});
+  auto const stream = streamOf(AV_CODEC_ID_DVB_SUBTITLE, {0, 1, 0, 2, 0x10});
   EXPECT_FALSE(beginsSubpictures(*stream, page(1, 0)));
   EXPECT_TRUE(beginsSubpictures(*stream, page(1, 1)));
   EXPECT_TRUE(beginsSubpictures(*stream, page(1, 2)));
@@ -348,7 +348,7 @@ TEST(DvbDisplays, AreReadFromTheirSegment) {
   EXPECT_FALSE(dvbDisplay(packet));
   constexpr uint8_t kDefinition[] = {0x0F, 0x14, 0, 1, 0, 5, 0, 7, 127, 4, 55};
   packet.insert(packet.end(), std::begin(kDefinition), std::end(kDefinition));
-  const auto display = dvbDisplay(packet);
+  auto const display = dvbDisplay(packet);
   ASSERT_TRUE(display);
   EXPECT_EQ(display->width, 1920);
   EXPECT_EQ(display->height, 1080);

@@ -8,25 +8,25 @@
 namespace {
 
 std::string part(int number) {
-  const std::string n = std::to_string(number);
+  std::string const n = std::to_string(number);
   return clip("part" + n + ".mov", "-f lavfi -i testsrc2=s=160x120:r=25:d=" + n + " -f lavfi -i sine=f=" + n +
                                        "00:r=48000:d=" + n + " -vf hue=h=" + n +
                                        "0 -c:v libx264 -preset veryfast -pix_fmt yuv420p -x264-params "
                                        "keyint=12:open-gop=1:bframes=3 -c:a pcm_s16be {out}");
 }
 
-std::string list(const std::string& name, const std::vector<std::string>& paths) {
+std::string list(std::string const& name, std::vector<std::string> const& paths) {
   std::string text = "XMP4\r\n";
-  for (const std::string& path : paths) text += path + ";  1\r\n";
-  const std::string file = scratch(name);
+  for (std::string const& path : paths) text += path + ";  1\r\n";
+  std::string const file = scratch(name);
   writeFile(file, text);
   return file;
 }
 
-std::vector<uint8_t> joined(const std::vector<std::string>& paths, const std::string& arguments) {
+std::vector<uint8_t> joined(std::vector<std::string> const& paths, std::string const& arguments) {
   std::vector<uint8_t> all;
-  for (const std::string& path : paths) {
-    const auto one = decodedByFfmpeg(path, arguments);
+  for (std::string const& path : paths) {
+    auto const one = decodedByFfmpeg(path, arguments);
     all.insert(all.end(), one.begin(), one.end());
   }
   return all;
@@ -35,8 +35,8 @@ std::vector<uint8_t> joined(const std::vector<std::string>& paths, const std::st
 constexpr size_t kPicture = 160 * 120 * 3 / 2;
 
 TEST(TakeList, OfThreeClips_PlaysAsOne_WithoutSeeking) {
-  const std::vector<std::string> paths = {part(1), part(2), part(3)};
-  const std::vector<uint8_t> pictures = joined(paths, "-map 0:v -fps_mode passthrough -f rawvideo");
+  std::vector<std::string> const paths = {part(1), part(2), part(3)};
+  std::vector<uint8_t> const pictures = joined(paths, "-map 0:v -fps_mode passthrough -f rawvideo");
   Player player;
   ASSERT_EQ(player.openVideo(list("three.mzl", paths)), 0);
   EXPECT_EQ(player->containerType, kContainerMp4);
@@ -51,7 +51,7 @@ TEST(TakeList, OfThreeClips_PlaysAsOne_WithoutSeeking) {
   }
   EXPECT_EQ(player.next(), kMpegEndOfStream);
   EXPECT_EQ(player.stats().seeks, 0);
-  for (const int frame : {149, 25, 24, 74, 75, 76, 0}) {
+  for (int const frame : {149, 25, 24, 74, 75, 76, 0}) {
     ASSERT_EQ(player.seek(frame), 0) << frame;
     ASSERT_TRUE(std::equal(player.picture().begin(), player.picture().end(),
                            pictures.begin() + static_cast<std::ptrdiff_t>(kPicture) * frame))
@@ -60,7 +60,7 @@ TEST(TakeList, OfThreeClips_PlaysAsOne_WithoutSeeking) {
 }
 
 TEST(TakeList, Samples_AreThoseOfTheClipsInARow) {
-  const std::vector<std::string> paths = {part(1), part(2), part(3)};
+  std::vector<std::string> const paths = {part(1), part(2), part(3)};
   Player player;
   ASSERT_EQ(player.openAudio(list("sound.mzl", paths), kAudioLpcm), 0);
   EXPECT_EQ(player->audio.samples, 6 * 48000);
@@ -70,13 +70,13 @@ TEST(TakeList, Samples_AreThoseOfTheClipsInARow) {
   EXPECT_EQ(mpegInGetNextSample(player.get(), across.data(), 6), 6);
 }
 
-std::string withSound(const std::string& name, const std::string& seconds) {
+std::string withSound(std::string const& name, std::string const& seconds) {
   return clip(name, "-f lavfi -i testsrc2=s=160x120:r=25:d=1 -f lavfi -i sine=f=500:r=48000:d=" + seconds +
                         " -c:v libx264 -preset veryfast -pix_fmt yuv420p -c:a pcm_s16be {out}");
 }
 
 TEST(TakeList, SoundWithinAPictureOfTheVideo_IsAppendedAsItIs) {
-  const std::string slightlyShort = withSound("sound_0_97.mov", "0.97");
+  std::string const slightlyShort = withSound("sound_0_97.mov", "0.97");
   Player player;
   ASSERT_EQ(player.openAudio(list("slight.mzl", {slightlyShort, part(1)}), kAudioLpcm), 0);
   EXPECT_EQ(player->audio.samples, 46560 + 48000);
@@ -88,10 +88,10 @@ TEST(TakeList, ShortSound_IsPaddedAtTheJoint_WithAWarning) {
   ASSERT_EQ(player.openAudio(list("short.mzl", {withSound("sound_0_8.mov", "0.8"), part(1)}), kAudioLpcm), 0);
   EXPECT_EQ(player->audio.samples, 96000);
   EXPECT_TRUE(wasPrinted("silence"));
-  const std::vector<uint8_t> all = player.readAll(777);
+  std::vector<uint8_t> const all = player.readAll(777);
   ASSERT_EQ(all.size(), 192000U);
   for (size_t i = 38400 * 2; i < 96000; ++i) ASSERT_EQ(all[i], 0);
-  const auto second = decodedByFfmpeg(part(1), "-map 0:a -f s16le");
+  auto const second = decodedByFfmpeg(part(1), "-map 0:a -f s16le");
   EXPECT_TRUE(std::equal(second.begin(), second.end(), all.begin() + 96000));
 }
 
@@ -123,7 +123,7 @@ TEST(TakeList, WithClipsThatDiffer_FailsAndNamesTheClip) {
 }
 
 TEST(TakeList, NamingATakeList_Fails) {
-  const std::string inner = list("inner.mzl", {part(1)});
+  std::string const inner = list("inner.mzl", {part(1)});
   Player player;
   EXPECT_EQ(player.parse(list("outer.mzl", {inner})), kMpegErrorTakeList);
 }

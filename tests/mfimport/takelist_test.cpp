@@ -40,8 +40,8 @@ TEST(TakeListText, LastLineWithoutLineEnd_AndEmptyLines_AreAccepted) {
 }
 
 TEST(TakeListText, MalformedLists_AreRefusedWithTheLine) {
-  const std::string_view zero("XMP4\r\n/a\0b;  1\r\n", 17);
-  for (const std::string_view text :
+  std::string_view const zero("XMP4\r\n/a\0b;  1\r\n", 17);
+  for (std::string_view const text :
        {std::string_view("XMP4\r\n/a.MP4\r\n"), std::string_view("XMP4\r\n;  1\r\n"),
         std::string_view("XMP4\r\n/a.MP4;  many\r\n"), std::string_view("XMP4\r\n/a.MP4;  \r\n"), zero}) {
     TakeList list;

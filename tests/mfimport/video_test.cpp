@@ -11,13 +11,13 @@ namespace {
 // One decoded picture after the other, as the ffmpeg program decodes them.
 class Reference {
  public:
-  Reference(const std::string& path, const std::string& pixelFormat, size_t pictureBytes)
+  Reference(std::string const& path, std::string const& pixelFormat, size_t pictureBytes)
       : bytes_(decodedByFfmpeg(path, "-map 0:v:0 -fps_mode passthrough -f rawvideo -pix_fmt " + pixelFormat)),
         size_(pictureBytes) {
     EXPECT_EQ(bytes_.size() % size_, 0U);
   }
   int frames() const { return static_cast<int>(bytes_.size() / size_); }
-  bool equals(int frame, const std::vector<uint8_t>& picture) const {
+  bool equals(int frame, std::vector<uint8_t> const& picture) const {
     return picture.size() == size_ &&
            std::equal(picture.begin(), picture.end(),
                       bytes_.begin() + static_cast<std::ptrdiff_t>(size_ * static_cast<size_t>(frame)));
@@ -32,13 +32,13 @@ class Reference {
 // Values of `depth` bits in 16-bit words moved to the top.
 void moveUp(std::vector<uint8_t>& words, int depth) {
   for (size_t i = 0; i + 1 < words.size(); i += 2) {
-    const auto value = static_cast<uint16_t>((words[i] | words[i + 1] << 8) << (16 - depth));
+    auto const value = static_cast<uint16_t>((words[i] | words[i + 1] << 8) << (16 - depth));
     words[i] = static_cast<uint8_t>(value);
     words[i + 1] = static_cast<uint8_t>(value >> 8);
   }
 }
 
-void expectSequentialEqual(Player& player, const Reference& reference) {
+void expectSequentialEqual(Player& player, Reference const& reference) {
   ASSERT_EQ(player->video.frames, reference.frames());
   for (int frame = 0; frame < reference.frames(); ++frame) {
     ASSERT_EQ(player.next(), 0) << "picture " << frame;
@@ -47,10 +47,10 @@ void expectSequentialEqual(Player& player, const Reference& reference) {
   EXPECT_EQ(player.next(), kMpegEndOfStream);
 }
 
-void expectSeeksEqual(Player& player, const Reference& reference, int seeks) {
+void expectSeeksEqual(Player& player, Reference const& reference, int seeks) {
   std::mt19937 random(7);
   for (int i = 0; i < seeks; ++i) {
-    const int frame = static_cast<int>(random() % static_cast<unsigned>(reference.frames()));
+    int const frame = static_cast<int>(random() % static_cast<unsigned>(reference.frames()));
     ASSERT_EQ(player.seek(frame), 0) << "picture " << frame;
     ASSERT_TRUE(reference.equals(frame, player.picture())) << "picture " << frame;
   }
@@ -60,12 +60,12 @@ constexpr size_t kSmall = 320 * 240 * 3 / 2;
 constexpr size_t kLarge = 1920 * 1080 * 3 / 2;
 
 struct Case {
-  const char* name;
+  char const* name;
   std::string (*path)();
   size_t bytes;
 };
 
-const Case kCases[] = {{"OpenGopMp4", openGopMp4, kSmall},
+Case const kCases[] = {{"OpenGopMp4", openGopMp4, kSmall},
                        {"OpenGopMov", openGopMov, kSmall},
                        {"EditListMp4", editListMp4, kSmall},
                        {"Mpeg2Mov", mpeg2Mov, kLarge}};
@@ -89,7 +89,7 @@ TEST_P(EightBitVideo, RandomSeeks_GiveTheFramesOfFfmpeg) {
 }
 
 TEST_P(EightBitVideo, SteppingBackward_GivesTheFramesOfFfmpeg_AndUsesDecodedOnes) {
-  const Reference reference(GetParam().path(), "yuv420p", GetParam().bytes);
+  Reference const reference(GetParam().path(), "yuv420p", GetParam().bytes);
   Player player;
   ASSERT_EQ(player.openVideo(GetParam().path()), 0);
   for (int frame = reference.frames() - 1; frame >= 0; --frame) {
@@ -101,9 +101,9 @@ TEST_P(EightBitVideo, SteppingBackward_GivesTheFramesOfFfmpeg_AndUsesDecodedOnes
 }
 
 TEST_P(EightBitVideo, AnyThreadSetting_GivesTheSameFrames) {
-  const Reference reference(GetParam().path(), "yuv420p", GetParam().bytes);
-  for (const int mode : {0, 1, 2}) {
-    for (const int threads : {1, 2, 3, 8}) {
+  Reference const reference(GetParam().path(), "yuv420p", GetParam().bytes);
+  for (int const mode : {0, 1, 2}) {
+    for (int const threads : {1, 2, 3, 8}) {
       SCOPED_TRACE(testing::Message() << "mode " << mode << ", threads " << threads);
       Player player;
       ASSERT_EQ(player.openVideo(GetParam().path()), 0);
@@ -116,7 +116,7 @@ TEST_P(EightBitVideo, AnyThreadSetting_GivesTheSameFrames) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Clips, EightBitVideo, testing::ValuesIn(kCases),
-                         [](const auto& test) { return test.param.name; });
+                         [](auto const& test) { return test.param.name; });
 
 TEST(Video, Hevc10Bit_InW016_IsTheValueShiftedToTheTop) {
   Reference reference(hevc10Mp4(), "yuv420p10le", 2 * kSmall);
@@ -129,20 +129,20 @@ TEST(Video, Hevc10Bit_InW016_IsTheValueShiftedToTheTop) {
 }
 
 TEST(Video, H264Of422And10Bit_InY216_IsPackedAndShifted) {
-  const std::string path =
+  std::string const path =
       clip("h264_422_10.mov",
            "-f lavfi -i testsrc2=s=160x120:r=25:d=1 -c:v libx264 -preset veryfast -pix_fmt "
            "yuv422p10le {out}");
-  const std::vector<uint8_t> planes =
+  std::vector<uint8_t> const planes =
       decodedByFfmpeg(path, "-fps_mode passthrough -f rawvideo -pix_fmt yuv422p10le");
   Player player;
   ASSERT_EQ(player.openVideo(path, "Y216"), 0);
   ASSERT_EQ(player.seek(7), 0);
-  const auto* in = reinterpret_cast<const uint16_t*>(planes.data()) + 7 * 160 * 120 * 2;
-  const auto* out = reinterpret_cast<const uint16_t*>(player.picture().data());
+  auto const* in = reinterpret_cast<uint16_t const*>(planes.data()) + 7 * 160 * 120 * 2;
+  auto const* out = reinterpret_cast<uint16_t const*>(player.picture().data());
   for (int y = 0; y < 120; ++y) {
     for (int x = 0; x < 80; ++x) {
-      const uint16_t* pixel = out + (y * 80 + x) * 4;
+      uint16_t const* pixel = out + (y * 80 + x) * 4;
       ASSERT_EQ(pixel[0], in[y * 160 + 2 * x] << 6);
       ASSERT_EQ(pixel[1], in[160 * 120 + y * 80 + x] << 6);
       ASSERT_EQ(pixel[2], in[y * 160 + 2 * x + 1] << 6);
@@ -152,11 +152,11 @@ TEST(Video, H264Of422And10Bit_InY216_IsPackedAndShifted) {
 }
 
 TEST(Video, FourTwoTwoOf8Bit_InYuyv_IsFfmpegsYuyv422) {
-  const std::string path =
+  std::string const path =
       clip("mpeg2_422.mov",
            "-f lavfi -i testsrc2=s=320x240:r=25:d=1 -c:v mpeg2video -pix_fmt yuv422p -b:v 10M "
            "-g 6 -bf 2 {out}");
-  const Reference reference(path, "yuyv422", 320 * 240 * 2);
+  Reference const reference(path, "yuyv422", 320 * 240 * 2);
   Player player;
   ASSERT_EQ(player.openVideo(path, "YUYV"), 0);
   EXPECT_EQ(player->video.chromaFormat, 2);
@@ -164,13 +164,13 @@ TEST(Video, FourTwoTwoOf8Bit_InYuyv_IsFfmpegsYuyv422) {
 }
 
 TEST(Video, FourFourFour_InBgr4_HasFullAlpha) {
-  const std::string path =
+  std::string const path =
       clip("h264_444.mov", "-f lavfi -i color=red:s=160x120:r=25:d=1 -c:v libx264 -pix_fmt yuv444p {out}");
   Player player;
   ASSERT_EQ(player.openVideo(path, "BGR4"), 0);
   EXPECT_EQ(player->video.chromaFormat, 3);
   ASSERT_EQ(player.seek(3), 0);
-  const uint8_t* pixel = player.picture().data() + 4 * (160 * 60 + 80);
+  uint8_t const* pixel = player.picture().data() + 4 * (160 * 60 + 80);
   EXPECT_LT(pixel[0], 6);
   EXPECT_LT(pixel[1], 6);
   EXPECT_GT(pixel[2], 245);
@@ -178,7 +178,7 @@ TEST(Video, FourFourFour_InBgr4_HasFullAlpha) {
 }
 
 TEST(Video, SeekPastTheEnd_IsEndOfStream_AndLeavesTargetAndPosition) {
-  const Reference reference(openGopMp4(), "yuv420p", kSmall);
+  Reference const reference(openGopMp4(), "yuv420p", kSmall);
   Player player;
   ASSERT_EQ(player.openVideo(openGopMp4()), 0);
   ASSERT_EQ(player.seek(20), 0);
@@ -202,8 +202,8 @@ TEST(Video, SeekToTheShownFrame_WritesItAgainWithoutDecoding) {
   Player player;
   ASSERT_EQ(player.openVideo(openGopMp4()), 0);
   ASSERT_EQ(player.seek(30), 0);
-  const std::vector<uint8_t> first = player.picture();
-  const int64_t packets = player.stats().packets;
+  std::vector<uint8_t> const first = player.picture();
+  int64_t const packets = player.stats().packets;
   std::fill(player.target().begin(), player.target().end(), uint8_t{0});
   ASSERT_EQ(player.seek(30), 0);
   EXPECT_EQ(player.picture(), first);
@@ -222,7 +222,7 @@ TEST(Video, SeekAheadWithinTheGroup_DecodesOnWithoutSeeking) {
 }
 
 TEST(Video, ThreadsSetAfterTheFirstFrame_TakeEffectWithoutAWrongFrame) {
-  const Reference reference(openGopMp4(), "yuv420p", kSmall);
+  Reference const reference(openGopMp4(), "yuv420p", kSmall);
   Player player;
   ASSERT_EQ(player.openVideo(openGopMp4()), 0);
   ASSERT_EQ(player.seek(33), 0);
@@ -235,7 +235,7 @@ TEST(Video, StridesLargerThanTheRow_AreRespected) {
   Player player;
   ASSERT_EQ(player.openVideo(openGopMp4()), 0);
   ASSERT_EQ(player.seek(12), 0);
-  const std::vector<uint8_t> packed = player.picture();
+  std::vector<uint8_t> const packed = player.picture();
   constexpr int kStride = 352;
   std::vector<uint8_t> luma(kStride * 240, 0xEE), cb(kStride * 120), cr(kStride * 120);
   player->target.plane[0] = luma.data();

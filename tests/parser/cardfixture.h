@@ -41,13 +41,13 @@ class CardTest : public testing::Test {
   std::string card() const { return at("card/BPAV/"); }
 
   std::string write(std::string_view name, std::string_view bytes) const {
-    const std::filesystem::path path = folder_ / name;
+    std::filesystem::path const path = folder_ / name;
     std::filesystem::create_directories(path.parent_path());
     std::ofstream(path, std::ios::binary) << bytes;
     return path.string();
   }
 
-  static std::string read(const std::string& path) {
+  static std::string read(std::string const& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
   }

@@ -6,17 +6,17 @@ namespace {
 
 TEST(CardPaths, SplitBehindTheLastFolderNamedBpav) {
   struct Row {
-    const char *path, *root, *file;
+    char const *path, *root, *file;
   };
-  for (const Row& row : {Row{"/card/BPAV/CLPR/1/1.SMI", "/card/BPAV/", "CLPR/1/1.SMI"},
+  for (Row const& row : {Row{"/card/BPAV/CLPR/1/1.SMI", "/card/BPAV/", "CLPR/1/1.SMI"},
                          Row{"/BPAV/x/bpav/CLPR/a.smi", "/BPAV/x/bpav/", "CLPR/a.smi"},
                          Row{"BPAV/a.xml", "BPAV/", "a.xml"}, Row{"/Bpav/a.xml", "/Bpav/", "a.xml"}}) {
-    const auto split = splitCardPath(row.path);
+    auto const split = splitCardPath(row.path);
     ASSERT_TRUE(split) << row.path;
     EXPECT_EQ(split->root, row.root);
     EXPECT_EQ(split->file, row.file);
   }
-  for (const char* path : {"", "/", "BPAV", "/card/BPAV", "/card/XBPAV/a.SMI", "/card/BPAVX/a.SMI", "//a"})
+  for (char const* path : {"", "/", "BPAV", "/card/BPAV", "/card/XBPAV/a.SMI", "/card/BPAVX/a.SMI", "//a"})
     EXPECT_FALSE(splitCardPath(path)) << path;
 }
 

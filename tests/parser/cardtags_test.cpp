@@ -9,16 +9,16 @@ namespace {
 
 std::string valueOf(std::string_view tag, std::string_view name) {
   CardTags tags(tag);
-  const auto first = tags.next();
+  auto const first = tags.next();
   if (!first) return "no tag";
-  const auto attribute = findAttribute(*first, name);
+  auto const attribute = findAttribute(*first, name);
   return attribute ? attribute->value : "none";
 }
 
 std::vector<std::string> names(std::string_view text) {
   std::vector<std::string> found;
   CardTags tags(text);
-  while (const auto tag = tags.next())
+  while (auto const tag = tags.next())
     found.push_back((tag->closing ? "end of " : "") + std::string(tag->name) + (tag->empty ? "/" : ""));
   return found;
 }
@@ -45,7 +45,7 @@ TEST(CardTags, ACommentEndsAtItsEndAndNoSooner) {
 }
 
 TEST(CardTags, EndWhereATagOrACommentNeverEnds) {
-  for (const char* text : {"<a x=\"1", "<a x='1>", "<a", "<", "<!-- x", "", "no tag"})
+  for (char const* text : {"<a x=\"1", "<a x='1>", "<a", "<", "<!-- x", "", "no tag"})
     EXPECT_TRUE(names(text).empty()) << text;
 }
 
@@ -69,7 +69,7 @@ TEST(CardAttribute, HasItsEntitiesResolvedOnce) {
 }
 
 TEST(CardAttribute, WithoutAValue_EndsTheSearch) {
-  for (const char* tag :
+  for (char const* tag :
        {"<a b c=\"1\">", "<a b= c=\"1\">", "<a b=>", "<a b=xyx c=\"1\">", "<a =\"1\" c=\"1\">"})
     EXPECT_EQ(valueOf(tag, "c"), "none") << tag;
 }
@@ -78,7 +78,7 @@ TEST(CardAttribute, MayBeEmpty) { EXPECT_EQ(valueOf("<a b=\"\" c=\"1\">", "b"), 
 
 TEST(CardAttribute, TellsWhatFollowsIt) {
   CardTags tags("<a b=\"1\" c=\"2\"/>");
-  const auto tag = tags.next();
+  auto const tag = tags.next();
   ASSERT_TRUE(tag);
   EXPECT_EQ(findAttribute(*tag, "b")->rest, " c=\"2\"");
   EXPECT_EQ(findAttribute(*tag, "c")->rest, "");

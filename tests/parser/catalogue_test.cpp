@@ -5,23 +5,23 @@ namespace {
 using Strings = std::vector<std::string>;
 
 /// A part's own element, which the take's components refer to by UMID.
-std::string part(const std::string& umid, const std::string& file) {
+std::string part(std::string const& umid, std::string const& file) {
   return "<Material uri=\"./CLPR/" + file + ".SMI\" umid=\"" + umid + "\">\n\t<Component uri=\"./CLPR/" +
          file + ".MP4\" type=\"MP4\"/>\n</Material>\n";
 }
 
-std::string take(const std::string& components) {
+std::string take(std::string const& components) {
   return "<Material uri=\"./TAKR/1/1.SMI\" umid=\"TAKE\">\n" + components + "</Material>\n";
 }
 
-std::string component(const std::string& umid) {
+std::string component(std::string const& umid) {
   return "\t<Component uri=\"./CLPR/" + umid + ".SMI\" umid=\"" + umid + "\"/>\n";
 }
 
 class Catalogue : public testing::Test {
  protected:
   Catalogue() { parser_.take_umid = "TAKE"; }
-  bool parse(const std::string& contents) {
+  bool parse(std::string const& contents) {
     return parser_.ParseXml("<MediaProfile>\n" + contents + "</MediaProfile>\n");
   }
   OpenParser parser_;
@@ -129,7 +129,7 @@ TEST_F(Catalogue, AClipComponentWithoutUriFails) {
 }
 
 TEST_F(Catalogue, AUriTooShortForItsPrefixFails) {
-  for (const char* uri : {"", "."}) {
+  for (char const* uri : {"", "."}) {
     EXPECT_FALSE(parse("<Material umid=\"P1\"><Component uri=\"" + std::string(uri) + "\"/></Material>" +
                        take(component("P1"))));
     EXPECT_EQ(parser_.error_text, "clip uri attribute value not found!");
@@ -161,7 +161,7 @@ TEST_F(Catalogue, UnescapesNames) {
 }
 
 TEST_F(Catalogue, PrintsALineWhenVerbose) {
-  for (const int verbose : {0, 1, 2}) {
+  for (int const verbose : {0, 1, 2}) {
     parser_.verbose = verbose;
     testing::internal::CaptureStdout();
     EXPECT_FALSE(parse(""));

@@ -18,10 +18,10 @@ class Edges : public CardTest {
 
 // Standard input closed, as services have it: the next file gets descriptor 0.
 TEST_F(Edges, AFileMayHaveDescriptorZero) {
-  const std::string file = write("take.XML", "<umid=\"TAKE\"/>");
-  const int before = ::dup(STDIN_FILENO);
+  std::string const file = write("take.XML", "<umid=\"TAKE\"/>");
+  int const before = ::dup(STDIN_FILENO);
   ::close(STDIN_FILENO);
-  const bool read = parser_.ReadXmlFile(file);
+  bool const read = parser_.ReadXmlFile(file);
   if (before >= 0) {
     ::dup2(before, STDIN_FILENO);
     ::close(before);
@@ -31,7 +31,7 @@ TEST_F(Edges, AFileMayHaveDescriptorZero) {
 
 // Files of the kernel claim a page and hold less.
 TEST_F(Edges, AFileShorterThanItClaimsCannotBeRead) {
-  const std::string claims = "/sys/devices/system/cpu/online";
+  std::string const claims = "/sys/devices/system/cpu/online";
   if (::access(claims.c_str(), R_OK) != 0) GTEST_SKIP() << "no " << claims;
   std::filesystem::create_symlink(claims, at("short.XML"));
   EXPECT_FALSE(parser_.ReadXmlFile(at("short.XML")));
@@ -66,10 +66,10 @@ TEST_F(Edges, NothingReplacesAnEmptyMarker) {
 // What was printed before comes out, and before the message.
 TEST_F(Edges, AnAssertionFailsBehindWhatWasPrinted) {
   testing::GTEST_FLAG(death_test_style) = "fast";
-  const std::string out = at("out");
+  std::string const out = at("out");
   EXPECT_EXIT(
       {
-        const int file = ::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        int const file = ::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
         ::dup2(file, STDOUT_FILENO);
         ::dup2(file, STDERR_FILENO);
         std::printf("printed before\n");

@@ -14,9 +14,9 @@ struct OpenForgiving : ForgivingCardParser {
   using XDCamExParser::root_dir;
 };
 
-const std::string kMark = "\xEF\xBB\xBF";
+std::string const kMark = "\xEF\xBB\xBF";
 
-std::string entry(const std::string& name, const std::string& inner = "") {
+std::string entry(std::string const& name, std::string const& inner = "") {
   return "<Material uri=\"./CLPR/" + name + "/" + name + ".SMI\" umid=\"U" + name + "x\">\n" +
          (inner.empty() ? "<Component uri=\"./CLPR/" + name + "/" + name + ".MP4\" umid=\"U" + name + "x\"/>"
                         : inner) +
@@ -28,31 +28,31 @@ class Forgiving : public CardTest {
  protected:
   void SetUp() override {
     CardTest::SetUp();
-    for (const char* name : {"1", "2", "3"})
+    for (char const* name : {"1", "2", "3"})
       write(std::string("card/BPAV/CLPR/") + name + "/" + name + ".MP4", "12345");
     catalogue(entry("1") + entry("2") + entry("3") + take_);
   }
-  void catalogue(const std::string& text) { write("card/BPAV/MEDIAPRO.XML", "<MediaProfile>" + text); }
+  void catalogue(std::string const& text) { write("card/BPAV/MEDIAPRO.XML", "<MediaProfile>" + text); }
 
   /// Clips that opening a description lists, read from the take list.
-  std::vector<std::string> opened(const std::string& name, const std::string& text) {
+  std::vector<std::string> opened(std::string const& name, std::string const& text) {
     parser_ = {};
-    const std::string description = write("card/BPAV/" + name, text);
+    std::string const description = write("card/BPAV/" + name, text);
     if (!parser_.ProcessForgiving(description, at("t.mzl"), 0)) return {"error: " + parser_.error_text};
     std::vector<std::string> clips;
-    const std::string list = read(at("t.mzl"));
+    std::string const list = read(at("t.mzl"));
     EXPECT_TRUE(list.starts_with("XMP4\r\n"));
     for (std::size_t begin = 6, end; (end = list.find(";  5\r\n", begin)) != std::string::npos;
          begin = end + 6)
       clips.push_back(list.substr(begin + card().size(), end - begin - card().size()));
     return clips;
   }
-  std::vector<std::string> clip(const std::string& umid) {
+  std::vector<std::string> clip(std::string const& umid) {
     return opened("CLPR/1/1M01.XML", "<a umidRef=\"" + umid + "\"/>");
   }
 
-  const std::string first_ = "CLPR/1/1.MP4", second_ = "CLPR/2/2.MP4", third_ = "CLPR/3/3.MP4";
-  const std::string take_ =
+  std::string const first_ = "CLPR/1/1.MP4", second_ = "CLPR/2/2.MP4", third_ = "CLPR/3/3.MP4";
+  std::string const take_ =
       "<Material umid=\"U0x\"><Component uri=\"./CLPR/1/1.SMI\" umid=\"U1x\"/>\n"
       "<Component uri=\"./CLPR/2/2.SMI\" umid=\"U2x\"/>\n</Material>";
   OpenForgiving parser_;
@@ -90,7 +90,7 @@ TEST_F(Forgiving, OtherTextBeforeADocumentIsNotPassedOver) {
 }
 
 TEST_F(Forgiving, AUmidWithSomethingBehindIt) {
-  for (const char* text :
+  for (char const* text :
        {"<a umidRef=\"U0x\" status=\"OK\"/>", "<a umidRef=\"U0x\"\r\n\t\tstatus=\"OK\"\r\n/>",
         "<a umidRef='U0x' status='OK'/>", "<a umidRef=\"U0x\" />", "<a umidRef = \"U0x\"/>"})
     EXPECT_THAT(opened("CLPR/1/1M01.XML", text), ElementsAre(first_, second_)) << text;
@@ -107,13 +107,13 @@ TEST_F(Forgiving, ASidecarBelowAFolderWhosePathSaysSmi) {
   parser_ = {};
   write("SMITH/BPAV/MEDIAPRO.XML", "<x/>" + entry("1") + entry("2") + take_);
   write("SMITH/BPAV/CLPR/1/1.MP4", "12345");
-  const std::string sidecar = write("SMITH/BPAV/CLPR/1/1M01.XML", "<a umidRef=\"U0x\"/>");
+  std::string const sidecar = write("SMITH/BPAV/CLPR/1/1M01.XML", "<a umidRef=\"U0x\"/>");
   EXPECT_TRUE(parser_.ProcessForgiving(sidecar, at("t.mzl"), 0)) << parser_.error_text;
   EXPECT_THAT(parser_.clip_list, ElementsAre(first_, second_));
 }
 
 TEST_F(Forgiving, ClipsNamedTwiceAreListedOnce) {
-  const auto twins = [](const std::string& name) {
+  auto const twins = [](std::string const& name) {
     return "<Component uri=\"./CLPR/" + name + "/" + name + ".SMI\" umid=\"U" + name + "x\"/>" +
            "<Component uri=\"./CLPR/" + name + "/" + name + ".MP4\" umid=\"U" + name + "x\"/>" +
            "<RelevantInfo uri=\"./CLPR/" + name + "/" + name + "M01.XML\"/>";
@@ -132,12 +132,12 @@ TEST_F(Forgiving, AClipNamedTwiceWithAnotherBetween_IsPlayedTwice) {
 }
 
 TEST_F(Forgiving, AnEntryWhoseDescriptionStandsBeforeItsEssence) {
-  const auto described = [](const std::string& name, const std::string& kind) {
+  auto const described = [](std::string const& name, std::string const& kind) {
     return "<Material umid=\"U" + name + "x\"><Component uri=\"./CLPR/" + name + "/" + name + kind +
            "\" umid=\"U" + name + "x\"/><Component uri=\"./CLPR/" + name + "/" + name + ".MP4\" umid=\"U" +
            name + "x\"/></Material>";
   };
-  for (const char* name : {"1", "2"})
+  for (char const* name : {"1", "2"})
     write(std::string("card/BPAV/CLPR/") + name + "/" + name + ".SMI", "<a/>");
   catalogue(described("1", ".SMI") + described("2", ".SMI") + take_);
   EXPECT_THAT(clip("U0x"), ElementsAre(first_, second_));
@@ -146,7 +146,7 @@ TEST_F(Forgiving, AnEntryWhoseDescriptionStandsBeforeItsEssence) {
 }
 
 TEST_F(Forgiving, AttributesOnLinesOfTheirOwn) {
-  for (const char* line : {"\n\t", "\r\n\t"}) {
+  for (char const* line : {"\n\t", "\r\n\t"}) {
     std::string text = entry("1") + entry("2") + take_;
     for (std::size_t at = text.find(" u"); at != std::string::npos; at = text.find(" u", at))
       text.replace(at, 1, line);
@@ -168,7 +168,7 @@ TEST_F(Forgiving, APartThatNamesItself_OpensItsTake) {
 }
 
 TEST_F(Forgiving, EssenceWithAUmidOfItsOwn) {
-  const std::string one =
+  std::string const one =
       "<Material uri=\"./CLPR/1/1.SMI\" umid=\"M1x\"><Component uri=\"./CLPR/1/1.MP4\" "
       "umid=\"U1x\"/></Material>";
   catalogue(one);
@@ -188,12 +188,12 @@ TEST_F(Forgiving, EntriesInAComment_AreNone) {
 TEST_F(Forgiving, AUmidInLettersOfTheOtherCase) { EXPECT_THAT(clip("u0X"), ElementsAre(first_, second_)); }
 
 TEST_F(Forgiving, ADescriptionWithoutAUmidOfTheCatalogue_OpensTheEntryThatNamesIt) {
-  const auto named = [](const std::string& name) {
+  auto const named = [](std::string const& name) {
     return entry(name, "<Component uri=\"./CLPR/" + name + "/" + name + ".MP4\" umid=\"U" + name +
                            "x\"/><RelevantInfo uri=\"./CLPR/" + name + "/" + name + "M01.XML\"/>");
   };
   catalogue(take_ + named("1") + named("2") + named("3"));
-  for (const char* text : {"<a/>", "<a umidRef=\"U9x\"/>"}) {
+  for (char const* text : {"<a/>", "<a umidRef=\"U9x\"/>"}) {
     EXPECT_THAT(opened("CLPR/3/3M01.XML", text), ElementsAre(third_)) << text;
     EXPECT_THAT(opened("CLPR/2/2M01.XML", text), ElementsAre(first_, second_)) << text;
     EXPECT_THAT(parser_.forgiven(), testing::Contains("a description without the UMID of its entry"));
@@ -202,7 +202,7 @@ TEST_F(Forgiving, ADescriptionWithoutAUmidOfTheCatalogue_OpensTheEntryThatNamesI
 }
 
 TEST_F(Forgiving, ComponentsWithoutUmids) {
-  const auto bare = [](const std::string& name) {
+  auto const bare = [](std::string const& name) {
     return entry(name, "<Component uri=\"./CLPR/" + name + "/" + name + ".MP4\"/>");
   };
   catalogue(bare("1") + bare("2") +
@@ -216,11 +216,11 @@ TEST_F(Forgiving, NamesInAnotherCaseThanTheCatalogueSpells) {
   std::filesystem::rename(at("card/BPAV"), at("card/bpav"));
   std::filesystem::rename(at("card/bpav/CLPR"), at("card/bpav/clpr"));
   std::filesystem::rename(at("card/bpav/MEDIAPRO.XML"), at("card/bpav/mediapro.xml"));
-  for (const char* name : {"1", "2"})
+  for (char const* name : {"1", "2"})
     std::filesystem::rename(at(std::string("card/bpav/clpr/") + name + "/" + name + ".MP4"),
                             at(std::string("card/bpav/clpr/") + name + "/" + name + ".mp4"));
   parser_ = {};
-  const std::string sidecar = write("card/bpav/clpr/1/1m01.xml", "<a umidRef=\"U0x\"/>");
+  std::string const sidecar = write("card/bpav/clpr/1/1m01.xml", "<a umidRef=\"U0x\"/>");
   EXPECT_TRUE(parser_.ProcessForgiving(sidecar, at("t.mzl"), 0)) << parser_.error_text;
   EXPECT_EQ(parser_.root_dir, at("card/bpav/"));
   EXPECT_THAT(parser_.clip_list, ElementsAre("clpr/1/1.mp4", "clpr/2/2.mp4"));
@@ -277,7 +277,7 @@ TEST_F(Forgiving, AnEmptyEntry_HasNoneOfTheComponentsBehindIt) {
 }
 
 TEST_F(Forgiving, ATakeMayNameItsPartsByTheirEntriesUmids) {
-  const auto part = [](const std::string& name) {
+  auto const part = [](std::string const& name) {
     return "<Material uri=\"./CLPR/\" umid=\"M" + name + "x\"><Component uri=\"./CLPR/" + name + "/" + name +
            ".MP4\" umid=\"U" + name + "x\"/></Material>";
   };
@@ -293,7 +293,7 @@ TEST_F(Forgiving, AListThatCannotBeBettered_StaysAsItWas) {
   catalogue(
       "<Material umid=\"U0x\"><Component uri=\"./CLPR/1/1.SMI\" a=\"./CLPR/\" umid=\"U0x\"/></Material>");
   parser_ = {};
-  const std::string sidecar = write("card/BPAV/CLPR/1/1M01.XML", "<a umidRef=\"U0x\"/>");
+  std::string const sidecar = write("card/BPAV/CLPR/1/1M01.XML", "<a umidRef=\"U0x\"/>");
   EXPECT_TRUE(parser_.ProcessForgiving(sidecar, at("t.mzl"), 0));
   EXPECT_EQ(read(at("t.mzl")),
             "XMP4\r\n" + card() + "CLPR/1/1.SMI;  4\r\n" + card() + "CLPR/1/1.SMI;  4\r\n");
@@ -311,8 +311,8 @@ TEST_F(Forgiving, ARewrittenListThatNamesNoFile_GivesWayToTheScansOwn) {
 }
 
 TEST_F(Forgiving, OnlyTheScanPrintsItsProgress) {
-  const std::string plain = write("card/BPAV/CLPR/3/3M01.XML", "<a umidRef=\"U3x\"/>");
-  const auto printed = [&](bool forgiving) {
+  std::string const plain = write("card/BPAV/CLPR/3/3M01.XML", "<a umidRef=\"U3x\"/>");
+  auto const printed = [&](bool forgiving) {
     parser_ = {};
     testing::internal::CaptureStdout();
     if (forgiving)
@@ -322,7 +322,7 @@ TEST_F(Forgiving, OnlyTheScanPrintsItsProgress) {
     std::fflush(stdout);
     return testing::internal::GetCapturedStdout();
   };
-  const std::string once = printed(false);
+  std::string const once = printed(false);
   EXPECT_FALSE(once.empty());
   EXPECT_EQ(printed(true), once);
 }

@@ -5,8 +5,8 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-const std::string kClip = "<Material umid=\"P1\"><Component uri=\"./CLPR/1.MP4\"/></Material>";
-const std::string kComponent = "<Component uri=\"./CLPR/1.SMI\" umid=\"P1\"/>";
+std::string const kClip = "<Material umid=\"P1\"><Component uri=\"./CLPR/1.MP4\"/></Material>";
+std::string const kComponent = "<Component uri=\"./CLPR/1.SMI\" umid=\"P1\"/>";
 
 class Markers : public testing::Test {
  protected:
@@ -15,7 +15,7 @@ class Markers : public testing::Test {
 };
 
 TEST_F(Markers, TheFirstCharacterOfATextIsNotSearched) {
-  const std::string take =
+  std::string const take =
       "<Material umid=\"TAKE\"><Component uri=\"./CLPR/1.MP4\" umid=\"TAKE\"/></Material>";
   EXPECT_FALSE(parser_.ParseXml(take));
   EXPECT_EQ(parser_.error_text, "take umid not found!");
@@ -49,21 +49,21 @@ class KindOfDescription : public CardTest {
 
 TEST_F(KindOfDescription, SmiLeavesTheFlagAsItIs) {
   parser_.is_smi = 0;
-  const std::string smi = write("card/BPAV/CLPR/1.SMI", "<a umid=\"WRONG\" umidRef=\"TAKE\"/>");
+  std::string const smi = write("card/BPAV/CLPR/1.SMI", "<a umid=\"WRONG\" umidRef=\"TAKE\"/>");
   EXPECT_TRUE(parser_.ProcessData(smi, at("t.mzl"), 0)) << parser_.error_text;
   EXPECT_EQ(parser_.is_smi, 0);
   EXPECT_EQ(parser_.take_umid, "TAKE");
   parser_.take_umid.clear();
   parser_.clip_list.clear();
   parser_.is_smi = 7;
-  const std::string umid = write("card/BPAV/CLPR/2.SMI", "<a umid=\"TAKE\"/>");
+  std::string const umid = write("card/BPAV/CLPR/2.SMI", "<a umid=\"TAKE\"/>");
   EXPECT_TRUE(parser_.ProcessData(umid, at("t.mzl"), 0)) << parser_.error_text;
   EXPECT_EQ(parser_.is_smi, 7);
 }
 
 TEST_F(KindOfDescription, XmlClearsTheFlag) {
   parser_.is_smi = 7;
-  const std::string xml = write("card/BPAV/CLPR/1.XML", "<a umid=\"WRONG\" umidRef=\"TAKE\"/>");
+  std::string const xml = write("card/BPAV/CLPR/1.XML", "<a umid=\"WRONG\" umidRef=\"TAKE\"/>");
   EXPECT_TRUE(parser_.ProcessData(xml, at("t.mzl"), 0)) << parser_.error_text;
   EXPECT_EQ(parser_.is_smi, 0);
 }

@@ -14,7 +14,7 @@ class TakeList : public CardTest {
   }
   /// A file of any length that takes no room on the disk.
   std::string sparse(std::string_view name, off_t length) const {
-    const std::string path = write(name, "");
+    std::string const path = write(name, "");
     EXPECT_EQ(::truncate(path.c_str(), length), 0);
     return path;
   }
@@ -58,9 +58,9 @@ TEST_F(TakeList, ListsSizesModulo32Bits) {
 TEST_F(TakeList, AnEmptyNameWritesClipMzlIntoTheCurrentFolder) {
   write("card/BPAV/CLPR/a.MP4", "123");
   parser_.clip_list = {"CLPR/a.MP4"};
-  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::path const before = std::filesystem::current_path();
   std::filesystem::current_path(at("card"));
-  const bool result = parser_.CreateMzlFile("");
+  bool const result = parser_.CreateMzlFile("");
   std::filesystem::current_path(before);
   EXPECT_TRUE(result);
   EXPECT_EQ(read(at("card/clip.mzl")), "XMP4\r\n" + card() + "CLPR/a.MP4;  3\r\n");
@@ -82,11 +82,11 @@ TEST_F(TakeList, ThatCannotBeCreatedIsNamed) {
 TEST_F(TakeList, IsForItsOwnerOnly) {
   write("card/BPAV/CLPR/a.MP4", "123");
   parser_.clip_list = {"CLPR/a.MP4"};
-  const mode_t before = ::umask(0);
-  const bool result = parser_.CreateMzlFile(at("t.mzl"));
+  mode_t const before = ::umask(0);
+  bool const result = parser_.CreateMzlFile(at("t.mzl"));
   ::umask(before);
   EXPECT_TRUE(result);
-  struct stat status {};
+  struct stat status{};
   ASSERT_EQ(::stat(at("t.mzl").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777u, 0600u);
 }
@@ -116,7 +116,7 @@ TEST_F(TakeList, SkipsFoldersAndPipes) {
 }
 
 TEST_F(TakeList, KeepsBytesOfNamesThatAreNoText) {
-  const std::string odd = "CLPR/\xff%s%n \xc3\xa4.MP4";
+  std::string const odd = "CLPR/\xff%s%n \xc3\xa4.MP4";
   write("card/BPAV/" + odd, "1");
   parser_.clip_list = {odd};
   EXPECT_TRUE(parser_.CreateMzlFile(at("t.mzl")));

@@ -7,7 +7,7 @@
 
 namespace {
 
-const std::string kCatalogue =
+std::string const kCatalogue =
     "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<MediaProfile>\n"
     "<Material uri=\"./CLPR/1/1.SMI\" umid=\"PART1\">\n\t<Component uri=\"./CLPR/1/1.MP4\"/>\n</Material>\n"
     "<Material uri=\"./CLPR/2/2.SMI\" umid=\"PART2\">\n\t<Component uri=\"./CLPR/2/2.MP4\"/>\n</Material>\n"
@@ -23,7 +23,7 @@ class ProcessData : public CardTest {
     write("card/BPAV/CLPR/1/1.MP4", "12345");
     write("card/BPAV/CLPR/2/2.MP4", "123");
   }
-  bool process(const std::string& name, int verbose = 0) {
+  bool process(std::string const& name, int verbose = 0) {
     return parser_.ProcessData(name, at("t.mzl"), verbose);
   }
   std::string expectedList() const {
@@ -41,7 +41,7 @@ TEST_F(ProcessData, WritesTheTakeOfAnSmiFile) {
 }
 
 TEST_F(ProcessData, WritesTheTakeOfAnXmlFile) {
-  const std::string xml =
+  std::string const xml =
       write("card/BPAV/CLPR/1/1M01.XML", "<NonRealTimeMeta><TargetMaterial umidRef=\"TAKE\"/>");
   EXPECT_TRUE(process(xml)) << parser_.error_text;
   EXPECT_EQ(parser_.is_smi, 0);
@@ -49,13 +49,13 @@ TEST_F(ProcessData, WritesTheTakeOfAnXmlFile) {
 }
 
 TEST_F(ProcessData, APathWithBothNamesCountsAsSmi) {
-  const std::string xml = write("card/BPAV/CLPR/SMI/1M01.XML", "<a umid=\"TAKE\"/>");
+  std::string const xml = write("card/BPAV/CLPR/SMI/1M01.XML", "<a umid=\"TAKE\"/>");
   EXPECT_TRUE(process(xml)) << parser_.error_text;
   EXPECT_EQ(parser_.is_smi, 1);
 }
 
 TEST_F(ProcessData, TheKindMayStandAnywhereInThePath) {
-  const std::string odd = write("card/BPAV/CLPR/XML/clip.xml", "<a umidRef=\"TAKE\"/>");
+  std::string const odd = write("card/BPAV/CLPR/XML/clip.xml", "<a umidRef=\"TAKE\"/>");
   EXPECT_TRUE(process(odd)) << parser_.error_text;
   EXPECT_EQ(parser_.is_smi, 0);
 }
@@ -129,7 +129,7 @@ TEST_F(ProcessData, WhatFollowsANulByteIsLost) {
 }
 
 TEST_F(ProcessData, AFileThatDoesNotBeginWithATagFailsWithoutText) {
-  for (const char* text : {"", "\xef\xbb\xbf<smil umid=\"TAKE\"/>", "\n<smil umid=\"TAKE\"/>"}) {
+  for (char const* text : {"", "\xef\xbb\xbf<smil umid=\"TAKE\"/>", "\n<smil umid=\"TAKE\"/>"}) {
     write("card/BPAV/CLPR/1/1.SMI", text);
     EXPECT_FALSE(process(smi_));
     EXPECT_EQ(parser_.error_text, "");
@@ -152,7 +152,7 @@ TEST_F(ProcessData, AFailedSearchWritesNoTakeList) {
 
 TEST_F(ProcessData, ReadsACatalogueWithCarriageReturns) {
   std::string crlf;
-  for (const char c : kCatalogue) crlf += c == '\n' ? "\r\n" : std::string(1, c);
+  for (char const c : kCatalogue) crlf += c == '\n' ? "\r\n" : std::string(1, c);
   write("card/BPAV/MEDIAPRO.XML", crlf);
   EXPECT_TRUE(process(smi_)) << parser_.error_text;
   EXPECT_EQ(read(at("t.mzl")), expectedList());
@@ -169,13 +169,13 @@ TEST_F(ProcessData, ASecondCallKeepsWhatTheFirstLeft) {
 }
 
 TEST_F(ProcessData, PrintsByVerbosity) {
-  const std::string dashes = std::string(73, '-') + "\n";
-  const auto expected = [&](const std::string& umid) {
+  std::string const dashes = std::string(73, '-') + "\n";
+  auto const expected = [&](std::string const& umid) {
     return dashes + "Opened successfuly : " + smi_ + "\n" + umid + "Opened successfuly : " + card() +
            "MEDIAPRO.XML\n" + dashes + "process : " + card() + "CLPR/1/1.MP4\tsize : : 5\n" +
            "process : " + card() + "CLPR/2/2.MP4\tsize : : 3\n" + dashes;
   };
-  const std::string outputs[] = {"", expected(""), expected("\nFound UMID TAK\n\n"), expected("")};
+  std::string const outputs[] = {"", expected(""), expected("\nFound UMID TAK\n\n"), expected("")};
   for (int verbose = 0; verbose < 4; ++verbose) {
     OpenParser parser;
     testing::internal::CaptureStdout();
@@ -192,7 +192,7 @@ TEST_F(ProcessData, AFailurePrintsNoClosingLine) {
 }
 
 TEST(Parser, BeginsEmpty) {
-  const OpenParser parser;
+  OpenParser const parser;
   EXPECT_EQ(parser.verbose, 0);
   EXPECT_EQ(parser.is_smi, 1);
   EXPECT_EQ(parser.path_separator, "/");

@@ -3,10 +3,10 @@
 namespace {
 
 struct Case {
-  const char* name;
+  char const* name;
   bool smi;
-  const char* text;
-  const char* umid;
+  char const* text;
+  char const* umid;
 };
 
 class TakeUmid : public testing::TestWithParam<Case> {};
@@ -35,7 +35,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"AmpersandIsUnescapedFirst", true, "<a umid=\"A&amp;lt;C\"/>", "A<C"},
                     Case{"EscapedQuoteNeverBecomesABackslash", true, "<a umid=\"A&amp;quot;C\"/>", "A\"C"},
                     Case{"OverSeveralLines", true, "<smil xmlns=\"x\"\r\n\tumid=\"ABC\"/>\r\n", "ABC"}),
-    [](const auto& form) { return std::string(form.param.name); });
+    [](auto const& form) { return std::string(form.param.name); });
 
 class NoTakeUmid : public testing::TestWithParam<Case> {};
 
@@ -57,10 +57,10 @@ INSTANTIATE_TEST_SUITE_P(Forms, NoTakeUmid,
                                          Case{"TextEndsWithTheKey", true, "<a umid", ""},
                                          Case{"TextEndsOneBehindTheKey", true, "<a umid=", ""},
                                          Case{"TextEndsTwoBehindTheKey", true, "<a umid=\"", ""}),
-                         [](const auto& form) { return std::string(form.param.name); });
+                         [](auto const& form) { return std::string(form.param.name); });
 
 TEST(ParseXml, OfATextThatDoesNotBeginWithATagFailsSilently) {
-  for (const char* text :
+  for (char const* text :
        {"", " <a umid=\"ABC\"/>", "\xef\xbb\xbf<a umid=\"ABC\"/>", "\n<a umid=\"ABC\"/>"}) {
     OpenParser parser;
     EXPECT_FALSE(parser.ParseXml(text)) << '"' << text << '"';
@@ -77,7 +77,7 @@ TEST(ParseXml, KeepsAStaleErrorTextOnASilentRefusal) {
 }
 
 TEST(ParseXml, PrintsTheUmidAtVerbosityTwoOnly) {
-  for (const int verbose : {0, 1, 2, 3}) {
+  for (int const verbose : {0, 1, 2, 3}) {
     OpenParser parser;
     parser.verbose = verbose;
     testing::internal::CaptureStdout();

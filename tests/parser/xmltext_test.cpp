@@ -8,7 +8,7 @@ namespace {
 
 constexpr auto npos = std::string::npos;
 
-std::string replaced(std::string text, const std::string& from, const std::string& to) {
+std::string replaced(std::string text, std::string const& from, std::string const& to) {
   replaceAll(text, from, to);
   return text;
 }
@@ -67,10 +67,10 @@ TEST(GetTextBetween, WithoutClosingMarkerFailsAndKeepsOut) {
 }
 
 TEST(FindTextPartBetween, WalksOverElementsFromTheReturnedPositionPlusOne) {
-  const std::string text = "<e k1></e><e k2></e>";
+  std::string const text = "<e k1></e><e k2></e>";
   OpenParser parser;
   std::string out;
-  const std::size_t first = parser.FindTextPartBetween(text, "k", 0, "<e", "</e>", out);
+  std::size_t const first = parser.FindTextPartBetween(text, "k", 0, "<e", "</e>", out);
   EXPECT_EQ(first, 3u);
   EXPECT_EQ(out, "<e k1>");
   EXPECT_EQ(parser.FindTextPartBetween(text, "k", first + 1, "<e", "</e>", out), 13u);

@@ -32,7 +32,7 @@ Function library(char const* name, Function) {
 
 }  // namespace
 
-int mpegInOpen(MpegIn* instance, const char* name) {
+int mpegInOpen(MpegIn* instance, char const* name) {
   if (answers.open)
     if (auto const answer = answers.open(*instance)) return *answer;
   return library("mpegInOpen", &mpegInOpen)(instance, name);

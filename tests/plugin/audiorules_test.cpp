@@ -41,9 +41,8 @@ class AudioRules : public testing::Test {
     requests.clear();
     auxResult = 0;
     ky_dbg()->setMask(0xFF);
-    ky_dbg()->setSink([this](int level, std::string_view text) {
-      lines.push_back({level, std::string(text)});
-    });
+    ky_dbg()->setSink(
+        [this](int level, std::string_view text) { lines.push_back({level, std::string(text)}); });
     kySetFailureHandler(
         [](void* user, KyFailureKind kind, char const* where, char const* text) {
           auto& self = *static_cast<AudioRules*>(user);

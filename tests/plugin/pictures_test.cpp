@@ -99,74 +99,37 @@ constexpr char kHevcB3[] = "-c:v libx265 -x265-params log-level=0:keyint=24:bfra
 
 std::vector<Row> const& rows() {
   static std::vector<Row> const all = {
-      {"ClipMxf_Mpeg4",
-       [] {
-         return Made{clipMxf("c4.mxf", "mpeg4", mpeg4(2), ""), mpeg4(2)};
-       }},
-      {"ClipMxf_Mpeg4_Index",
-       [] {
-         return Made{clipMxf("c4i.mxf", "mpeg4", mpeg4(2), "index"), mpeg4(2)};
-       }},
+      {"ClipMxf_Mpeg4", [] { return Made{clipMxf("c4.mxf", "mpeg4", mpeg4(2), ""), mpeg4(2)}; }},
+      {"ClipMxf_Mpeg4_Index", [] { return Made{clipMxf("c4i.mxf", "mpeg4", mpeg4(2), "index"), mpeg4(2)}; }},
       {"ClipMxf_Mpeg4_Alaw_TwoClips",
        [] {
          return Made{clipMxf("c4a.mxf", "mpeg4", mpeg4(2), "clips=2 alaw=" + test::quoted(alaw())), mpeg4(2)};
        }},
       {"ClipMxf_Mpeg4_Alaw_OneClip",
-       [] {
-         return Made{clipMxf("c4b.mxf", "mpeg4", mpeg4(2), "alaw=" + test::quoted(alaw())), mpeg4(2)};
-       }},
-      {"ClipMxf_Mpeg2",
-       [] {
-         return Made{clipMxf("c2.mxf", "mpeg2", mpeg2(), ""), mpeg2()};
-       }},
-      {"ClipMxf_Mpeg2_Index",
-       [] {
-         return Made{clipMxf("c2i.mxf", "mpeg2", mpeg2(), "index"), mpeg2()};
-       }},
+       [] { return Made{clipMxf("c4b.mxf", "mpeg4", mpeg4(2), "alaw=" + test::quoted(alaw())), mpeg4(2)}; }},
+      {"ClipMxf_Mpeg2", [] { return Made{clipMxf("c2.mxf", "mpeg2", mpeg2(), ""), mpeg2()}; }},
+      {"ClipMxf_Mpeg2_Index", [] { return Made{clipMxf("c2i.mxf", "mpeg2", mpeg2(), "index"), mpeg2()}; }},
       {"ClipMxf_Mpeg2_ThreeClips",
-       [] {
-         return Made{clipMxf("c2c.mxf", "mpeg2", mpeg2(), "clips=3"), mpeg2()};
-       }},
-      {"ClipMxf_H264",
-       [] {
-         return Made{clipMxf("c264.mxf", "h264", h264(), ""), h264()};
-       }},
-      {"ClipMxf_H264_Index",
-       [] {
-         return Made{clipMxf("c264i.mxf", "h264", h264(), "index"), h264()};
-       }},
-      {"ClipMxf_H264_TwoClips",
-       [] {
-         return Made{clipMxf("c264c.mxf", "h264", h264(), "clips=2"), h264()};
-       }},
+       [] { return Made{clipMxf("c2c.mxf", "mpeg2", mpeg2(), "clips=3"), mpeg2()}; }},
+      {"ClipMxf_H264", [] { return Made{clipMxf("c264.mxf", "h264", h264(), ""), h264()}; }},
+      {"ClipMxf_H264_Index", [] { return Made{clipMxf("c264i.mxf", "h264", h264(), "index"), h264()}; }},
+      {"ClipMxf_H264_TwoClips", [] { return Made{clipMxf("c264c.mxf", "h264", h264(), "clips=2"), h264()}; }},
       {"ClipMxf_H264Fields",
-       [] {
-         return Made{clipMxf("cf.mxf", "h264", h264Fields(), "", "64 64 25"), h264Fields()};
-       }},
+       [] { return Made{clipMxf("cf.mxf", "h264", h264Fields(), "", "64 64 25"), h264Fields()}; }},
       {"ClipMxf_H264Fields_IndexOfFields",
-       [] {
-         return Made{clipMxf("cfi.mxf", "h264", h264Fields(), "index", "64 64 50"), h264Fields()};
-       }},
+       [] { return Made{clipMxf("cfi.mxf", "h264", h264Fields(), "index", "64 64 50"), h264Fields()}; }},
       {"ClipMxf_Mpeg2Fields",
-       [] {
-         return Made{clipMxf("cf2.mxf", "mpeg2", mpeg2Fields(), "", "64 64 25"), mpeg2Fields()};
-       }},
+       [] { return Made{clipMxf("cf2.mxf", "mpeg2", mpeg2Fields(), "", "64 64 25"), mpeg2Fields()}; }},
       {"ClipMxf_Mpeg2Fields_IndexOfFields",
-       [] {
-         return Made{clipMxf("cf2i.mxf", "mpeg2", mpeg2Fields(), "index", "64 64 50"), mpeg2Fields()};
-       }},
+       [] { return Made{clipMxf("cf2i.mxf", "mpeg2", mpeg2Fields(), "index", "64 64 50"), mpeg2Fields()}; }},
       {"Mxf_Mpeg2Fields",
        [] {
          return Made{test::made("mf2.mxf", "-i " + test::quoted(mpeg2Fields()) + " -c copy"), mpeg2Fields()};
        }},
       {"Mp4_Slices",
-       [] {
-         return Made{scripted("sl.mp4", "pieces_mp4.py", h264(), "slices 96 64 25"), h264()};
-       }},
+       [] { return Made{scripted("sl.mp4", "pieces_mp4.py", h264(), "slices 96 64 25"), h264()}; }},
       {"Mp4_Pictures",
-       [] {
-         return Made{scripted("pi.mp4", "pieces_mp4.py", h264(), "pictures 96 64 25"), h264()};
-       }},
+       [] { return Made{scripted("pi.mp4", "pieces_mp4.py", h264(), "pictures 96 64 25"), h264()}; }},
       {"Mp4_Fields",
        [] {
          return Made{scripted("fi.mp4", "pieces_mp4.py", h264Fields(), "fields 64 64 25"), h264Fields()};
@@ -176,17 +139,11 @@ std::vector<Row> const& rows() {
          return Made{scripted("pa.mp4", "pieces_mp4.py", h264Fields(), "pictures 64 64 25"), h264Fields()};
        }},
       {"Avi_Packed_OneB",
-       [] {
-         return Made{scripted("p1.avi", "packed_avi.py", mpeg4(1), "96 64 25"), mpeg4(1)};
-       }},
+       [] { return Made{scripted("p1.avi", "packed_avi.py", mpeg4(1), "96 64 25"), mpeg4(1)}; }},
       {"Avi_Packed_TwoB",
-       [] {
-         return Made{scripted("p2.avi", "packed_avi.py", mpeg4(2), "96 64 25"), mpeg4(2)};
-       }},
+       [] { return Made{scripted("p2.avi", "packed_avi.py", mpeg4(2), "96 64 25"), mpeg4(2)}; }},
       {"Avi_Packed_EmptyChunks",
-       [] {
-         return Made{scripted("pe.avi", "packed_avi.py", mpeg4(1), "96 64 25 empty"), mpeg4(1)};
-       }},
+       [] { return Made{scripted("pe.avi", "packed_avi.py", mpeg4(1), "96 64 25 empty"), mpeg4(1)}; }},
       {"StampsOfDecoding_Mpeg4_Mp4", [] { return stamped("d4.mp4", kMpeg4B2); }},
       {"StampsOfDecoding_Mpeg4_Mov", [] { return stamped("d4.mov", kMpeg4B1); }},
       {"StampsOfDecoding_Mpeg4_Avi", [] { return stamped("d4.avi", kMpeg4B1); }},
@@ -197,18 +154,9 @@ std::vector<Row> const& rows() {
       {"StampsOfDecoding_H264_Avi", [] { return stamped("dh.avi", kH264B3); }},
       {"StampsOfDecoding_H264_Matroska", [] { return stamped("dh.mkv", kH264B3); }},
       {"StampsOfDecoding_Hevc_Mp4", [] { return stamped("dv.mp4", kHevcB3); }},
-      {"Whole_H264_Elementary",
-       [] {
-         return Made{h264(), h264()};
-       }},
-      {"Whole_Hevc_Elementary",
-       [] {
-         return Made{hevc(), hevc()};
-       }},
-      {"Whole_Mpeg2_Elementary",
-       [] {
-         return Made{mpeg2(), mpeg2()};
-       }},
+      {"Whole_H264_Elementary", [] { return Made{h264(), h264()}; }},
+      {"Whole_Hevc_Elementary", [] { return Made{hevc(), hevc()}; }},
+      {"Whole_Mpeg2_Elementary", [] { return Made{mpeg2(), mpeg2()}; }},
   };
   return all;
 }

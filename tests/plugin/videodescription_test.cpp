@@ -110,7 +110,7 @@ TEST_F(VideoDescription, IsTheFactsOfTheInstanceUnderTheirKeys) {
 
 TEST_F(VideoDescription, NamesTheCodecByTheFirstFlagThatHolds) {
   struct Row {
-    int MpegVideoInfo::*flag;
+    int MpegVideoInfo::* flag;
     char const* name;
     Any mpeg;
   };

@@ -82,7 +82,7 @@ TEST_F(CardDecoder, TheTakeListIsNamedAfterTheDescriptionAndReadableByItsOwnerOn
   ASSERT_TRUE(pipe);
   fs::path const list = onlyFile();
   EXPECT_THAT(list.filename().string(), testing::MatchesRegex("632_0001_01\\.SMI_[0-9]+_[0-9]+\\.mzl"));
-  struct stat status {};
+  struct stat status{};
   ASSERT_EQ(::stat(list.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0600U);
 }
@@ -102,7 +102,7 @@ TEST_F(CardDecoder, AForgivenCardHasATakeListLikeAnyOther) {
   EXPECT_THAT(list.filename().string(), testing::MatchesRegex("632_0004_01\\.SMI_[0-9]+_[0-9]+\\.mzl"));
   EXPECT_EQ(contentOf(list),
             "XMP4\r\n" + clip.string() + ";  " + std::to_string(fs::file_size(clip)) + "\r\n");
-  struct stat status {};
+  struct stat status{};
   ASSERT_EQ(::stat(list.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0600U);
   EXPECT_TRUE(log.hasAt(kLogTrace, "[xdcamparser] Created multiple take file '" + list.string() + "'"));

@@ -20,21 +20,21 @@ ScratchFolder::~ScratchFolder() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-std::string readFile(const std::filesystem::path& path) {
+std::string readFile(std::filesystem::path const& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-Outcome run(const std::string& command) {
-  const ScratchFolder scratch;
-  const std::filesystem::path errors = scratch.path() / "errors";
+Outcome run(std::string const& command) {
+  ScratchFolder const scratch;
+  std::filesystem::path const errors = scratch.path() / "errors";
   Outcome outcome;
   std::FILE* pipe = ::popen(("{ " + command + "\n} 2>" + errors.string()).c_str(), "r");
   if (pipe == nullptr) return outcome;
   std::array<char, 1 << 16> piece{};
-  while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), pipe))
+  while (std::size_t const count = std::fread(piece.data(), 1, piece.size(), pipe))
     outcome.output.append(piece.data(), count);
-  const int status = ::pclose(pipe);
+  int const status = ::pclose(pipe);
   outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   outcome.errors = readFile(errors);
   return outcome;

@@ -13,20 +13,20 @@ struct Outcome {
 };
 
 /// Runs a shell command.
-Outcome run(const std::string& command);
+Outcome run(std::string const& command);
 
 /// A folder of its own, removed with the object.
 class ScratchFolder {
  public:
   ScratchFolder();
   ~ScratchFolder();
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
+  ScratchFolder(ScratchFolder const&) = delete;
+  ScratchFolder& operator=(ScratchFolder const&) = delete;
 
-  const std::filesystem::path& path() const { return path_; }
+  std::filesystem::path const& path() const { return path_; }
 
  private:
   std::filesystem::path path_;
 };
 
-std::string readFile(const std::filesystem::path& path);
+std::string readFile(std::filesystem::path const& path);

@@ -17,22 +17,22 @@ struct Size {
 
 class FramePattern : public testing::TestWithParam<Size> {
  protected:
-  std::vector<std::uint8_t> drawn(const FrameTag& tag, int step = 1) const {
-    const auto [width, height] = GetParam();
+  std::vector<std::uint8_t> drawn(FrameTag const& tag, int step = 1) const {
+    auto const [width, height] = GetParam();
     std::vector<std::uint8_t> plane(static_cast<std::size_t>(width * height), 128);
     samples::drawFrameNumber(plane.data(), width, width, height, tag);
     std::vector<std::uint8_t> picture(plane.size() * static_cast<std::size_t>(step), 77);
     for (std::size_t i = 0; i < plane.size(); ++i) picture[i * static_cast<std::size_t>(step)] = plane[i];
     return picture;
   }
-  std::optional<FrameTag> read(const std::vector<std::uint8_t>& picture, int step = 1) const {
-    const auto [width, height] = GetParam();
+  std::optional<FrameTag> read(std::vector<std::uint8_t> const& picture, int step = 1) const {
+    auto const [width, height] = GetParam();
     return samples::readFrameNumber(picture.data(), std::ptrdiff_t{width} * step, width, height, step);
   }
 };
 
 TEST_P(FramePattern, IsReadBack) {
-  for (const FrameTag& tag : {FrameTag{0, 0, 0}, FrameTag{1, 1, 1}, FrameTag{0xFFFFFF, 255, 255},
+  for (FrameTag const& tag : {FrameTag{0, 0, 0}, FrameTag{1, 1, 1}, FrameTag{0xFFFFFF, 255, 255},
                               FrameTag{0x800001, 2, 3}, FrameTag{123456, 200, 99}})
     EXPECT_EQ(read(drawn(tag)), tag) << tag.frame;
 }
@@ -42,25 +42,25 @@ TEST_P(FramePattern, IsReadFromPackedPictures) {
 }
 
 TEST_P(FramePattern, FieldsOfDifferentFramesAreRefused) {
-  const int width = GetParam().width;
+  int const width = GetParam().width;
   std::vector<std::uint8_t> woven = drawn({100, 1, 1});
-  const std::vector<std::uint8_t> other = drawn({101, 1, 1});
+  std::vector<std::uint8_t> const other = drawn({101, 1, 1});
   for (int y = 1; y < GetParam().height; y += 2)
     std::copy_n(other.begin() + y * width, width, woven.begin() + y * width);
   EXPECT_EQ(read(woven), std::nullopt);
 }
 
 TEST_P(FramePattern, PicturesWithoutItAreRefused) {
-  for (const int level : {0, 16, 128, 235, 255}) {
-    const std::vector<std::uint8_t> flat(static_cast<std::size_t>(GetParam().width * GetParam().height),
+  for (int const level : {0, 16, 128, 235, 255}) {
+    std::vector<std::uint8_t> const flat(static_cast<std::size_t>(GetParam().width * GetParam().height),
                                          static_cast<std::uint8_t>(level));
     EXPECT_EQ(read(flat), std::nullopt) << level;
   }
 }
 
 TEST_P(FramePattern, AFlippedBlockIsRefused) {
-  const auto [width, height] = GetParam();
-  const auto area = samples::PatternArea::of(width, height);
+  auto const [width, height] = GetParam();
+  auto const area = samples::PatternArea::of(width, height);
   for (int block = 0; block < 48; ++block) {
     std::vector<std::uint8_t> picture = drawn({777, 3, 2});
     for (int y = 0; y < area.block; ++y)
@@ -83,30 +83,30 @@ TEST(FramePatternSize, BlocksAreLargeInCameraPictures) {
 }
 
 TEST(FramePatternSize, TooSmallAPictureHoldsNoTag) {
-  const std::vector<std::uint8_t> picture(100 * 100, 220);
+  std::vector<std::uint8_t> const picture(100 * 100, 220);
   EXPECT_EQ(samples::readFrameNumber(picture.data(), 100, 100, 100), std::nullopt);
 }
 
-std::vector<std::int16_t> signal(const Phase& from, std::size_t count) {
+std::vector<std::int16_t> signal(Phase const& from, std::size_t count) {
   std::vector<std::int16_t> out(count);
   samples::fillPhase(out, from);
   return out;
 }
 
 TEST(PhaseSignal, IsTheSameHoweverItIsCut) {
-  const auto whole = signal({1000, 1, 2}, 300);
+  auto const whole = signal({1000, 1, 2}, 300);
   for (std::size_t cut = 0; cut <= 300; cut += 7) {
     auto head = signal({1000, 1, 2}, cut);
-    const auto tail = signal({1000 + cut, 1, 2}, 300 - cut);
+    auto const tail = signal({1000 + cut, 1, 2}, 300 - cut);
     head.insert(head.end(), tail.begin(), tail.end());
     EXPECT_EQ(head, whole) << cut;
   }
 }
 
 TEST(PhaseSignal, AnyFifteenSamplesTellTheirPosition) {
-  for (const std::uint64_t position : {0ull, 1ull, 7ull, 48'000ull, 123'456'789ull, (1ull << 30) - 15})
+  for (std::uint64_t const position : {0ull, 1ull, 7ull, 48'000ull, 123'456'789ull, (1ull << 30) - 15})
     for (unsigned track = 1; track <= 4; ++track) {
-      const Phase phase{position, 3, track};
+      Phase const phase{position, 3, track};
       EXPECT_EQ(samples::readPhase(signal(phase, 15)), phase) << position;
     }
 }
@@ -133,13 +133,13 @@ TEST(PhaseSignal, SilenceHoldsNoPosition) {
 }
 
 TEST(PhaseSignal, ExtremeSamplesAreRefused) {
-  for (const std::int16_t level : {std::int16_t{-32768}, std::int16_t{32767}})
+  for (std::int16_t const level : {std::int16_t{-32768}, std::int16_t{32767}})
     EXPECT_EQ(samples::readPhase(std::vector<std::int16_t>(64, level)), std::nullopt);
 }
 
 TEST(PhaseSignal, PositionIsFoundBehindForeignSamples) {
   std::vector<std::int16_t> heard(100, 0);
-  const auto rest = signal({5000, 1, 1}, 50);
+  auto const rest = signal({5000, 1, 1}, 50);
   heard.insert(heard.end(), rest.begin(), rest.end());
   EXPECT_EQ(samples::readPhase(heard), (Phase{4900, 1, 1}));
 }
@@ -155,7 +155,7 @@ TEST(PhaseSignal, FirstMismatchNamesTheSample) {
 }
 
 TEST(PhaseSignal, IsQuiet) {
-  for (const std::int16_t sample : signal({0, 1, 1}, 100'000)) ASSERT_LE(std::abs(int{sample}), 2048);
+  for (std::int16_t const sample : signal({0, 1, 1}, 100'000)) ASSERT_LE(std::abs(int{sample}), 2048);
 }
 
 }  // namespace

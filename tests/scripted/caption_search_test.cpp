@@ -55,7 +55,7 @@ TEST_F(CaptionSearch, ThatFoundNone_LeavesTheFirstPictureInTheFrame) {
 
 TEST_F(CaptionSearch, IsForThreeCodecsOfThe60HzWorldAlone) {
   struct Row {
-    int MpegVideoInfo::*flag;  // none: MPEG-1
+    int MpegVideoInfo::* flag;  // none: MPEG-1
     double rate;
     bool searched;
   };

@@ -34,7 +34,7 @@ int64_t lastRequest(Instance const& instance, int request) {
   return found == instance.videoAux.rend() ? -1 : found->second;
 }
 
-Effect ofSettings(int MpegSettings::*member, size_t instance = 0) {
+Effect ofSettings(int MpegSettings::* member, size_t instance = 0) {
   return [=](MpegInDec&, Library& library, size_t first) {
     return library.instances.at(first + instance)->set.*member;
   };

@@ -124,7 +124,7 @@ class VideoSettings : public ScriptedTest {
  protected:
   VideoSettings() { library.addVideo(); }
   MpegVideoInfo& info() { return library.video[0].info; }
-  void codec(int MpegVideoInfo::*flag) {
+  void codec(int MpegVideoInfo::* flag) {
     info().mpeg2 = 0;
     info().*flag = 1;
   }
@@ -155,7 +155,7 @@ TEST_F(VideoSettings, AFirstStreamThatFails_LeavesTheSecondAtIndexZero) {
 
 TEST_F(VideoSettings, ThreadsFollowTheCodec) {
   struct Row {
-    int MpegVideoInfo::*flag;
+    int MpegVideoInfo::* flag;
     std::vector<int> threads, modes;
   };
   for (Row const& row : {Row{&MpegVideoInfo::mpeg2, {1}, {}}, Row{&MpegVideoInfo::h264, {2}, {}},

@@ -225,7 +225,7 @@ TEST_F(Facts, TheTransportStructureLeavesOutStreamsWithoutIdentity) {
 
 TEST_F(Facts, TheTypeNameIsTheCodecOrItsProfile) {
   struct Row {
-    int MpegVideoInfo::*flag;
+    int MpegVideoInfo::* flag;
     int container;
     char const* name;
   };

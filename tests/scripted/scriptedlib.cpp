@@ -267,7 +267,7 @@ int mpegInGetInfo(MpegIn* instance) {
   return kMpegOk;
 }
 
-int mpegInOpen(MpegIn* instance, const char*) {
+int mpegInOpen(MpegIn* instance, char const*) {
   State* const state = stateOf(instance);
   if (!state) return kMpegError;
   scripted::Instance& record = *state->record;
@@ -412,7 +412,7 @@ MfHandle* mfimportNew(MpegResourceGetter getter, int reserved) {
   return handle.release();
 }
 
-int mfimportFileOpen(MfHandle* handle, const char*, const MfSettings* settings) {
+int mfimportFileOpen(MfHandle* handle, char const*, MfSettings const* settings) {
   if (settings) current->readerIo = settings->io;
   if (auto const* outcome = current->enter(scripted::kMfFileOpen)) return outcome->result;
   handle->open = true;

@@ -18,7 +18,7 @@ Packet packet(Bytes bytes, int type = 4, bool null = false) { return {std::move(
 
 class UserData : public BothHandlers {
  protected:
-  Video& stream(int MpegVideoInfo::*codec = &MpegVideoInfo::mpeg2) {
+  Video& stream(int MpegVideoInfo::* codec = &MpegVideoInfo::mpeg2) {
     library.video.clear();
     Video& video = library.addVideo();
     video.info.mpeg2 = 0;

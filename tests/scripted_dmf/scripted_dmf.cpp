@@ -85,7 +85,7 @@ DmfDemux* dmfDemuxNew(DmfResourceGetter getter, void* context) {
   return new DmfDemux;
 }
 
-int dmfDemuxOpen(DmfDemux*, const char* name) {
+int dmfDemuxOpen(DmfDemux*, char const* name) {
   call(std::string("open ") + name);
   if (!file().opens) return -1;
   ++test::scriptedDmf().open;
@@ -128,14 +128,14 @@ int dmfDemuxGetStreamInfo(DmfDemux* demux, int title, int number, DmfStreamInfo*
   return 0;
 }
 
-int dmfDemuxNewParser(DmfDemux* demux, const DmfParserSettings* settings) {
+int dmfDemuxNewParser(DmfDemux* demux, DmfParserSettings const* settings) {
   if (file().parsers-- <= 0) return 0;
   int const number = static_cast<int>(demux->parsers.size()) + 1;
   demux->parsers[number].title = settings->title;
   return number;
 }
 
-int dmfDemuxAddStream(DmfDemux* demux, int parser, const DmfStreamSettings* settings) {
+int dmfDemuxAddStream(DmfDemux* demux, int parser, DmfStreamSettings const* settings) {
   call("add " + std::to_string(settings->stream) + " to " + std::to_string(parser) +
        (settings->asText == 1 ? " as text"
         : settings->asText    ? " with an odd flag"
@@ -147,7 +147,7 @@ int dmfDemuxAddStream(DmfDemux* demux, int parser, const DmfStreamSettings* sett
   return 0;
 }
 
-int dmfDemuxSeek(DmfDemux*, const DmfSeekSettings* settings) {
+int dmfDemuxSeek(DmfDemux*, DmfSeekSettings const* settings) {
   call("seek " + std::to_string(settings->stream) + " of " + std::to_string(settings->parser) + " to " +
        std::to_string(settings->position));
   return file().seeks ? 0 : -1;

@@ -20,9 +20,8 @@ bool Failures::has(std::string const& where, std::string const& text) const {
 
 LogLines::LogLines() : mask_(ky_dbg()->mask()) {
   ky_dbg()->setMask(kLogError | kLogWarning | kLogInfo | kLogTrace | kLogProgress);
-  ky_dbg()->setSink([this](int level, std::string_view text) {
-    lines.push_back({level, std::string(text)});
-  });
+  ky_dbg()->setSink(
+      [this](int level, std::string_view text) { lines.push_back({level, std::string(text)}); });
 }
 
 LogLines::~LogLines() {
