@@ -4,7 +4,7 @@
 #include <memory>
 #include <span>
 
-#include "mfimport/dolby_info.h"
+#include "mfimport/headers/dolby_info.h"
 
 /// Any packet gives fields in their range, and the same ones again.
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {

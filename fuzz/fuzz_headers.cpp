@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <span>
 
-#include "mfimport/header_info.h"
+#include "mfimport/headers/header_info.h"
 
 /// First byte: the syntax. Second: bytes of configuration in front of the packet.
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {

@@ -9,7 +9,7 @@
 
 #include "dmfdemux/packets.h"
 #include "dmfdemux/script.h"
-#include "mfimport/subpicture_index.h"
+#include "mfimport/subpicture/subpicture_index.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "mfimport/takelist.h"
+#include "mfimport/takelist/takelist.h"
 
 /// A take list as it lies on disk.
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {

@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "kyhost/commands.h"
-#include "kyhost/decoder_log.h"
-#include "kyhost/failure.h"
-#include "kyhost/memory_io.h"
-#include "kyhost/params.h"
-#include "kyhost/signals.h"
+#include "kyhost/commands/commands.h"
+#include "kyhost/session/decoder_log.h"
+#include "kyhost/session/failure.h"
+#include "kyhost/session/memory_io.h"
+#include "kyhost/session/params.h"
+#include "kyhost/session/signals.h"
 
 extern "C" {
 #include <libavutil/log.h>

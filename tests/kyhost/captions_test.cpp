@@ -1,5 +1,5 @@
 // Caption bytes to slots, text and files, without a program or a file.
-#include "kyhost/captions.h"
+#include "kyhost/text/captions.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "kyhost/dolby_text.h"
+#include "kyhost/text/dolby_text.h"
 
 #include <gtest/gtest.h>
 

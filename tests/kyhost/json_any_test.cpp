@@ -1,4 +1,4 @@
-#include "kyhost/json_any.h"
+#include "kyhost/text/json_any.h"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
-#include "kyhost/params.h"
+#include "kyhost/session/params.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 
 #include "host/log.h"
-#include "kyhost/failure.h"
+#include "kyhost/session/failure.h"
 
 namespace {
 

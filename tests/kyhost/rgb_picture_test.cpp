@@ -1,5 +1,5 @@
 // Colours of pictures that are turned into RGB.
-#include "kyhost/rgb_picture.h"
+#include "kyhost/pictures/rgb_picture.h"
 
 #include <gtest/gtest.h>
 

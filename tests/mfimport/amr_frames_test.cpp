@@ -1,4 +1,4 @@
-#include "mfimport/amr_frames.h"
+#include "mfimport/headers/amr_frames.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "mfimport/classify.h"
+#include "mfimport/headers/classify.h"
 
 #include <gtest/gtest.h>
 

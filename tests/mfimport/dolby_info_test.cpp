@@ -1,4 +1,4 @@
-#include "mfimport/dolby_info.h"
+#include "mfimport/headers/dolby_info.h"
 
 #include <gtest/gtest.h>
 

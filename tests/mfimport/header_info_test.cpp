@@ -1,11 +1,11 @@
-#include "mfimport/header_info.h"
+#include "mfimport/headers/header_info.h"
 
 #include <gtest/gtest.h>
 
 #include <random>
 
 #include "bit_writer.h"
-#include "mfimport/bit_reader.h"
+#include "mfimport/headers/bit_reader.h"
 
 using namespace mfimport;
 

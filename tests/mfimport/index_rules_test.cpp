@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "mfimport/frame_rate.h"
-#include "mfimport/index_build.h"
-#include "mfimport/media.h"
-#include "mfimport/stamps.h"
+#include "mfimport/clip/stamps.h"
+#include "mfimport/index/frame_rate.h"
+#include "mfimport/index/index_build.h"
+#include "mfimport/takelist/media.h"
 
 using namespace mfimport;
 

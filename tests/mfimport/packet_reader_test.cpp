@@ -1,4 +1,4 @@
-#include "mfimport/packet_reader.h"
+#include "mfimport/clip/packet_reader.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 #include <array>
 #include <cstring>
 
-#include "mfimport/sample_source.h"
+#include "mfimport/audio/sample_source.h"
 
 using namespace mfimport;
 

@@ -1,4 +1,4 @@
-#include "mfimport/picture_header.h"
+#include "mfimport/headers/picture_header.h"
 
 #include <gtest/gtest.h>
 

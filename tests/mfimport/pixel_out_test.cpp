@@ -1,4 +1,4 @@
-#include "mfimport/pixel_out.h"
+#include "mfimport/video/pixel_out.h"
 
 #include <gtest/gtest.h>
 

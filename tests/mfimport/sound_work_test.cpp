@@ -4,7 +4,7 @@
 #include <random>
 
 #include "clips.h"
-#include "mfimport/sample_source.h"
+#include "mfimport/audio/sample_source.h"
 
 using namespace mfimport;
 

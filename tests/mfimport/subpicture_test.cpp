@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "mfimport/mfimport.h"
-#include "mfimport/subpicture_blend.h"
-#include "mfimport/subpicture_index.h"
+#include "mfimport/subpicture/subpicture_blend.h"
+#include "mfimport/subpicture/subpicture_index.h"
 
 using namespace mfimport;
 

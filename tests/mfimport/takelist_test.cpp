@@ -1,4 +1,4 @@
-#include "mfimport/takelist.h"
+#include "mfimport/takelist/takelist.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,25 @@
+// Opening an audio decoder for a stream of the index, and the sample format that it is to deliver.
+#pragma once
+
+#include <string>
+
+#include "mfimport/clip/media_index.h"
+
+namespace mfimport {
+
+// Null on failure, with the reason in `error`. The decoder leaves all samples in place: trimming is the
+// caller's.
+lav::CodecContext openAudioCodec(StreamIndex const& stream, std::string& error);
+
+// A delivered sample.
+struct SampleLayout {
+  int bits = 16;  // 16, 20 and 24 packed in 3 bytes, 32
+  bool isFloat = false;
+
+  int bytes() const { return bits == 16 ? 2 : bits == 32 ? 4 : 3; }
+};
+
+// What a stream delivers unless asked otherwise.
+SampleLayout naturalLayout(AVCodecParameters const& parameters);
+
+}  // namespace mfimport

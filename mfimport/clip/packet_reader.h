@@ -1,0 +1,43 @@
+// Packets of one stream by number.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "mfimport/clip/media_index.h"
+
+namespace mfimport {
+
+// One thread at a time; the index must outlive the reader. A packet that is not the one of the index is an
+// error, never delivered.
+class PacketReader {
+ public:
+  enum class Result { packet, end, error };
+
+  virtual ~PacketReader() = default;
+
+  // Makes packet `number` of the index the next one. False when the container does not get there.
+  virtual bool position(size_t number) = 0;
+
+  // Reads the next packet into `packet`, which must be blank. The position advances, after an error too.
+  virtual Result next(AVPacket& packet) = 0;
+
+  // The number of the packet that `next` will deliver.
+  virtual size_t nextNumber() const = 0;
+};
+
+// A reader that starts at packet 0: straight from the file where the index vouches for that, else through the
+// demultiplexer. Null when the file cannot be opened (any more), with the reason in `error`.
+std::unique_ptr<PacketReader> openPacketReader(MediaIndex const& index, StreamIndex const& stream,
+                                               mediafile::FileAccess const& access, std::string& error);
+
+// Like openPacketReader, always through the demultiplexer.
+std::unique_ptr<PacketReader> openDemuxReader(MediaIndex const& index, StreamIndex const& stream,
+                                              mediafile::FileAccess const& access, std::string& error);
+
+// Like openPacketReader, always straight from the file.
+std::unique_ptr<PacketReader> openDirectReader(MediaIndex const& index, StreamIndex const& stream,
+                                               mediafile::FileAccess const& access, std::string& error);
+
+}  // namespace mfimport

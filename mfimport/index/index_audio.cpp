@@ -1,0 +1,178 @@
+// Positions of samples.
+#include <algorithm>
+
+#include "mfimport/audio/audio_codec.h"
+#include "mfimport/clip/packet_reader.h"
+#include "mfimport/headers/amr_frames.h"
+#include "mfimport/headers/classify.h"
+#include "mfimport/headers/dolby_info.h"
+#include "mfimport/index/index_build.h"
+
+namespace mfimport {
+namespace {
+
+// Counts what packets give when they are decoded.
+class SampleCounter {
+ public:
+  SampleCounter(MediaIndex const& index, StreamIndex& stream, mediafile::FileAccess const& access)
+      : stream_(stream) {
+    std::string error;
+    reader_ = openPacketReader(index, stream, access, error);
+  }
+
+  // Samples of the packets from `from` to before `to`, decoded from `from` on. Packets that cannot be read or
+  // decoded give 0.
+  std::vector<int> count(size_t from, size_t to) {
+    std::vector<int> counts(to - from, 0);
+    std::string error;
+    codec_ = openAudioCodec(stream_, error);
+    if (!reader_ || !codec_ || !reader_->position(from)) return counts;
+    size_t last = from;
+    for (size_t number = from; number < to; ++number) {
+      PacketReader::Result const result = reader_->next(*packet_);
+      if (result == PacketReader::Result::end) break;
+      if (result == PacketReader::Result::error) continue;
+      readDolbyMode();
+      packet_->pts = static_cast<int64_t>(number);
+      packet_->dts = AV_NOPTS_VALUE;
+      feeder_.send(*codec_, *packet_);
+      av_packet_unref(packet_.get());
+      do {
+        receive(from, counts, last);
+      } while (feeder_.sendNext(*codec_));
+    }
+    if (to == stream_.packets.size()) {
+      avcodec_send_packet(codec_.get(), nullptr);
+      receive(from, counts, last);
+    }
+    return counts;
+  }
+
+  // Samples at the very beginning that the decoder declares to precede the sound; known after the first
+  // packet was counted.
+  int declaredDelay() const { return declaredDelay_; }
+
+ private:
+  void receive(size_t from, std::vector<int>& counts, size_t& last) {
+    while (avcodec_receive_frame(codec_.get(), frame_.get()) >= 0) {
+      // Further output of the same packet has no stamp.
+      if (frame_->pts != AV_NOPTS_VALUE) last = static_cast<size_t>(frame_->pts);
+      if (last >= from && last - from < counts.size()) counts[last - from] += frame_->nb_samples;
+      if (!described_) describe();
+    }
+  }
+
+  // What only the decoder knows for some AAC.
+  void describe() {
+    described_ = true;
+    stream_.parameters->sample_rate = frame_->sample_rate;
+    stream_.parameters->format = frame_->format;
+    if (av_channel_layout_copy(&stream_.parameters->ch_layout, &frame_->ch_layout) < 0)
+      throw std::bad_alloc();
+    AVFrameSideData const* const skip = av_frame_get_side_data(frame_.get(), AV_FRAME_DATA_SKIP_SAMPLES);
+    if (!skip || skip->size < 4) return;
+    declaredDelay_ =
+        static_cast<int>(static_cast<uint32_t>(skip->data[0]) | static_cast<uint32_t>(skip->data[1]) << 8 |
+                         static_cast<uint32_t>(skip->data[2] & 0x7F) << 16);
+  }
+
+  // From the first packet that tells it.
+  void readDolbyMode() {
+    if (stream_.codec() != AV_CODEC_ID_AC3 && stream_.codec() != AV_CODEC_ID_EAC3) return;
+    if (modeKnown_) return;
+    auto const info = readDolbyInfo(lav::payload(*packet_));
+    if (!info) return;
+    modeKnown_ = true;
+    stream_.acmod = info->general.acmod;
+    stream_.lfeon = info->general.lfeon;
+  }
+
+  StreamIndex& stream_;
+  std::unique_ptr<PacketReader> reader_;
+  lav::CodecContext codec_;
+  FrameFeeder feeder_;
+  lav::Packet packet_ = lav::newPacket();
+  lav::Frame frame_ = lav::newFrame();
+  bool described_ = false;
+  bool modeKnown_ = false;
+  int declaredDelay_ = 0;
+};
+
+bool isWma(AVCodecID codec) { return audioFormatOf(codec, kContainerAsf) == kAudioWma; }
+
+// Packets of WMA hold as many blocks as fit, those of DVD may end within a pair of samples, so that only
+// decoding tells.
+bool packetsVary(AVCodecID codec) { return isWma(codec) || codec == AV_CODEC_ID_PCM_DVD; }
+
+// Samples of every packet of a stream whose packets give the same number, but for a beginning or an end that
+// is cut off. Empty when they differ.
+std::vector<int> uniformCounts(SampleCounter& counter, size_t packets) {
+  constexpr size_t kProbed = 4, kTail = 16;
+  std::vector<int> const head = counter.count(0, std::min(kProbed, packets));
+  auto const first = std::find_if(head.begin(), head.end(), [](int samples) { return samples > 0; });
+  if (first == head.end()) return {};
+  if (std::any_of(first, head.end(), [&](int samples) { return samples != *first; })) return {};
+  std::vector<int> counts(packets, *first);
+  std::copy(head.begin(), first, counts.begin());
+  if (packets <= head.size()) return counts;
+  size_t const from = packets - std::min(packets, kTail);
+  std::vector<int> const tail = counter.count(from, packets);
+  counts.back() = std::min(counts.back(), tail.back());
+  return counts;
+}
+
+int samplesByDuration(StreamIndex const& stream, PacketEntry const& entry, PacketNote const& note) {
+  int const exact = av_get_audio_frame_duration2(stream.parameters.get(), entry.size);
+  if (exact > 0) return exact;
+  AVRational const perSample{1, std::max(stream.parameters->sample_rate, 1)};
+  int64_t const samples = av_rescale_q(std::max<int64_t>(note.duration, 0), stream.timeBase, perSample);
+  return static_cast<int>(std::min<int64_t>(samples, 1 << 20));
+}
+
+// Where as many bits came in as samples went out, no packet leaves half a pair to the next one.
+void listWholePairs(StreamIndex& stream) {
+  constexpr int64_t kHeaderBytes = 3;
+  int64_t const sampleBits =
+      int64_t{stream.parameters->ch_layout.nb_channels} * stream.parameters->bits_per_coded_sample;
+  int64_t open = 0;  // bits
+  for (size_t i = 0; i < stream.packets.size(); ++i) {
+    if (open == 0) stream.audio.wholePairs.push_back(static_cast<uint32_t>(i));
+    open += (stream.packets[i].size - kHeaderBytes) * 8 - stream.audio.spans[i].decoded * sampleBits;
+  }
+}
+
+}  // namespace
+
+void buildAudioIndex(MediaIndex const& index, StreamIndex& stream, std::vector<PacketNote> const& notes,
+                     mediafile::FileAccess const& access) {
+  AudioIndex& audio = stream.audio;
+  size_t const packets = stream.packets.size();
+  std::vector<int> counts;
+  int64_t skip = 0;  // samples still to be left out; encoder delay can exceed a packet
+  if ((!isPcm(stream.codec()) || packetsVary(stream.codec())) && packets > 0) {
+    SampleCounter counter(index, stream, access);
+    if (!packetsVary(stream.codec())) counts = uniformCounts(counter, packets);
+    if (counts.empty()) counts = counter.count(0, packets);
+    // WMA declares two blocks, of which the second carries sound.
+    if (isWma(stream.codec())) skip = counter.declaredDelay() / 2;
+  }
+  bool const nothingDecoded = std::all_of(counts.begin(), counts.end(), [](int n) { return n == 0; });
+  audio.spans.reserve(packets);
+  for (size_t i = 0; i < packets; ++i) {
+    PacketNote const& note = notes[i];
+    SampleSpan span{audio.samples, 0, 0, 0};
+    span.decoded = nothingDecoded ? samplesByDuration(stream, stream.packets[i], note) : counts[i];
+    if (note.hasSkip) skip = note.skipBegin;
+    auto const dropped = static_cast<int32_t>(std::min<int64_t>(skip, span.decoded));
+    skip -= dropped;
+    span.drop = dropped;
+    if (!note.discard) span.keep = span.decoded - dropped;
+    if (note.hasSkip && note.skipEnd <= static_cast<uint32_t>(span.keep))
+      span.keep -= static_cast<int32_t>(note.skipEnd);
+    audio.samples += span.keep;
+    audio.spans.push_back(span);
+  }
+  if (stream.codec() == AV_CODEC_ID_PCM_DVD) listWholePairs(stream);
+}
+
+}  // namespace mfimport

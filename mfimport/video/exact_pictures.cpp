@@ -1,0 +1,74 @@
+#include "mfimport/video/exact_pictures.h"
+
+#include <algorithm>
+
+#include "mfimport/index/index_build.h"
+
+namespace mfimport {
+
+ExactPictures::ExactPictures(MediaIndex const& index, StreamIndex const& stream,
+                             mediafile::FileAccess const& access, HostMemory const& memory)
+    : stream_(stream), source_(index, stream, access, memory, stats_, Care::exact) {}
+
+std::shared_ptr<DecodedPicture const> ExactPictures::find(size_t display, std::string& error) {
+  if (!open_ && !source_.open({}, error)) return nullptr;
+  open_ = true;
+  VideoIndex const& video = stream_.video;
+  size_t start = source_.startFor(display);
+  for (int beginning = 0; beginning < kMostBeginnings; ++beginning) {
+    std::shared_ptr<DecodedPicture const> found = from(start, static_cast<int64_t>(display));
+    if (found && found->whole && source_.beganEarlyEnoughFor(display)) return found;
+    if (found) error = "it is damaged or refers to pictures that are not there";
+    if (start == video.firstKey || source_.unreadable()) break;
+    start = video.keyBefore(start);
+  }
+  if (error.empty()) error = source_.complaint().empty() ? "it cannot be decoded" : source_.complaint();
+  return nullptr;
+}
+
+// Decodes until `display` comes out. Null when it does not.
+std::shared_ptr<DecodedPicture const> ExactPictures::from(size_t start, int64_t display) {
+  if (auto const first = firstOut_.find(start); first != firstOut_.end() && display < first->second)
+    return nullptr;
+  if (begunAt_ != start || display <= lastOut_ || source_.unreadable()) {
+    held_.reset();
+    begunAt_.reset();
+    if (!source_.begin(start)) return nullptr;
+    begunAt_ = start;
+    lastOut_ = source_.passed() - 1;
+  }
+  for (;;) {
+    if (!held_) {
+      std::optional<DecodedPicture> decoded = source_.next();
+      if (!decoded) return nullptr;
+      held_ = std::make_shared<DecodedPicture const>(std::move(*decoded));
+      firstOut_.try_emplace(start, held_->frame->pts);
+    }
+    if (held_->frame->pts > display) return nullptr;
+    std::shared_ptr<DecodedPicture const> picture = std::move(held_);
+    held_.reset();
+    lastOut_ = picture->frame->pts;
+    if (lastOut_ == display) return picture;
+  }
+}
+
+BrokenEnds brokenEnds(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess const& access,
+                      bool lookAtTheEnd) {
+  constexpr size_t kMostBroken = 64;
+  VideoIndex const& video = stream.video;
+  size_t const frames = video.frames();
+  if (frames == 0) return {};
+  ExactPictures pictures(index, stream, access, HostMemory{});
+  std::string error;
+  auto const whole = [&](size_t display) { return pictures.find(display, error) != nullptr; };
+  BrokenEnds ends;
+  while (ends.first < std::min(frames, kMostBroken) && !whole(ends.first)) ++ends.first;
+  if (ends.first == std::min(frames, kMostBroken)) return {};
+  size_t const tail = video.byDisplay[frames - 1] - video.startFor(frames - 1);
+  if (!lookAtTheEnd || takesLongToDecode(stream, tail)) return ends;
+  while (ends.last < kMostBroken && ends.first + ends.last + 1 < frames && !whole(frames - 1 - ends.last))
+    ++ends.last;
+  return ends;
+}
+
+}  // namespace mfimport

@@ -1,0 +1,28 @@
+// Opening a video decoder for a stream of the index.
+#pragma once
+
+#include <string>
+
+#include "mfimport/clip/media_index.h"
+
+namespace mfimport {
+
+constexpr int kMostThreads = 64;
+
+// Decoder threads; several pictures at once, or the slices of one.
+struct ThreadSetting {
+  int count = 1;
+  int type = FF_THREAD_FRAME;  // or FF_THREAD_SLICE
+};
+
+class PictureMemory;
+
+// Null on failure, with the reason in `error`. The decoder counts stamps in pictures: packets are to carry
+// their display number as presentation stamp. Its pictures lie in `memory`, or where null in libavcodec's
+// own.
+lav::CodecContext openVideoCodec(StreamIndex const& stream, ThreadSetting const& threads,
+                                 PictureMemory* memory, std::string& error);
+
+bool hasDecoder(AVCodecID codec);
+
+}  // namespace mfimport
