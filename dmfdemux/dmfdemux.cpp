@@ -62,11 +62,13 @@ DmfDemux* dmfDemuxNew(DmfResourceGetter getter, void* context) {
 int dmfDemuxOpen(DmfDemux* demux, char const* fileName) {
   return guarded(demux, "open", kFailed, [&](DmfDemux& self) {
     if (!fileName || self.title) return kFailed;
-    std::string error;
-    self.title = Title::read(fileName, error);
-    if (self.title) return 0;
-    self.warn(fileName, error.c_str());
-    return kFailed;
+    auto title = Title::read(fileName);
+    if (!title) {
+      self.warn(fileName, title.error().text.c_str());
+      return kFailed;
+    }
+    self.title = title.take();
+    return 0;
   });
 }
 
@@ -123,10 +125,10 @@ int dmfDemuxPush(DmfDemux* demux, int parser) {
   return guarded(demux, "push", kFailed, [&](DmfDemux& self) {
     Parser* const from = self.parser(parser);
     if (!from) return kFailed;
-    std::string error;
-    int const result = from->push(error);
-    if (!error.empty()) self.warn("push", error.c_str());
-    return result;
+    auto const pushed = from->push();
+    if (pushed) return *pushed;
+    self.warn("push", pushed.error().text.c_str());
+    return kFailed;
   });
 }
 

@@ -6,6 +6,9 @@
 #include <utility>
 
 namespace dmfdemux {
+
+using mediafile::Result;
+
 namespace {
 
 constexpr size_t kXsubTimesSize = 27;                // "[hh:mm:ss.mmm-hh:mm:ss.mmm]"
@@ -37,20 +40,18 @@ bool holds(std::vector<int> const& streams, int index) {
 
 class FileReader final : public PacketReader {
  public:
-  // Null with the reason in `error`.
-  static std::unique_ptr<FileReader> open(std::string const& fileName, int64_t start,
-                                          std::vector<int> streams, std::string& error) {
-    auto source = mediafile::FileAccess().open(fileName, error);
-    if (!source) return nullptr;
+  static Result<std::unique_ptr<PacketReader>> open(std::string const& fileName, int64_t start,
+                                                    std::vector<int> streams) {
+    auto source = mediafile::FileAccess().open(fileName);
+    if (!source) return source.error();
     mediafile::ContainerOptions options;
     options.streamInfo = false;  // the header tells all that reading takes
-    mediafile::OpenFailure failure{};
-    auto container = mediafile::Container::open(std::move(source), fileName, options, failure, error);
-    if (!container) return nullptr;
-    AVFormatContext const& format = container->format();
+    auto container = mediafile::Container::open(source.take(), fileName, options);
+    if (!container) return container.error();
+    AVFormatContext const& format = (*container)->format();
     for (unsigned i = 0; i < format.nb_streams; ++i)
       format.streams[i]->discard = holds(streams, static_cast<int>(i)) ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
-    return std::unique_ptr<FileReader>(new FileReader(std::move(container), start, std::move(streams)));
+    return std::unique_ptr<PacketReader>(new FileReader(container.take(), start, std::move(streams)));
   }
 
   bool next(SubtitlePacket& packet) override {
@@ -163,23 +164,22 @@ SubtitlePackets::SubtitlePackets(std::string fileName, int64_t start, std::vecto
 
 SubtitlePackets::~SubtitlePackets() = default;
 
-bool SubtitlePackets::collect(std::string& error) {
+bool SubtitlePackets::collect() {
   if (collection_) return true;
   collectable_ = false;
-  auto const reader = FileReader::open(fileName_, start_, streams_, error);
+  auto const reader = FileReader::open(fileName_, start_, streams_);
   if (!reader) return false;
   auto collection = std::make_unique<Collection>();
-  for (SubtitlePacket packet; reader->next(packet);)
+  for (SubtitlePacket packet; (*reader)->next(packet);)
     if (!collection->add(packet)) return false;
   collection_ = std::move(collection);
   return true;
 }
 
-std::unique_ptr<PacketReader> SubtitlePackets::reader(std::vector<int> streams, std::string& error) {
-  if ((collection_ || collectable_) && collect(error))
-    return std::make_unique<CollectionReader>(*collection_, std::move(streams));
-  error.clear();
-  return FileReader::open(fileName_, start_, std::move(streams), error);
+Result<std::unique_ptr<PacketReader>> SubtitlePackets::reader(std::vector<int> streams) {
+  if ((collection_ || collectable_) && collect())
+    return {std::make_unique<CollectionReader>(*collection_, std::move(streams))};
+  return FileReader::open(fileName_, start_, std::move(streams));
 }
 
 }  // namespace dmfdemux

@@ -43,13 +43,13 @@ class SubtitlePackets {
   SubtitlePackets(SubtitlePackets const&) = delete;
   SubtitlePackets& operator=(SubtitlePackets const&) = delete;
 
-  // A reader of the packets of `streams`, null with the reason in `error`. This must outlive it.
-  std::unique_ptr<PacketReader> reader(std::vector<int> streams, std::string& error);
+  // A reader of the packets of `streams`. This must outlive it.
+  mediafile::Result<std::unique_ptr<PacketReader>> reader(std::vector<int> streams);
 
   struct Collection;
 
  private:
-  bool collect(std::string& error);
+  bool collect();
 
   std::string fileName_;
   int64_t start_;

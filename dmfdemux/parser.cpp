@@ -6,6 +6,8 @@
 
 namespace dmfdemux {
 
+using mediafile::Result;
+
 bool Parser::add(SubtitleStream const& stream, DmfSink const& sink, bool asText) {
   if (reader_ || atEnd_ || has(stream.libavIndex)) return false;
   streams_.push_back({stream, sink, asText, nullptr, {}});
@@ -23,11 +25,12 @@ void Parser::rewind() {
   atEnd_ = false;
 }
 
-bool Parser::start(std::string& error) {
+Result<void> Parser::start() {
   std::vector<int> indexes;
   for (Stream const& stream : streams_) indexes.push_back(stream.source.libavIndex);
-  reader_ = packets_->reader(std::move(indexes), error);
-  if (!reader_) return false;
+  auto reader = packets_->reader(std::move(indexes));
+  if (!reader) return reader.error();
+  reader_ = reader.take();
   for (Stream& stream : streams_) {
     stream.finished.clear();
     stream.script.reset();
@@ -37,7 +40,7 @@ bool Parser::start(std::string& error) {
       stream.script = makeSubStationWriter(stream.source.header);
     if (stream.script) stream.script->begin(stream.finished);
   }
-  return true;
+  return {};
 }
 
 void Parser::finish() {
@@ -47,9 +50,11 @@ void Parser::finish() {
     if (stream.script) stream.script->end(stream.finished);
 }
 
-int Parser::push(std::string& error) {
+Result<int> Parser::push() {
   if (streams_.empty()) return 0;
-  if (!reader_ && !atEnd_ && !start(error)) return -1;
+  if (!reader_ && !atEnd_) {
+    if (auto const started = start(); !started) return started.error();
+  }
   for (;;) {
     bool delivered = false;
     int const bytes = deliverFinished(delivered);

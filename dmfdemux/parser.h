@@ -30,8 +30,8 @@ class Parser {
   bool add(SubtitleStream const& stream, DmfSink const& sink, bool asText);
   bool has(int libavIndex) const;
   void rewind();
-  // Bytes that the sink took, 0 at the end. `error` tells why the file could not be opened: then negative.
-  int push(std::string& error);
+  // Bytes that the sink took, 0 at the end. Fails when the file cannot be opened.
+  mediafile::Result<int> push();
 
  private:
   struct Stream {
@@ -42,7 +42,7 @@ class Parser {
     std::deque<Piece> finished;
   };
 
-  bool start(std::string& error);
+  mediafile::Result<void> start();
   void finish();
   int deliverFinished(bool& delivered);
   int deliver(DmfSink const& sink, std::span<uint8_t const> bytes, Times const* times);

@@ -112,18 +112,16 @@ void const* StreamFacts::format() const {
   return kind == kDmfAudio ? static_cast<void const*>(&audio) : &subtitle;
 }
 
-std::unique_ptr<Title> Title::read(std::string const& fileName, std::string& error) {
-  auto source = mediafile::FileAccess().open(fileName, error);
-  if (!source) return nullptr;
+mediafile::Result<std::unique_ptr<Title>> Title::read(std::string const& fileName) {
+  auto source = mediafile::FileAccess().open(fileName);
+  if (!source) return source.error();
   // Opened as the import library does, so that both see the same streams.
-  mediafile::OpenFailure failure{};
-  auto const container = mediafile::Container::open(std::move(source), fileName, {}, failure, error);
-  if (!container) return nullptr;
-  AVFormatContext const& format = container->format();
-  if (!isDmfContainer(format)) {
-    error = std::string("no AVI or Matroska file but ") + format.iformat->name;
-    return nullptr;
-  }
+  auto const container = mediafile::Container::open(source.take(), fileName, {});
+  if (!container) return container.error();
+  AVFormatContext const& format = (*container)->format();
+  if (!isDmfContainer(format))
+    return mediafile::Error{mediafile::Fault::format,
+                            std::string("no AVI or Matroska file but ") + format.iformat->name};
   auto title = std::make_unique<Title>();
   std::vector<int> subtitles;
   for (int const index : mediafile::numberedStreams(format)) {
@@ -132,7 +130,7 @@ std::unique_ptr<Title> Title::read(std::string const& fileName, std::string& err
   }
   int64_t const start = format.start_time != AV_NOPTS_VALUE ? format.start_time : 0;
   title->packets_ = std::make_unique<SubtitlePackets>(fileName, start, std::move(subtitles));
-  return title;
+  return {std::move(title)};
 }
 
 int16_t Title::count(int32_t kind) const {

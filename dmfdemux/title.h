@@ -23,8 +23,8 @@ struct StreamFacts {
 // What a file holds, read once and closed again: the one title of a file. It outlives its parsers.
 class Title {
  public:
-  // Null with the reason in `error` for what is no AVI or Matroska file.
-  static std::unique_ptr<Title> read(std::string const& fileName, std::string& error);
+  // Fails as Fault::format for what is no AVI or Matroska file.
+  static mediafile::Result<std::unique_ptr<Title>> read(std::string const& fileName);
 
   std::vector<StreamFacts> const& streams() const { return streams_; }
   int16_t count(int32_t kind) const;

@@ -71,16 +71,13 @@ Container::Container(std::unique_ptr<ByteSource> source) : source_(std::move(sou
 
 Container::~Container() = default;
 
-std::unique_ptr<Container> Container::open(std::unique_ptr<ByteSource> source, std::string const& name,
-                                           ContainerOptions const& options, OpenFailure& failure,
-                                           std::string& error) {
+Result<std::unique_ptr<Container>> Container::open(std::unique_ptr<ByteSource> source,
+                                                   std::string const& name, ContainerOptions const& options) {
   std::unique_ptr<Container> container(new Container(std::move(source)));
   int const result = container->start(name, options);
-  failure = OpenFailure::none;
-  if (result >= 0) return container;
-  failure = result == AVERROR(EIO) || result == AVERROR_EXIT ? OpenFailure::unreadable : OpenFailure::format;
-  error = lav::errorText(result);
-  return nullptr;
+  if (result >= 0) return {std::move(container)};
+  bool const unreadable = result == AVERROR(EIO) || result == AVERROR_EXIT;
+  return Error{unreadable ? Fault::unreadable : Fault::format, lav::errorText(result)};
 }
 
 int Container::start(std::string const& name, ContainerOptions const& options) {

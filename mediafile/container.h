@@ -8,11 +8,10 @@
 #include <vector>
 
 #include "mediafile/lav.h"
+#include "mediafile/result.h"
 #include "mediafile/source.h"
 
 namespace mediafile {
-
-enum class OpenFailure { none, unreadable, format };
 
 struct ContainerOptions {
   int64_t probeBytes = 20 << 20;              // read at most to find out what the streams are
@@ -32,10 +31,9 @@ enum class Skim {
 // for ten seconds ends with an error. Reads that fail are errors here, never the end of the file.
 class Container {
  public:
-  // Null on failure, told in `failure` and `error`. `name` is for messages alone.
-  static std::unique_ptr<Container> open(std::unique_ptr<ByteSource> source, std::string const& name,
-                                         ContainerOptions const& options, OpenFailure& failure,
-                                         std::string& error);
+  // Fails as Fault::unreadable or Fault::format. `name` helps probing.
+  static Result<std::unique_ptr<Container>> open(std::unique_ptr<ByteSource> source, std::string const& name,
+                                                 ContainerOptions const& options);
   ~Container();
   Container(Container const&) = delete;
   Container& operator=(Container const&) = delete;

@@ -103,50 +103,43 @@ class WatchedFile final : public ByteSource {
   bool setsErrno_;
 };
 
-std::unique_ptr<ByteSource> openPlain(std::string const& name, std::string& error) {
+Error unopenable(std::string reason) { return {Fault::unopenable, std::move(reason)}; }
+
+Result<std::unique_ptr<ByteSource>> openPlain(std::string const& name) {
   int const fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
   struct stat info{};
   if (fd < 0 || ::fstat(fd, &info) != 0) {
-    error = std::strerror(errno);
+    Error error = unopenable(std::strerror(errno));
     if (fd >= 0) ::close(fd);
-    return nullptr;
+    return error;
   }
   if (!S_ISREG(info.st_mode)) {
-    error = "not a regular file";
     ::close(fd);
-    return nullptr;
+    return unopenable("not a regular file");
   }
-  return std::make_unique<PlainFile>(fd, static_cast<int64_t>(info.st_size));
+  return {std::make_unique<PlainFile>(fd, static_cast<int64_t>(info.st_size))};
 }
 
-std::unique_ptr<ByteSource> openExternal(ExternalFunctions const& functions, std::string const& name,
-                                         std::string& error) {
-  if (!functions.open || !functions.seek || !functions.read || !functions.close) {
-    error = "the external file access is incomplete";
-    return nullptr;
-  }
+Result<std::unique_ptr<ByteSource>> openExternal(ExternalFunctions const& functions,
+                                                 std::string const& name) {
+  if (!functions.open || !functions.seek || !functions.read || !functions.close)
+    return unopenable("the external file access is incomplete");
   void* handle = functions.open(functions.user, name.c_str(), 0);
-  if (!handle) {
-    error = "the external file access cannot open it";
-    return nullptr;
-  }
+  if (!handle) return unopenable("the external file access cannot open it");
   // The size that came with the functions is that of one file only; others tell theirs themselves.
   int64_t size = functions.size;
   if (size <= 0 || name != functions.sizedName) size = functions.seek(functions.user, handle, 0, SEEK_END);
   auto file = std::make_unique<ExternalFile>(functions, handle, size);
-  if (size < 0) {
-    error = "the external file access cannot tell its size";
-    return nullptr;
-  }
-  return file;
+  if (size < 0) return unopenable("the external file access cannot tell its size");
+  return {std::move(file)};
 }
 
 }  // namespace
 
-std::unique_ptr<ByteSource> FileAccess::open(std::string const& name, std::string& error) const {
-  auto file = external_ ? openExternal(functions_, name, error) : openPlain(name, error);
+Result<std::unique_ptr<ByteSource>> FileAccess::open(std::string const& name) const {
+  auto file = external_ ? openExternal(functions_, name) : openPlain(name);
   if (!file || !watch_) return file;
-  return std::make_unique<WatchedFile>(std::move(file), watch_, !external_);
+  return {std::make_unique<WatchedFile>(file.take(), watch_, !external_)};
 }
 
 FileAccess FileAccess::watchedBy(std::shared_ptr<ReadWatch> watch) const {

@@ -6,6 +6,8 @@
 #include <span>
 #include <string>
 
+#include "mediafile/result.h"
+
 namespace mediafile {
 
 // A file open for reading at any position. One thread at a time.
@@ -61,8 +63,8 @@ class FileAccess {
   // The same access, whose sources tell `watch` of reads that fail.
   FileAccess watchedBy(std::shared_ptr<ReadWatch> watch) const;
 
-  // Null when the file cannot be opened, with the reason in `error`. Only regular files are opened.
-  std::unique_ptr<ByteSource> open(std::string const& name, std::string& error) const;
+  // Only regular files are opened. Never holds null.
+  Result<std::unique_ptr<ByteSource>> open(std::string const& name) const;
 
   // A text that is equal for equal content: name, size and modification time, or the user data, name and
   // size of an external file. Empty when the file cannot be examined.

@@ -114,12 +114,10 @@ std::vector<MfUnit> listUnits(Media const& media, size_t streamNumber) {
 
 int openFile(MfHandle& handle, char const* name, MfSettings const* settings) {
   mediafile::FileAccess const access = settings ? accessOf(settings->io, name) : mediafile::FileAccess();
-  int result = kMpegError;
-  std::string error;
-  handle.media = openMedia(access, name, settings ? settings->searchLimit : 0, handle.host, result, error);
-  if (handle.media) return kMpegOk;
-  handle.host.error(formatted("mfimport: cannot open '%s': %s", name, error.c_str()));
-  return result;
+  auto media = openMedia(access, name, settings ? settings->searchLimit : 0, handle.host);
+  handle.media = media ? media.take() : nullptr;
+  if (!media) return reportOpening(handle.host, name, media.error());
+  return kMpegOk;
 }
 
 }  // namespace

@@ -6,28 +6,16 @@
 #include "mfimport/headers/classify.h"
 #include "mfimport/video/video_codec.h"
 
-namespace mfimport {
-
-mediafile::FileAccess accessOf(MpegExternalIo const& io, std::string const& name) {
-  if (!io.on) return {};
-  mediafile::ExternalFunctions functions;
-  functions.user = io.user;
-  functions.size = io.size;
-  functions.sizedName = name;
-  functions.open = io.open;
-  functions.seek = io.seek;
-  functions.read = io.read;
-  functions.close = io.close;
-  return mediafile::FileAccess(std::move(functions));
-}
-
-}  // namespace mfimport
-
 using namespace mfimport;
 
 int MpegInImpl::report(int result, char const* what, long long number, std::string const& error) const {
   host.error(formatted("mfimport: '%s': %s %lld: %s", name_.c_str(), what, number, error.c_str()));
   return result;
+}
+
+int MpegInImpl::reportDecoding(char const* what, long long number, Error const& error) const {
+  if (error.fault == Fault::end) return kMpegEndOfStream;
+  return report(decodingCode(error.fault), what, number, error.text);
 }
 
 void MpegInImpl::close() {
@@ -48,13 +36,9 @@ int MpegInImpl::load(char const* name) {
   close();
   name_ = name;
   access_ = accessOf(self.io, name_);
-  int result = kMpegError;
-  std::string error;
-  media_ = openMedia(access_, name_, self.set.searchLimit, host, result, error);
-  if (!media_) {
-    host.error(formatted("mfimport: cannot open '%s': %s", name, error.c_str()));
-    return result;
-  }
+  auto media = openMedia(access_, name_, self.set.searchLimit, host);
+  if (!media) return reportOpening(host, name_, media.error());
+  media_ = media.take();
   table_ = std::make_unique<StreamTable>(*media_);
   publishCounts();
   return kMpegOk;
@@ -144,9 +128,8 @@ int MpegInImpl::selectVideo() {
   else if (self.set.forceFrameRate != 0 && self.video.streamFps > 0)
     self.video.rate = self.video.secondRate = self.video.streamFps;
   // The decoder proper opens at the first seek, when its threads are known; whether it can is told now.
-  std::string error;
-  if (!openVideoCodec(media_->first().streams[number], {}, nullptr, error))
-    return report(kMpegErrorNoDecoder, "video stream", self.set.videoStream, error);
+  if (auto const codec = openVideoCodec(media_->first().streams[number], {}, nullptr); !codec)
+    return report(kMpegErrorNoDecoder, "video stream", self.set.videoStream, codec.error().text);
   video_ = std::make_unique<VideoDecoder>(media_, number, access_, host);
   overlay_ = std::make_unique<Overlay>(media_, number, table_->subpictures, access_, host);
   return kMpegOk;
@@ -164,13 +147,13 @@ int MpegInImpl::selectAudio() {
   if (selected - std::begin(self.set.audioStream) == kAudioDolby)
     dolby_ = std::make_unique<DolbyPackets>(media_, run[wanted], access_);
   if (self.smartRenderOnly) return kMpegOk;
-  std::string error;
   audio_ = std::make_unique<AudioDecoder>(media_, run[wanted], access_, host);
-  if (audio_->open(error)) return kMpegOk;
+  auto const opened = audio_->open();
+  if (opened) return kMpegOk;
   audio_.reset();
   dolby_.reset();
   self.audio.decoderReady = 0;
-  return report(kMpegErrorNoDecoder, "audio stream", *selected, error);
+  return report(kMpegErrorNoDecoder, "audio stream", *selected, opened.error().text);
 }
 
 namespace {
@@ -186,19 +169,19 @@ PictureTarget targetOf(MpegIn const& instance) {
 
 int MpegInImpl::seekFrame(int frame) {
   if (!video_) return kMpegErrorNoStream;
-  std::string error;
-  int const result = video_->seek(frame, self.video.fourcc, targetOf(self), error);
-  if (result == kMpegOk) drawSubpicture();
-  return result == kMpegOk || result == kMpegEndOfStream ? result : report(result, "picture", frame, error);
+  return shown(video_->seek(frame, self.video.fourcc, targetOf(self)), frame);
 }
 
 int MpegInImpl::nextFrame() {
   if (!video_) return kMpegErrorNoStream;
-  std::string error;
-  int const result = video_->next(self.video.fourcc, targetOf(self), error);
-  if (result == kMpegOk) drawSubpicture();
-  if (result == kMpegOk || result == kMpegEndOfStream) return result;
-  return report(result, "picture", video_->position(), error);
+  auto const result = video_->next(self.video.fourcc, targetOf(self));
+  return shown(result, video_->position());
+}
+
+int MpegInImpl::shown(Result<void> const& result, long long number) {
+  if (!result) return reportDecoding("picture", number, result.error());
+  drawSubpicture();
+  return kMpegOk;
 }
 
 // Into the target alone: decoded pictures may be referred to by others, and are kept for backward steps.
@@ -221,9 +204,8 @@ int MpegInImpl::seekSample(int64_t sample) {
 int MpegInImpl::nextSamples(void* buffer, int count) {
   if (!audio_) return kMpegErrorNoStream;
   if (count < 0 || (count > 0 && !buffer)) return kMpegError;
-  std::string error;
-  int64_t const got = audio_->read(static_cast<uint8_t*>(buffer), count, error);
-  return got >= 0 ? static_cast<int>(got) : report(kMpegError, "samples, wanted", count, error);
+  auto const got = audio_->read(static_cast<uint8_t*>(buffer), count);
+  return got ? static_cast<int>(*got) : reportDecoding("samples, wanted", count, got.error());
 }
 
 int MpegInImpl::stats(void* record, int size) const {
@@ -310,10 +292,9 @@ int MpegInImpl::dolbyInfo(int request, void* record, int size) {
   if (!record || wanted == 0 || size < 0 || static_cast<size_t>(size) != wanted || !dolby_)
     return kMpegErrorUnsupported;
   int64_t const sample = audio_ ? audio_->position() : 0;
-  std::string error;
-  DolbyInfo const* info = dolby_->at(sample, error);
-  if (!info) return report(kMpegError, "bit stream information at sample", sample, error);
-  std::memcpy(record, dolbyRecord(*info, request).data(), wanted);
+  auto const info = dolby_->at(sample);
+  if (!info) return reportDecoding("bit stream information at sample", sample, info.error());
+  std::memcpy(record, dolbyRecord(**info, request).data(), wanted);
   return kMpegOk;
 }
 

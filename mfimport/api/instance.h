@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "mfimport/api/border.h"
 #include "mfimport/api/stream_info.h"
 #include "mfimport/audio/audio_decoder.h"
 #include "mfimport/audio/dolby_packets.h"
@@ -13,13 +14,6 @@
 #include "mfimport/subpicture/overlay.h"
 #include "mfimport/takelist/media.h"
 #include "mfimport/video/video_decoder.h"
-
-namespace mfimport {
-
-// Turns the file functions of the public interface into an access; from the file system when they are off.
-mediafile::FileAccess accessOf(MpegExternalIo const& io, std::string const& name);
-
-}  // namespace mfimport
 
 // The library's side of one instance. Every operation returns a MpegResult unless told otherwise and has
 // printed the reason of a failure.
@@ -54,7 +48,9 @@ struct MpegInImpl {
   int userDataH264(void* record);
   int sampleFormat(void const* record, int size);
   int dolbyInfo(int request, void* record, int size);
+  int shown(mfimport::Result<void> const& result, long long number);
   int report(int result, char const* what, long long number, std::string const& error) const;
+  int reportDecoding(char const* what, long long number, mfimport::Error const& error) const;
 
   std::string name_;
   mediafile::FileAccess access_;

@@ -14,12 +14,10 @@ AVCodec const* findAudioDecoder(AVCodecID id) {
 
 }  // namespace
 
-lav::CodecContext openAudioCodec(StreamIndex const& stream, std::string& error) {
+Result<lav::CodecContext> openAudioCodec(StreamIndex const& stream) {
   AVCodec const* codec = findAudioDecoder(stream.codec());
-  if (!codec) {
-    error = std::string("no decoder for ") + avcodec_get_name(stream.codec());
-    return nullptr;
-  }
+  if (!codec)
+    return Error{Fault::noDecoder, std::string("no decoder for ") + avcodec_get_name(stream.codec())};
   lav::CodecContext context(lav::checked(avcodec_alloc_context3(codec)));
   int result = avcodec_parameters_to_context(context.get(), stream.parameters.get());
   context->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL;
@@ -29,9 +27,8 @@ lav::CodecContext openAudioCodec(StreamIndex const& stream, std::string& error) 
   // Dither of AC-3 that depends on the packet alone, not on where decoding began.
   av_opt_set_int(context.get(), "cons_noisegen", 1, AV_OPT_SEARCH_CHILDREN);
   if (result >= 0) result = avcodec_open2(context.get(), codec, nullptr);
-  if (result >= 0) return context;
-  error = lav::errorText(result);
-  return nullptr;
+  if (result < 0) return Error{Fault::noDecoder, lav::errorText(result)};
+  return context;
 }
 
 SampleLayout naturalLayout(AVCodecParameters const& parameters) {

@@ -1,15 +1,13 @@
 // Opening an audio decoder for a stream of the index, and the sample format that it is to deliver.
 #pragma once
 
-#include <string>
-
+#include "mfimport/caller/result.h"
 #include "mfimport/clip/media_index.h"
 
 namespace mfimport {
 
-// Null on failure, with the reason in `error`. The decoder leaves all samples in place: trimming is the
-// caller's.
-lav::CodecContext openAudioCodec(StreamIndex const& stream, std::string& error);
+// The decoder leaves all samples in place: trimming is the caller's. Fails as Fault::noDecoder.
+Result<lav::CodecContext> openAudioCodec(StreamIndex const& stream);
 
 // A delivered sample.
 struct SampleLayout {

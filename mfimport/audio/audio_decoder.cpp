@@ -18,7 +18,7 @@ void AudioDecoder::setLayout(SampleLayout const& layout) {
   part_ = SIZE_MAX;
 }
 
-bool AudioDecoder::open(std::string& error) { return enterPart(0, error); }
+Result<void> AudioDecoder::open() { return enterPart(0); }
 
 bool AudioDecoder::seek(int64_t sample) {
   if (sample < 0 || sample >= track_.samples) return false;
@@ -26,29 +26,32 @@ bool AudioDecoder::seek(int64_t sample) {
   return true;
 }
 
-int64_t AudioDecoder::read(uint8_t* out, int64_t count, std::string& error) {
+Result<int64_t> AudioDecoder::read(uint8_t* out, int64_t count) {
   int64_t done = 0;
   while (done < count && next_ < track_.samples) {
-    int64_t const got = readWithinPart(out + done * frameBytes_, count - done, error);
-    if (got <= 0) return done > 0 ? done : -1;
-    done += got;
-    next_ += got;
+    auto const got = readWithinPart(out + done * frameBytes_, count - done);
+    if (!got && done == 0) return got.error();
+    if (!got) break;
+    done += *got;
+    next_ += *got;
   }
   return done;
 }
 
-bool AudioDecoder::enterPart(size_t part, std::string& error) {
-  if (part_ == part && source_) return true;
+Result<void> AudioDecoder::enterPart(size_t part) {
+  if (part_ == part && source_) return {};
   AudioTrack::Part const& clip = track_.parts[part];
   part_ = SIZE_MAX;
-  source_ = openSampleSource(*clip.index, *clip.stream, layout_, access_, host_, error);
-  if (!source_) return false;
+  source_.reset();
+  auto source = openSampleSource(*clip.index, *clip.stream, layout_, access_, host_);
+  if (!source) return source.error();
+  source_ = source.take();
   part_ = part;
   sourceNext_ = 0;
-  return true;
+  return {};
 }
 
-int64_t AudioDecoder::readWithinPart(uint8_t* out, int64_t count, std::string& error) {
+Result<int64_t> AudioDecoder::readWithinPart(uint8_t* out, int64_t count) {
   size_t at = part_ < track_.parts.size() ? part_ : 0;
   AudioTrack::Part const* part = &track_.parts[at];
   if (next_ < part->first || next_ >= part->first + part->samples + part->silence) {
@@ -61,11 +64,11 @@ int64_t AudioDecoder::readWithinPart(uint8_t* out, int64_t count, std::string& e
     std::memset(out, 0, static_cast<size_t>(silence * frameBytes_));
     return silence;
   }
-  if (!enterPart(at, error)) return -1;
+  if (auto const entered = enterPart(at); !entered) return entered.error();
   if (sourceNext_ != local) source_->seek(local);
   int64_t const got = source_->read(out, std::min(count, part->samples - local));
   sourceNext_ = got > 0 ? local + got : -1;
-  if (got <= 0) error = "the file cannot be read";
+  if (got <= 0) return Error{Fault::unreadable, "the file cannot be read"};
   return got;
 }
 

@@ -26,17 +26,17 @@ class AudioDecoder {
   // Takes effect at the next read.
   void setLayout(SampleLayout const& layout);
 
-  // Makes sure that the decoder can be opened. False with the reason in `error`.
-  bool open(std::string& error);
+  // Makes sure that the decoder can be opened.
+  Result<void> open();
   // Makes `sample` the next one. False when it is out of range.
   bool seek(int64_t sample);
-  // Writes up to `count` samples of all channels. Their number, 0 at the end, negative with the reason in
-  // `error` when nothing could be read.
-  int64_t read(uint8_t* out, int64_t count, std::string& error);
+  // Writes up to `count` samples of all channels. Their number, 0 at the end; fails when nothing could be
+  // read.
+  Result<int64_t> read(uint8_t* out, int64_t count);
 
  private:
-  bool enterPart(size_t part, std::string& error);
-  int64_t readWithinPart(uint8_t* out, int64_t count, std::string& error);
+  Result<void> enterPart(size_t part);
+  Result<int64_t> readWithinPart(uint8_t* out, int64_t count);
 
   HostCallbacks host_;
   AudioTrack track_;

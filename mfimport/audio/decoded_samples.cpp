@@ -33,12 +33,15 @@ class DecodedSamples final : public SampleSource {
         settling_(settlingOf(*stream.parameters)),
         block_(HostAllocator<uint8_t>(host.memory())) {}
 
-  bool open(MediaIndex const& index, mediafile::FileAccess const& access, std::string& error) {
+  Result<void> open(MediaIndex const& index, mediafile::FileAccess const& access) {
     name_ = index.name;
-    reader_ = openPacketReader(index, stream_, access, error);
-    if (!reader_) return false;
-    codec_ = openAudioCodec(stream_, error);
-    return codec_ != nullptr;
+    auto reader = openPacketReader(index, stream_, access);
+    if (!reader) return reader.error();
+    reader_ = reader.take();
+    auto codec = openAudioCodec(stream_);
+    if (!codec) return codec.error();
+    codec_ = codec.take();
+    return {};
   }
 
   void seek(int64_t sample) override { next_ = sample; }
@@ -117,7 +120,7 @@ class DecodedSamples final : public SampleSource {
     if (!reader_->position(from)) return false;
     while (reader_->nextNumber() < to) {
       ++stats_.examined;
-      if (reader_->next(*packet_) != PacketReader::Result::packet) return false;
+      if (reader_->next(*packet_) != PacketReader::Outcome::packet) return false;
       scan.saw(lav::payload(*packet_));
       av_packet_unref(packet_.get());
     }
@@ -163,10 +166,8 @@ class DecodedSamples final : public SampleSource {
   // after a seek shall not depend on what was read before.
   void begin(size_t packet) {
     if (begun_) {
-      std::string unused;
-      lav::CodecContext fresh = openAudioCodec(stream_, unused);
-      if (fresh)
-        codec_ = std::move(fresh);
+      if (auto fresh = openAudioCodec(stream_))
+        codec_ = fresh.take();
       else
         avcodec_flush_buffers(codec_.get());
     }
@@ -223,10 +224,10 @@ class DecodedSamples final : public SampleSource {
 
   void send() {
     size_t const number = reader_->nextNumber();
-    PacketReader::Result const result = reader_->next(*packet_);
-    if (result == PacketReader::Result::error) {
+    PacketReader::Outcome const result = reader_->next(*packet_);
+    if (result == PacketReader::Outcome::error) {
       unreadable_ = true;
-    } else if (result == PacketReader::Result::end) {
+    } else if (result == PacketReader::Outcome::end) {
       drained_ = true;
       avcodec_send_packet(codec_.get(), nullptr);
     } else {
@@ -325,13 +326,13 @@ class DecodedSamples final : public SampleSource {
 
 }  // namespace
 
-std::unique_ptr<SampleSource> openDecodedSamples(MediaIndex const& index, StreamIndex const& stream,
-                                                 SampleLayout const& layout,
-                                                 mediafile::FileAccess const& access,
-                                                 HostCallbacks const& host, std::string& error) {
+Result<std::unique_ptr<SampleSource>> openDecodedSamples(MediaIndex const& index, StreamIndex const& stream,
+                                                         SampleLayout const& layout,
+                                                         mediafile::FileAccess const& access,
+                                                         HostCallbacks const& host) {
   auto samples = std::make_unique<DecodedSamples>(stream, layout, host);
-  if (!samples->open(index, access, error)) return nullptr;
-  return samples;
+  if (auto const opened = samples->open(index, access); !opened) return opened.error();
+  return {std::move(samples)};
 }
 
 }  // namespace mfimport

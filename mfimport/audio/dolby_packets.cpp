@@ -8,18 +8,12 @@ DolbyPackets::DolbyPackets(std::shared_ptr<Media const> media, size_t streamNumb
                            mediafile::FileAccess access)
     : track_(std::move(media), streamNumber, nullptr), access_(std::move(access)) {}
 
-DolbyInfo const* DolbyPackets::at(int64_t sample, std::string& error) {
-  if (track_.samples <= 0) {
-    error = "the stream is empty";
-    return nullptr;
-  }
+Result<DolbyInfo const*> DolbyPackets::at(int64_t sample) {
+  if (track_.samples <= 0) return failed("the stream is empty");
   size_t const at = track_.partOf(std::clamp<int64_t>(sample, 0, track_.samples - 1));
   AudioTrack::Part const& part = track_.parts[at];
   int64_t const local = std::min(sample - part.first, part.samples - 1);
-  if (local < 0) {
-    error = "the clip has no samples";
-    return nullptr;
-  }
+  if (local < 0) return failed("the clip has no samples");
   if (at != part_) {
     reader_.reset();
     part_ = at;
@@ -29,25 +23,26 @@ DolbyInfo const* DolbyPackets::at(int64_t sample, std::string& error) {
   if (packet != packet_) {
     packet_ = SIZE_MAX;
     info_.reset();
-    if (!read(part, packet, error)) return nullptr;
+    if (auto const got = read(part, packet); !got) return got.error();
     packet_ = packet;
   }
   if (info_) return &*info_;
-  error = "no known bit stream information";
-  return nullptr;
+  return failed("no known bit stream information");
 }
 
-bool DolbyPackets::read(AudioTrack::Part const& part, size_t packet, std::string& error) {
-  if (!reader_) reader_ = openPacketReader(*part.index, *part.stream, access_, error);
-  if (!reader_) return false;
+Result<void> DolbyPackets::read(AudioTrack::Part const& part, size_t packet) {
+  if (!reader_) {
+    auto reader = openPacketReader(*part.index, *part.stream, access_);
+    if (!reader) return reader.error();
+    reader_ = reader.take();
+  }
   lav::Packet const bytes = lav::newPacket();
-  if (!reader_->position(packet) || reader_->next(*bytes) != PacketReader::Result::packet) {
-    error = "the file cannot be read";
+  if (!reader_->position(packet) || reader_->next(*bytes) != PacketReader::Outcome::packet) {
     reader_.reset();
-    return false;
+    return Error{Fault::unreadable, "the file cannot be read"};
   }
   info_ = readDolbyInfo(lav::payload(*bytes));
-  return true;
+  return {};
 }
 
 }  // namespace mfimport

@@ -19,11 +19,11 @@ class DolbyPackets {
   DolbyPackets(std::shared_ptr<Media const> media, size_t streamNumber, mediafile::FileAccess access);
 
   // The information of the packet that gives `sample`; at the end of a clip that of its last one. Valid until
-  // the next call. Null when the packet cannot be read or says nothing, with the reason in `error`.
-  DolbyInfo const* at(int64_t sample, std::string& error);
+  // the next call, never null. Fails when the packet cannot be read or says nothing.
+  Result<DolbyInfo const*> at(int64_t sample);
 
  private:
-  bool read(AudioTrack::Part const& part, size_t packet, std::string& error);
+  Result<void> read(AudioTrack::Part const& part, size_t packet);
 
   AudioTrack track_;
   mediafile::FileAccess access_;

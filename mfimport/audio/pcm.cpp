@@ -193,18 +193,18 @@ void convertPcm(AVCodecID codec, uint8_t const* in, size_t values, uint8_t* out)
   }
 }
 
-std::unique_ptr<SampleSource> openSampleSource(MediaIndex const& index, StreamIndex const& stream,
-                                               SampleLayout const& layout,
-                                               mediafile::FileAccess const& access, HostCallbacks const& host,
-                                               std::string& error) {
+Result<std::unique_ptr<SampleSource>> openSampleSource(MediaIndex const& index, StreamIndex const& stream,
+                                                       SampleLayout const& layout,
+                                                       mediafile::FileAccess const& access,
+                                                       HostCallbacks const& host) {
   PcmCodec const pcm = pcmCodec(stream.codec());
   bool const plain =
       pcm.sourceBytes > 0 && pcm.layout.bits == layout.bits && pcm.layout.isFloat == layout.isFloat;
   if (!plain || !stream.direct || !packetsHoldWholeSamples(stream, pcm.sourceBytes))
-    return openDecodedSamples(index, stream, layout, access, host, error);
-  auto source = access.open(index.name, error);
-  if (!source) return nullptr;
-  return std::make_unique<DirectPcm>(stream, std::move(source), host.memory());
+    return openDecodedSamples(index, stream, layout, access, host);
+  auto source = access.open(index.name);
+  if (!source) return source.error();
+  return {std::make_unique<DirectPcm>(stream, source.take(), host.memory())};
 }
 
 }  // namespace mfimport

@@ -33,18 +33,18 @@ class SampleSource {
   virtual SampleStats stats() const { return {}; }
 };
 
-// PCM straight from the file where that is possible, else through a decoder. Null on failure, with the reason
-// in `error`.
-std::unique_ptr<SampleSource> openSampleSource(MediaIndex const& index, StreamIndex const& stream,
-                                               SampleLayout const& layout,
-                                               mediafile::FileAccess const& access, HostCallbacks const& host,
-                                               std::string& error);
+// PCM straight from the file where that is possible, else through a decoder. Fails when file or decoder
+// cannot be opened.
+Result<std::unique_ptr<SampleSource>> openSampleSource(MediaIndex const& index, StreamIndex const& stream,
+                                                       SampleLayout const& layout,
+                                                       mediafile::FileAccess const& access,
+                                                       HostCallbacks const& host);
 
 // The same, but never straight from the file.
-std::unique_ptr<SampleSource> openDecodedSamples(MediaIndex const& index, StreamIndex const& stream,
-                                                 SampleLayout const& layout,
-                                                 mediafile::FileAccess const& access,
-                                                 HostCallbacks const& host, std::string& error);
+Result<std::unique_ptr<SampleSource>> openDecodedSamples(MediaIndex const& index, StreamIndex const& stream,
+                                                         SampleLayout const& layout,
+                                                         mediafile::FileAccess const& access,
+                                                         HostCallbacks const& host);
 
 // Raw PCM words of `codec` to words of native byte order, full scale kept; `values` counts words of all
 // channels. False when the codec is not plain PCM.

@@ -12,6 +12,7 @@
 #include "mediafile/lav.h"
 #include "mediafile/source.h"
 #include "mfimport/caller/host_callbacks.h"
+#include "mfimport/caller/result.h"
 #include "mfimport/headers/header_info.h"
 #include "mfimport/mfimport.h"
 
@@ -145,11 +146,9 @@ struct MediaIndex {
   std::vector<StreamIndex> streams;  // by stream number
 };
 
-// The index of `name`, from the process-wide cache or built now. Null on failure, told in `result`
-// (MpegResult) and `error`. Safe in any thread.
-std::shared_ptr<MediaIndex const> acquireMediaIndex(mediafile::FileAccess const& access,
-                                                    std::string const& name, int searchLimitMiB,
-                                                    HostCallbacks const& host, int& result,
-                                                    std::string& error);
+// The index of `name`, from the process-wide cache or built now. Safe in any thread.
+Result<std::shared_ptr<MediaIndex const>> acquireMediaIndex(mediafile::FileAccess const& access,
+                                                            std::string const& name, int searchLimitMiB,
+                                                            HostCallbacks const& host);
 
 }  // namespace mfimport

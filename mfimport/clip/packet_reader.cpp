@@ -24,8 +24,8 @@ class DirectReader final : public PacketReader {
     return number <= stream_.packets.size();
   }
 
-  Result next(AVPacket& packet) override {
-    if (next_ >= stream_.packets.size()) return Result::end;
+  Outcome next(AVPacket& packet) override {
+    if (next_ >= stream_.packets.size()) return Outcome::end;
     PacketEntry const& entry = stream_.packets[next_++];
     auto const size = static_cast<size_t>(entry.size);
     packet.buf = lav::checked(av_buffer_pool_get(pool_.get()));
@@ -33,9 +33,9 @@ class DirectReader final : public PacketReader {
     packet.size = entry.size;
     int64_t const got = source_->readAt(entry.position, {packet.data, size});
     std::fill_n(packet.data + size, AV_INPUT_BUFFER_PADDING_SIZE, uint8_t{0});
-    if (got == entry.size) return Result::packet;
+    if (got == entry.size) return Outcome::packet;
     av_packet_unref(&packet);
-    return Result::error;
+    return Outcome::error;
   }
 
   size_t nextNumber() const override { return next_; }
@@ -54,26 +54,24 @@ class DemuxReader final : public PacketReader {
   DemuxReader(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess const& access)
       : index_(index), stream_(stream), access_(access) {}
 
-  bool open(std::string& error) {
+  Result<void> open() {
     container_.reset();
     pending_.reset();
     av_packet_unref(whole_.get());
-    auto source = access_.open(index_.name, error);
-    if (!source) return false;
-    mediafile::OpenFailure failure{};
-    container_ =
-        mediafile::Container::open(std::move(source), index_.name, {index_.probeBytes, true}, failure, error);
-    if (!container_) return false;
+    auto source = access_.open(index_.name);
+    if (!source) return source.error();
+    auto container = mediafile::Container::open(source.take(), index_.name, {index_.probeBytes, true});
+    if (!container) return container.error();
+    container_ = container.take();
     auto const at = static_cast<unsigned>(stream_.libavIndex);
     if (at >= container_->format().nb_streams ||
         container_->format().streams[at]->codecpar->codec_id != stream_.codec()) {
-      error = "the file has changed";
       container_.reset();
-      return false;
+      return Error{Fault::format, "the file has changed"};
     }
     container_->selectStream(stream_.libavIndex);
     next_ = 0;
-    return true;
+    return {};
   }
 
   bool position(size_t number) override {
@@ -81,20 +79,18 @@ class DemuxReader final : public PacketReader {
     if (number > stream_.packets.size()) return false;
     if (container_ && number >= next_ && number - next_ <= kNearby) return readOnTo(number);
     if (container_ && number < stream_.packets.size() && seekTo(wholeOf(number))) return readOnTo(number);
-    std::string error;
-    return open(error) && readOnTo(number);
+    return open() && readOnTo(number);
   }
 
-  Result next(AVPacket& packet) override {
-    if (next_ >= stream_.packets.size()) return Result::end;
-    if (take(packet)) return Result::packet;
+  Outcome next(AVPacket& packet) override {
+    if (next_ >= stream_.packets.size()) return Outcome::end;
+    if (take(packet)) return Outcome::packet;
     // Out of step with the index: from the beginning the count is right again.
     size_t const number = next_;
-    std::string error;
-    if (number > 0 && open(error) && readOnTo(number) && take(packet)) return Result::packet;
+    if (number > 0 && open() && readOnTo(number) && take(packet)) return Outcome::packet;
     container_.reset();
     next_ = number + 1;
-    return Result::error;
+    return Outcome::error;
   }
 
   size_t nextNumber() const override { return next_; }
@@ -264,24 +260,23 @@ class DemuxReader final : public PacketReader {
 
 }  // namespace
 
-std::unique_ptr<PacketReader> openDirectReader(MediaIndex const& index, StreamIndex const& stream,
-                                               mediafile::FileAccess const& access, std::string& error) {
-  auto source = access.open(index.name, error);
-  if (!source) return nullptr;
-  return std::make_unique<DirectReader>(stream, std::move(source));
+Result<std::unique_ptr<PacketReader>> openDirectReader(MediaIndex const& index, StreamIndex const& stream,
+                                                       mediafile::FileAccess const& access) {
+  auto source = access.open(index.name);
+  if (!source) return source.error();
+  return {std::make_unique<DirectReader>(stream, source.take())};
 }
 
-std::unique_ptr<PacketReader> openDemuxReader(MediaIndex const& index, StreamIndex const& stream,
-                                              mediafile::FileAccess const& access, std::string& error) {
+Result<std::unique_ptr<PacketReader>> openDemuxReader(MediaIndex const& index, StreamIndex const& stream,
+                                                      mediafile::FileAccess const& access) {
   auto reader = std::make_unique<DemuxReader>(index, stream, access);
-  if (!reader->open(error)) return nullptr;
-  return reader;
+  if (auto const opened = reader->open(); !opened) return opened.error();
+  return {std::move(reader)};
 }
 
-std::unique_ptr<PacketReader> openPacketReader(MediaIndex const& index, StreamIndex const& stream,
-                                               mediafile::FileAccess const& access, std::string& error) {
-  return stream.direct ? openDirectReader(index, stream, access, error)
-                       : openDemuxReader(index, stream, access, error);
+Result<std::unique_ptr<PacketReader>> openPacketReader(MediaIndex const& index, StreamIndex const& stream,
+                                                       mediafile::FileAccess const& access) {
+  return stream.direct ? openDirectReader(index, stream, access) : openDemuxReader(index, stream, access);
 }
 
 }  // namespace mfimport

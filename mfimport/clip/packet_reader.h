@@ -3,8 +3,8 @@
 
 #include <cstddef>
 #include <memory>
-#include <string>
 
+#include "mfimport/caller/result.h"
 #include "mfimport/clip/media_index.h"
 
 namespace mfimport {
@@ -13,7 +13,7 @@ namespace mfimport {
 // error, never delivered.
 class PacketReader {
  public:
-  enum class Result { packet, end, error };
+  enum class Outcome { packet, end, error };
 
   virtual ~PacketReader() = default;
 
@@ -21,23 +21,23 @@ class PacketReader {
   virtual bool position(size_t number) = 0;
 
   // Reads the next packet into `packet`, which must be blank. The position advances, after an error too.
-  virtual Result next(AVPacket& packet) = 0;
+  virtual Outcome next(AVPacket& packet) = 0;
 
   // The number of the packet that `next` will deliver.
   virtual size_t nextNumber() const = 0;
 };
 
 // A reader that starts at packet 0: straight from the file where the index vouches for that, else through the
-// demultiplexer. Null when the file cannot be opened (any more), with the reason in `error`.
-std::unique_ptr<PacketReader> openPacketReader(MediaIndex const& index, StreamIndex const& stream,
-                                               mediafile::FileAccess const& access, std::string& error);
+// demultiplexer. Fails when the file cannot be opened (any more).
+Result<std::unique_ptr<PacketReader>> openPacketReader(MediaIndex const& index, StreamIndex const& stream,
+                                                       mediafile::FileAccess const& access);
 
 // Like openPacketReader, always through the demultiplexer.
-std::unique_ptr<PacketReader> openDemuxReader(MediaIndex const& index, StreamIndex const& stream,
-                                              mediafile::FileAccess const& access, std::string& error);
+Result<std::unique_ptr<PacketReader>> openDemuxReader(MediaIndex const& index, StreamIndex const& stream,
+                                                      mediafile::FileAccess const& access);
 
 // Like openPacketReader, always straight from the file.
-std::unique_ptr<PacketReader> openDirectReader(MediaIndex const& index, StreamIndex const& stream,
-                                               mediafile::FileAccess const& access, std::string& error);
+Result<std::unique_ptr<PacketReader>> openDirectReader(MediaIndex const& index, StreamIndex const& stream,
+                                                       mediafile::FileAccess const& access);
 
 }  // namespace mfimport

@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <memory>
-#include <string>
 
 #include "mfimport/clip/media_index.h"
 #include "mfimport/clip/packet_reader.h"
@@ -13,18 +12,18 @@ namespace mfimport {
 // One thread at a time; the index must outlive the reader.
 class PictureReader {
  public:
-  using Result = PacketReader::Result;
+  using Outcome = PacketReader::Outcome;
 
-  // At picture 0. Null when the file cannot be opened (any more), with the reason in `error`.
-  static std::unique_ptr<PictureReader> open(MediaIndex const& index, StreamIndex const& stream,
-                                             mediafile::FileAccess const& access, std::string& error);
+  // At picture 0. Fails when the file cannot be opened (any more).
+  static Result<std::unique_ptr<PictureReader>> open(MediaIndex const& index, StreamIndex const& stream,
+                                                     mediafile::FileAccess const& access);
 
   // Makes `picture` the next one. False when the container does not get there.
   bool position(size_t picture);
 
   // Reads all of the next picture into `packet`, which must be blank, as one packet. The position advances,
   // after an error too.
-  Result next(AVPacket& packet);
+  Outcome next(AVPacket& packet);
 
   // The picture that `next` will deliver; the number of pictures at the end.
   size_t nextPicture() const { return next_; }

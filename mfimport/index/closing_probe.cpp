@@ -63,9 +63,8 @@ class ClosingProbe {
  public:
   ClosingProbe(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess const& access)
       : stream_(stream) {
-    std::string error;
-    reader_ = PictureReader::open(index, stream, access, error);
-    if (reader_) codec_ = openVideoCodec(stream, {}, nullptr, error);
+    if (auto reader = PictureReader::open(index, stream, access)) reader_ = reader.take();
+    if (auto codec = openVideoCodec(stream, {}, nullptr)) codec_ = codec.take();
   }
 
   bool works() const { return reader_ && codec_; }
@@ -88,7 +87,7 @@ class ClosingProbe {
     lav::Packet const packet = lav::newPacket();
     for (;;) {
       size_t const number = reader_->nextPicture();
-      if (reader_->next(*packet) != PictureReader::Result::packet) break;
+      if (reader_->next(*packet) != PictureReader::Outcome::packet) break;
       packet->pts = stream_.video.pictures[number].rank;
       packet->dts = AV_NOPTS_VALUE;
       bool const last = number + 1 == stream_.video.pictures.size();
@@ -136,9 +135,8 @@ bool containerVouchesForTheEnd(MediaIndex const& index, StreamIndex const& strea
   if (!index.bytePositions) return true;
   bool const transport = index.containerType == kContainerTransport || index.containerType == kContainerM2ts;
   if (!transport || hasFieldsOfTheirOwn(stream.video)) return false;
-  std::string error;
-  auto const source = access.open(index.name, error);
-  return source && transportEndsWhole(*source, stream.id.pid);
+  auto const source = access.open(index.name);
+  return source && transportEndsWhole(**source, stream.id.pid);
 }
 
 bool lastPictureIsWhole(MediaIndex const& index, StreamIndex const& stream,

@@ -16,22 +16,21 @@ class SampleCounter {
  public:
   SampleCounter(MediaIndex const& index, StreamIndex& stream, mediafile::FileAccess const& access)
       : stream_(stream) {
-    std::string error;
-    reader_ = openPacketReader(index, stream, access, error);
+    if (auto reader = openPacketReader(index, stream, access)) reader_ = reader.take();
   }
 
   // Samples of the packets from `from` to before `to`, decoded from `from` on. Packets that cannot be read or
   // decoded give 0.
   std::vector<int> count(size_t from, size_t to) {
     std::vector<int> counts(to - from, 0);
-    std::string error;
-    codec_ = openAudioCodec(stream_, error);
+    codec_.reset();
+    if (auto codec = openAudioCodec(stream_)) codec_ = codec.take();
     if (!reader_ || !codec_ || !reader_->position(from)) return counts;
     size_t last = from;
     for (size_t number = from; number < to; ++number) {
-      PacketReader::Result const result = reader_->next(*packet_);
-      if (result == PacketReader::Result::end) break;
-      if (result == PacketReader::Result::error) continue;
+      PacketReader::Outcome const result = reader_->next(*packet_);
+      if (result == PacketReader::Outcome::end) break;
+      if (result == PacketReader::Outcome::error) continue;
       readDolbyMode();
       packet_->pts = static_cast<int64_t>(number);
       packet_->dts = AV_NOPTS_VALUE;

@@ -102,9 +102,8 @@ class OpeningProbe {
  public:
   OpeningProbe(MediaIndex const& index, StreamIndex& stream, mediafile::FileAccess const& access)
       : stream_(stream), pictures_(stream.video.pictures), comesOut_(pictures_.size(), false) {
-    std::string error;
-    reader_ = PictureReader::open(index, stream, access, error);
-    if (reader_) codec_ = openVideoCodec(stream, {}, nullptr, error);
+    if (auto reader = PictureReader::open(index, stream, access)) reader_ = reader.take();
+    if (auto codec = openVideoCodec(stream, {}, nullptr)) codec_ = codec.take();
   }
 
   // The rank of the first picture at or behind the first key that can be shown; 0 when none came out.
@@ -115,9 +114,9 @@ class OpeningProbe {
     lav::Packet const packet = lav::newPacket();
     for (size_t sent = 0; sent < kMostPictures && !reached_; ++sent) {
       size_t const number = reader_->nextPicture();
-      PictureReader::Result const result = reader_->next(*packet);
-      if (result == PictureReader::Result::end) break;
-      if (result == PictureReader::Result::error) continue;
+      PictureReader::Outcome const result = reader_->next(*packet);
+      if (result == PictureReader::Outcome::end) break;
+      if (result == PictureReader::Outcome::error) continue;
       if (number == stream_.video.firstKey || !stream_.headers.any())
         stream_.headers = readHeaders(headerSyntaxOf(stream_.codec()), lav::extradata(*stream_.parameters),
                                       lav::payload(*packet));

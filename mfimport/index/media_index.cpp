@@ -459,31 +459,24 @@ mediafile::Skim skimOf(Container& container) {
   return mediafile::isMxf(container.format()) ? mediafile::Skim::largeReads : mediafile::Skim::off;
 }
 
-std::unique_ptr<Container> openContainer(mediafile::FileAccess const& access, std::string const& name,
-                                         mediafile::ContainerOptions const& options, int& result,
-                                         std::string& error) {
-  auto source = access.open(name, error);
-  if (!source) {
-    result = kMpegErrorOpen;
-    return nullptr;
-  }
-  mediafile::OpenFailure failure{};
-  auto container = Container::open(std::move(source), name, options, failure, error);
-  if (!container) result = failure == mediafile::OpenFailure::unreadable ? kMpegErrorOpen : kMpegErrorFormat;
-  return container;
+Result<std::unique_ptr<Container>> openContainer(mediafile::FileAccess const& access, std::string const& name,
+                                                 mediafile::ContainerOptions const& options) {
+  auto source = access.open(name);
+  if (!source) return source.error();
+  return Container::open(source.take(), name, options);
 }
 
-std::shared_ptr<MediaIndex> buildFrom(mediafile::FileAccess const& access, std::string const& name,
-                                      int searchLimitMiB, HostCallbacks const& host, int& result,
-                                      std::string& error) {
+Result<std::shared_ptr<MediaIndex>> buildFrom(mediafile::FileAccess const& access, std::string const& name,
+                                              int searchLimitMiB, HostCallbacks const& host) {
   auto index = std::make_shared<MediaIndex>();
   index->name = name;
   mediafile::ContainerOptions options;
   if (searchLimitMiB > 0) options.probeBytes = int64_t{std::min(searchLimitMiB, 2000)} << 20;
   index->probeBytes = options.probeBytes;
 
-  auto container = openContainer(access, name, options, result, error);
-  if (!container) return nullptr;
+  auto opened = openContainer(access, name, options);
+  if (!opened) return opened.error();
+  std::unique_ptr<Container> container = opened.take();
   index->fileSize = container->source().size();
 
   AVFormatContext& format = container->format();
@@ -504,8 +497,10 @@ std::shared_ptr<MediaIndex> buildFrom(mediafile::FileAccess const& access, std::
   while (pass->needsSplitting() != split) {
     split = pass->needsSplitting();
     pass.reset();
-    container = openContainer(access, name, options, result, error);
-    if (!container) return nullptr;
+    container.reset();
+    opened = openContainer(access, name, options);
+    if (!opened) return opened.error();
+    container = opened.take();
     for (StreamIndex& stream : index->streams) stream.packets.clear();
     pass = std::make_unique<PacketPass>(*container, *index, split);
     pass->run(mediafile::Skim::off, plainLayout);
@@ -519,20 +514,16 @@ std::shared_ptr<MediaIndex> buildFrom(mediafile::FileAccess const& access, std::
     if (stream.type() == AVMEDIA_TYPE_VIDEO) buildVideoIndex(*index, stream, pass->notes(i), access);
     if (stream.type() == AVMEDIA_TYPE_AUDIO) buildAudioIndex(*index, stream, pass->notes(i), access);
   }
-  result = kMpegOk;
   return index;
 }
 
 // Whatever reads failed on the way, an index made in spite of it would be that of a shorter film.
-std::shared_ptr<MediaIndex> build(mediafile::FileAccess const& access, std::string const& name,
-                                  int searchLimitMiB, HostCallbacks const& host, int& result,
-                                  std::string& error) {
+Result<std::shared_ptr<MediaIndex>> build(mediafile::FileAccess const& access, std::string const& name,
+                                          int searchLimitMiB, HostCallbacks const& host) {
   auto const watch = std::make_shared<mediafile::ReadWatch>();
-  auto index = buildFrom(access.watchedBy(watch), name, searchLimitMiB, host, result, error);
-  if (!watch->failed()) return index;
-  result = kMpegErrorOpen;
-  error = watch->reason();
-  return nullptr;
+  auto index = buildFrom(access.watchedBy(watch), name, searchLimitMiB, host);
+  if (watch->failed()) return Error{Fault::unreadable, watch->reason()};
+  return index;
 }
 
 // One entry per file content. The slot's own lock lets a second opener of a file wait for the first instead
@@ -606,21 +597,20 @@ size_t AudioIndex::packetOf(int64_t sample) const {
   return at;
 }
 
-std::shared_ptr<MediaIndex const> acquireMediaIndex(mediafile::FileAccess const& access,
-                                                    std::string const& name, int searchLimitMiB,
-                                                    HostCallbacks const& host, int& result,
-                                                    std::string& error) {
+Result<std::shared_ptr<MediaIndex const>> acquireMediaIndex(mediafile::FileAccess const& access,
+                                                            std::string const& name, int searchLimitMiB,
+                                                            HostCallbacks const& host) {
   std::string const identity = access.identity(name);
-  if (identity.empty()) return build(access, name, searchLimitMiB, host, result, error);
-  std::shared_ptr<Slot> const slot = cache().slot(identity + " " + std::to_string(searchLimitMiB));
+  std::shared_ptr<Slot> const slot = identity.empty()
+                                         ? std::make_shared<Slot>()
+                                         : cache().slot(identity + " " + std::to_string(searchLimitMiB));
   std::lock_guard const lock(slot->mutex);
-  if (auto known = slot->index.lock()) {
-    result = kMpegOk;
-    return known;
-  }
-  std::shared_ptr<MediaIndex const> built = build(access, name, searchLimitMiB, host, result, error);
-  slot->index = built;
-  return built;
+  if (auto known = slot->index.lock()) return known;
+  auto built = build(access, name, searchLimitMiB, host);
+  if (!built) return built.error();
+  std::shared_ptr<MediaIndex const> index = built.take();
+  slot->index = index;
+  return index;
 }
 
 }  // namespace mfimport

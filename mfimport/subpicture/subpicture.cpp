@@ -138,10 +138,8 @@ bool SubpictureReader::begin(size_t group) {
   events_.clear();
   shownUnit_ = SIZE_MAX;
   canvas_ = {};
-  std::string error;
-  if (!reader_) reader_ = openPacketReader(index_, stream_, access_, error);
-  if (!reader_ || !openDecoder(error)) {
-    warn(error);
+  if (auto const opened = openReaders(); !opened) {
+    warn(opened.error().text);
     return false;
   }
   if (reader_->nextNumber() != group && !reader_->position(group)) {
@@ -152,12 +150,18 @@ bool SubpictureReader::begin(size_t group) {
   return true;
 }
 
-bool SubpictureReader::openDecoder(std::string& error) {
-  AVCodec const* codec = avcodec_find_decoder(stream_.codec());
-  if (!codec) {
-    error = "no decoder";
-    return false;
+Result<void> SubpictureReader::openReaders() {
+  if (!reader_) {
+    auto reader = openPacketReader(index_, stream_, access_);
+    if (!reader) return reader.error();
+    reader_ = reader.take();
   }
+  return openDecoder();
+}
+
+Result<void> SubpictureReader::openDecoder() {
+  AVCodec const* codec = avcodec_find_decoder(stream_.codec());
+  if (!codec) return Error{Fault::noDecoder, "no decoder"};
   codec_.reset(lav::checked(avcodec_alloc_context3(codec)));
   lav::quieten(*codec_);
   codec_->max_pixels = kMostPixels;
@@ -168,13 +172,13 @@ bool SubpictureReader::openDecoder(std::string& error) {
       !namesPalette(*stream_.parameters))
     result = av_opt_set(codec_.get(), "palette", dvdPalette_.c_str(), AV_OPT_SEARCH_CHILDREN);
   if (result >= 0) result = avcodec_open2(codec_.get(), codec, nullptr);
-  if (result < 0) error = lav::errorText(result);
-  return result >= 0;
+  if (result < 0) return Error{Fault::noDecoder, lav::errorText(result)};
+  return {};
 }
 
 // Decodes the next packet of the group. One that fails ends what was shown before.
 void SubpictureReader::feed() {
-  if (reader_->next(*packet_) == PacketReader::Result::packet) {
+  if (reader_->next(*packet_) == PacketReader::Outcome::packet) {
     decode(*packet_);
   } else {
     warn("a packet cannot be read");

@@ -48,7 +48,8 @@ class SubpictureReader {
   size_t groupOf(size_t packet) const;
   bool decodeThrough(size_t group, size_t packet);
   bool begin(size_t group);
-  bool openDecoder(std::string& error);
+  Result<void> openReaders();
+  Result<void> openDecoder();
   void feed();
   void decode(AVPacket& packet);
   Event eventBefore(size_t group);

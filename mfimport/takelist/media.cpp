@@ -3,64 +3,50 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <optional>
 
 #include "mfimport/takelist/takelist.h"
 
 namespace mfimport {
 namespace {
 
-// The text of a take list. 1 read, 0 the file is something else, negative when it cannot be read.
-int readTakeList(mediafile::FileAccess const& access, std::string const& name, std::string& text,
-                 std::string& error) {
-  auto const source = access.open(name, error);
-  if (!source) return -1;
+// The text of a take list; none when the file is something else.
+Result<std::optional<std::string>> readTakeList(mediafile::FileAccess const& access,
+                                                std::string const& name) {
+  auto const source = access.open(name);
+  if (!source) return source.error();
   std::array<uint8_t, 5> head{};
-  int64_t const got = source->readAt(0, head);
-  if (got < 0) {
-    error = "reading failed";
-    return -1;
-  }
-  if (!isTakeList({reinterpret_cast<char const*>(head.data()), static_cast<size_t>(got)})) return 0;
+  int64_t const got = (*source)->readAt(0, head);
+  if (got < 0) return Error{Fault::unreadable, "reading failed"};
+  if (!isTakeList({reinterpret_cast<char const*>(head.data()), static_cast<size_t>(got)}))
+    return std::optional<std::string>();
   // The size that a caller hands over may be that of all clips together: what can be read counts.
-  text.resize(static_cast<size_t>(std::min<int64_t>(source->size(), kTakeListMostBytes + 1)));
-  int64_t const length = source->readAt(0, {reinterpret_cast<uint8_t*>(text.data()), text.size()});
-  if (length < 0) {
-    error = "reading failed";
-    return -1;
-  }
-  if (length > kTakeListMostBytes) {
-    error = "the take list is too long";
-    return -1;
-  }
+  std::string text(static_cast<size_t>(std::min<int64_t>((*source)->size(), kTakeListMostBytes + 1)), 0);
+  int64_t const length = (*source)->readAt(0, {reinterpret_cast<uint8_t*>(text.data()), text.size()});
+  if (length < 0) return Error{Fault::unreadable, "reading failed"};
+  if (length > kTakeListMostBytes) return Error{Fault::unreadable, "the take list is too long"};
   text.resize(static_cast<size_t>(length));
-  return 1;
+  return std::optional(std::move(text));
 }
 
-std::shared_ptr<Media const> openClips(mediafile::FileAccess const& access, TakeList const& list,
-                                       int searchLimitMiB, HostCallbacks const& host, int& result,
-                                       std::string& error) {
+Result<std::shared_ptr<Media const>> openClips(mediafile::FileAccess const& access, TakeList const& list,
+                                               int searchLimitMiB, HostCallbacks const& host) {
   auto media = std::make_shared<Media>();
   media->containerType = kContainerMp4;
   for (TakeListClip const& clip : list.clips) {
-    auto index = acquireMediaIndex(access, clip.path, searchLimitMiB, host, result, error);
-    if (!index) {
-      error.insert(0, "clip '" + clip.path + "' of the take list: ");
-      result = kMpegErrorTakeList;
-      return nullptr;
-    }
+    std::string const named = "clip '" + clip.path + "' of the take list";
+    auto opened = acquireMediaIndex(access, clip.path, searchLimitMiB, host);
+    if (!opened) return Error{Fault::takeList, named + ": " + opened.error().text};
+    std::shared_ptr<MediaIndex const> index = opened.take();
     if (!media->clips.empty()) {
       std::string const difference = differenceOf(media->first(), *index);
-      if (!difference.empty()) {
-        error = "clip '" + clip.path + "' of the take list differs from the first one in " + difference;
-        result = kMpegErrorTakeList;
-        return nullptr;
-      }
+      if (!difference.empty())
+        return Error{Fault::takeList, named + " differs from the first one in " + difference};
     }
     media->fileSize += index->fileSize;
     media->clips.push_back(std::move(index));
   }
-  result = kMpegOk;
-  return media;
+  return {std::move(media)};
 }
 
 // The pictures that time the sound: those of the first video stream.
@@ -103,28 +89,22 @@ std::string differenceOf(MediaIndex const& first, MediaIndex const& clip) {
   return {};
 }
 
-std::shared_ptr<Media const> openMedia(mediafile::FileAccess const& access, std::string const& name,
-                                       int searchLimitMiB, HostCallbacks const& host, int& result,
-                                       std::string& error) {
-  std::string text;
-  int const kind = readTakeList(access, name, text, error);
-  if (kind < 0) {
-    result = kMpegErrorOpen;
-    return nullptr;
+Result<std::shared_ptr<Media const>> openMedia(mediafile::FileAccess const& access, std::string const& name,
+                                               int searchLimitMiB, HostCallbacks const& host) {
+  auto const text = readTakeList(access, name);
+  if (!text) return text.error();
+  if (*text) {
+    auto const list = parseTakeList(**text);
+    if (!list) return list.error();
+    return openClips(access, *list, searchLimitMiB, host);
   }
-  if (kind > 0) {
-    TakeList list;
-    if (parseTakeList(text, list, error)) return openClips(access, list, searchLimitMiB, host, result, error);
-    result = kMpegErrorTakeList;
-    return nullptr;
-  }
-  auto index = acquireMediaIndex(access, name, searchLimitMiB, host, result, error);
-  if (!index) return nullptr;
+  auto index = acquireMediaIndex(access, name, searchLimitMiB, host);
+  if (!index) return index.error();
   auto media = std::make_shared<Media>();
-  media->containerType = index->containerType;
-  media->fileSize = index->fileSize;
-  media->clips.push_back(std::move(index));
-  return media;
+  media->containerType = (*index)->containerType;
+  media->fileSize = (*index)->fileSize;
+  media->clips.push_back(index.take());
+  return {std::move(media)};
 }
 
 VideoTrack::VideoTrack(std::shared_ptr<Media const> from, size_t streamNumber) : media(std::move(from)) {

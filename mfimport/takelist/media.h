@@ -17,10 +17,9 @@ struct Media {
   MediaIndex const& first() const { return *clips.front(); }
 };
 
-// Opens `name`, a media file or a take list of some. Null on failure, told in `result` and `error`.
-std::shared_ptr<Media const> openMedia(mediafile::FileAccess const& access, std::string const& name,
-                                       int searchLimitMiB, HostCallbacks const& host, int& result,
-                                       std::string& error);
+// Opens `name`, a media file or a take list of some.
+Result<std::shared_ptr<Media const>> openMedia(mediafile::FileAccess const& access, std::string const& name,
+                                               int searchLimitMiB, HostCallbacks const& host);
 
 // One stream over all clips. Parts are in playing order and leave no gap.
 struct VideoTrack {

@@ -42,28 +42,21 @@ bool isTakeList(std::string_view beginning) {
           beginning[kMagic.size()] == '\n');
 }
 
-bool parseTakeList(std::string_view text, TakeList& list, std::string& error) {
-  list.clips.clear();
-  if (!isTakeList(text)) {
-    error = "not a take list";
-    return false;
-  }
+Result<TakeList> parseTakeList(std::string_view text) {
+  auto const refused = [](std::string why) { return Error{Fault::takeList, std::move(why)}; };
+  if (!isTakeList(text)) return refused("not a take list");
+  TakeList list;
   takeLine(text);
   for (int number = 2; !text.empty(); ++number) {
     std::string_view const line = takeLine(text);
     if (line.empty()) continue;
     TakeListClip clip;
-    if (!parseClip(line, clip)) {
-      error = "line " + std::to_string(number) + " of the take list is no path and size";
-      return false;
-    }
+    if (!parseClip(line, clip))
+      return refused("line " + std::to_string(number) + " of the take list is no path and size");
     list.clips.push_back(std::move(clip));
   }
-  if (list.clips.empty()) {
-    error = "the take list names no clip";
-    return false;
-  }
-  return true;
+  if (list.clips.empty()) return refused("the take list names no clip");
+  return list;
 }
 
 }  // namespace mfimport

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "mfimport/caller/result.h"
+
 namespace mfimport {
 
 struct TakeListClip {
@@ -27,8 +29,8 @@ constexpr int64_t kTakeListMostBytes = 4 << 20;
 // True when `beginning`, some first bytes of a file, is that of a take list.
 bool isTakeList(std::string_view beginning);
 
-// Reads a whole list. False with the reason in `error`. The last semicolon of a line divides path from size,
+// Reads a whole list; fails as Fault::takeList. The last semicolon of a line divides path from size,
 // so that paths may hold semicolons; line feeds alone end lines too, and empty lines are skipped.
-bool parseTakeList(std::string_view text, TakeList& list, std::string& error);
+Result<TakeList> parseTakeList(std::string_view text);
 
 }  // namespace mfimport

@@ -10,20 +10,23 @@ ExactPictures::ExactPictures(MediaIndex const& index, StreamIndex const& stream,
                              mediafile::FileAccess const& access, HostMemory const& memory)
     : stream_(stream), source_(index, stream, access, memory, stats_, Care::exact) {}
 
-std::shared_ptr<DecodedPicture const> ExactPictures::find(size_t display, std::string& error) {
-  if (!open_ && !source_.open({}, error)) return nullptr;
+Result<std::shared_ptr<DecodedPicture const>> ExactPictures::find(size_t display) {
+  if (!open_) {
+    if (auto const opened = source_.open({}); !opened) return opened.error();
+  }
   open_ = true;
+  bool damaged = false;
   VideoIndex const& video = stream_.video;
   size_t start = source_.startFor(display);
   for (int beginning = 0; beginning < kMostBeginnings; ++beginning) {
     std::shared_ptr<DecodedPicture const> found = from(start, static_cast<int64_t>(display));
     if (found && found->whole && source_.beganEarlyEnoughFor(display)) return found;
-    if (found) error = "it is damaged or refers to pictures that are not there";
+    damaged = damaged || found;
     if (start == video.firstKey || source_.unreadable()) break;
     start = video.keyBefore(start);
   }
-  if (error.empty()) error = source_.complaint().empty() ? "it cannot be decoded" : source_.complaint();
-  return nullptr;
+  if (damaged) return failed("it is damaged or refers to pictures that are not there");
+  return failed(source_.complaint().empty() ? "it cannot be decoded" : source_.complaint());
 }
 
 // Decodes until `display` comes out. Null when it does not.
@@ -59,8 +62,7 @@ BrokenEnds brokenEnds(MediaIndex const& index, StreamIndex const& stream, mediaf
   size_t const frames = video.frames();
   if (frames == 0) return {};
   ExactPictures pictures(index, stream, access, HostMemory{});
-  std::string error;
-  auto const whole = [&](size_t display) { return pictures.find(display, error) != nullptr; };
+  auto const whole = [&](size_t display) { return static_cast<bool>(pictures.find(display)); };
   BrokenEnds ends;
   while (ends.first < std::min(frames, kMostBroken) && !whole(ends.first)) ++ends.first;
   if (ends.first == std::min(frames, kMostBroken)) return {};

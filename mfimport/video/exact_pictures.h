@@ -19,9 +19,9 @@ class ExactPictures {
   ExactPictures(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess const& access,
                 HostMemory const& memory);
 
-  // The picture shown as number `display`, which must be in range. Null with the reason in `error` when it
-  // cannot be decoded or is not whole.
-  std::shared_ptr<DecodedPicture const> find(size_t display, std::string& error);
+  // The picture shown as number `display`, which must be in range. Fails when it cannot be decoded or is not
+  // whole.
+  Result<std::shared_ptr<DecodedPicture const>> find(size_t display);
 
   // Whether there was damage since the beginning that the last picture was decoded from.
   bool metDamage() const { return source_.damagedSince(begunAt_.value_or(0)); }

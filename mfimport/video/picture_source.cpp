@@ -14,20 +14,22 @@ PictureSource::PictureSource(MediaIndex const& index, StreamIndex const& stream,
       memory_(memory, care == Care::exact),
       care_(care) {}
 
-bool PictureSource::open(ThreadSetting const& threads, std::string& error) {
-  reader_ = PictureReader::open(index_, stream_, access_, error);
-  if (!reader_) return false;
+Result<void> PictureSource::open(ThreadSetting const& threads) {
+  auto reader = PictureReader::open(index_, stream_, access_);
+  if (!reader) return reader.error();
+  reader_ = reader.take();
   threads_ = threads;
   if (care_ == Care::exact) threads_.count = 1;
   // H.264 marks pictures that it conceals when they come out, behind others that refer to them, and its frame
   // threads lose the marks.
   if (care_ == Care::quick && stream_.codec() == AV_CODEC_ID_H264) memory_.followRows();
   if (stream_.codec() == AV_CODEC_ID_HEVC) memory_.watchBlocks();
-  codec_ = openVideoCodec(stream_, threads_, &memory_, error);
-  if (!codec_) return false;
+  auto codec = openVideoCodec(stream_, threads_, &memory_);
+  if (!codec) return codec.error();
+  codec_ = codec.take();
   packet_ = lav::newPacket();
   nalLengthBytes_ = nalLengthBytes(headerSyntaxOf(stream_.codec()), lav::extradata(*stream_.parameters));
-  return true;
+  return {};
 }
 
 bool PictureSource::begin(size_t picture) {
@@ -66,8 +68,13 @@ bool PictureSource::begin(size_t picture) {
 bool PictureSource::startAnew() {
   fed_ = false;
   if (care_ == Care::exact) {
-    codec_ = openVideoCodec(stream_, threads_, &memory_, complaint_);
-    return codec_ != nullptr;
+    auto codec = openVideoCodec(stream_, threads_, &memory_);
+    if (!codec) {
+      complaint_ = codec.error().text;
+      return false;
+    }
+    codec_ = codec.take();
+    return true;
   }
   avcodec_flush_buffers(codec_.get());
   ++stats_.flushes;
@@ -120,12 +127,12 @@ std::optional<DecodedPicture> PictureSource::next() {
 // Sends the next picture to the decoder. False when there is none left or it cannot be read.
 bool PictureSource::sendOne() {
   size_t const unit = reader_->nextPicture();
-  PictureReader::Result const result = reader_->next(*packet_);
-  if (result == PictureReader::Result::error) {
+  PictureReader::Outcome const result = reader_->next(*packet_);
+  if (result == PictureReader::Outcome::error) {
     complaint_ = "the file cannot be read";
     unreadable_ = true;
   }
-  if (result != PictureReader::Result::packet) return false;
+  if (result != PictureReader::Outcome::packet) return false;
   int32_t const display = stream_.video.pictures[unit].display;
   if (display != Picture::kNotShown) keepUserData(display, *packet_);
   // Pictures that are not shown get stamps of their own below all display numbers.

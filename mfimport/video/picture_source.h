@@ -38,8 +38,8 @@ class PictureSource {
   PictureSource(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess access,
                 HostMemory const& memory, MpegDecodeStats& stats, Care care = Care::quick);
 
-  // Opens file and decoder. False with the reason in `error`.
-  bool open(ThreadSetting const& threads, std::string& error);
+  // Opens file and decoder.
+  Result<void> open(ThreadSetting const& threads);
 
   // Prepares to decode from `picture`, a key picture.
   bool begin(size_t picture);

@@ -200,47 +200,41 @@ void shiftRow(uint8_t const* in, int count, uint16_t* out) {
   for (int i = 0; i < count; ++i) out[i] = static_cast<uint16_t>(in[i] << 8);
 }
 
-bool PixelWriter::write(AVFrame const& frame, uint32_t fourcc, PictureTarget const& target,
-                        std::string& error) {
-  if (!fits(target, fourcc, frame.width)) {
-    error = "the frame target is too small";
-    return false;
-  }
+Result<void> PixelWriter::write(AVFrame const& frame, uint32_t fourcc, PictureTarget const& target) {
+  if (!fits(target, fourcc, frame.width)) return failed("the frame target is too small");
   Layout const layout = layoutOf(static_cast<AVPixelFormat>(frame.format));
   if (fourcc == kI420) {
     if (!is420(layout) || layout.depth != 8)
-      return scale(frame, AV_PIX_FMT_YUV420P, target.plane, target.stride, error);
+      return scale(frame, AV_PIX_FMT_YUV420P, target.plane, target.stride);
     copyPlanes8(frame, target);
-    return true;
+    return {};
   }
   if (fourcc == kYuyv) {
     if (!is422(layout) || layout.depth != 8)
-      return scale(frame, AV_PIX_FMT_YUYV422, target.plane, target.stride, error);
+      return scale(frame, AV_PIX_FMT_YUYV422, target.plane, target.stride);
     packYuyv(frame, target);
-    return true;
+    return {};
   }
-  if (fourcc == kBgr4) return scale(frame, AV_PIX_FMT_BGRA, target.plane, target.stride, error);
+  if (fourcc == kBgr4) return scale(frame, AV_PIX_FMT_BGRA, target.plane, target.stride);
   bool const planar = fourcc == kW016;
-  if (!planar && fourcc != kY216) {
-    error = "no such output format";
-    return false;
-  }
+  if (!planar && fourcc != kY216) return failed("no such output format");
   AVFrame const* from = &frame;
   int depth = layout.depth;
   if (!(planar ? is420(layout) : is422(layout))) {
-    from = scaled(frame, planar ? AV_PIX_FMT_YUV420P16 : AV_PIX_FMT_YUV422P16, error);
+    auto const between = scaled(frame, planar ? AV_PIX_FMT_YUV420P16 : AV_PIX_FMT_YUV422P16);
+    if (!between) return between.error();
+    from = *between;
     depth = 16;
   }
-  if (!from) return false;
   if (planar)
     writePlanes16(*from, depth, target);
   else
     packY216(*from, depth, target);
-  return true;
+  return {};
 }
 
-bool PixelWriter::scale(AVFrame const& frame, AVPixelFormat to, uint8_t* const plane[4], int const stride[4],
-                        std::string& error) {
+Result<void> PixelWriter::scale(AVFrame const& frame, AVPixelFormat to, uint8_t* const plane[4],
+                                int const stride[4]) {
   AVPixelFormat const from = withoutRange(static_cast<AVPixelFormat>(frame.format));
   if (!scaler_ || scalerWidth_ != frame.width || scalerHeight_ != frame.height || scalerFrom_ != from ||
       scalerTo_ != to) {
@@ -249,8 +243,7 @@ bool PixelWriter::scale(AVFrame const& frame, AVPixelFormat to, uint8_t* const p
                                  nullptr, nullptr, nullptr));
     if (!scaler_) {
       char const* name = av_get_pix_fmt_name(from);
-      error = std::string("no conversion from ") + (name ? name : "an unknown pixel format");
-      return false;
+      return failed(std::string("no conversion from ") + (name ? name : "an unknown pixel format"));
     }
     scalerWidth_ = frame.width;
     scalerHeight_ = frame.height;
@@ -265,11 +258,11 @@ bool PixelWriter::scale(AVFrame const& frame, AVPixelFormat to, uint8_t* const p
     sws_setColorspaceDetails(scaler_.get(), matrix, sourceFull, matrix, targetFull, 0, 1 << 16, 1 << 16);
   }
   int const rows = sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, plane, stride);
-  if (rows != frame.height) error = "conversion failed";
-  return rows == frame.height;
+  if (rows != frame.height) return failed("conversion failed");
+  return {};
 }
 
-AVFrame const* PixelWriter::scaled(AVFrame const& frame, AVPixelFormat to, std::string& error) {
+Result<AVFrame const*> PixelWriter::scaled(AVFrame const& frame, AVPixelFormat to) {
   if (!between_ || between_->width != frame.width || between_->height != frame.height ||
       between_->format != to) {
     between_ = lav::newFrame();
@@ -278,11 +271,11 @@ AVFrame const* PixelWriter::scaled(AVFrame const& frame, AVPixelFormat to, std::
     between_->format = to;
     if (av_frame_get_buffer(between_.get(), 0) < 0) {
       between_.reset();
-      error = "out of memory";
-      return nullptr;
+      return failed("out of memory");
     }
   }
-  return scale(frame, to, between_->data, between_->linesize, error) ? between_.get() : nullptr;
+  if (auto const done = scale(frame, to, between_->data, between_->linesize); !done) return done.error();
+  return between_.get();
 }
 
 }  // namespace mfimport

@@ -2,9 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 #include "mediafile/lav.h"
+#include "mfimport/caller/result.h"
 
 namespace mfimport {
 
@@ -20,14 +20,13 @@ bool isOutputFormat(uint32_t fourcc);
 class PixelWriter {
  public:
   // Writes `frame` into `target` as `fourcc`. Layouts that the decoder has already are copied, those of more
-  // than 8 bits as value << (16 - depth); the others go through swscale. False with the reason in `error` and
-  // the target untouched when there is no such conversion or the target does not fit.
-  bool write(AVFrame const& frame, uint32_t fourcc, PictureTarget const& target, std::string& error);
+  // than 8 bits as value << (16 - depth); the others go through swscale. Fails with the target untouched
+  // when there is no such conversion or the target does not fit.
+  Result<void> write(AVFrame const& frame, uint32_t fourcc, PictureTarget const& target);
 
  private:
-  bool scale(AVFrame const& frame, AVPixelFormat to, uint8_t* const plane[4], int const stride[4],
-             std::string& error);
-  AVFrame const* scaled(AVFrame const& frame, AVPixelFormat to, std::string& error);
+  Result<void> scale(AVFrame const& frame, AVPixelFormat to, uint8_t* const plane[4], int const stride[4]);
+  Result<AVFrame const*> scaled(AVFrame const& frame, AVPixelFormat to);
 
   lav::Scaler scaler_;
   int scalerWidth_ = 0, scalerHeight_ = 0;

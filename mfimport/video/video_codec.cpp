@@ -27,13 +27,11 @@ int threadTypeFor(AVCodec const& codec, int wanted) {
 
 bool hasDecoder(AVCodecID codec) { return avcodec_find_decoder(codec) != nullptr; }
 
-lav::CodecContext openVideoCodec(StreamIndex const& stream, ThreadSetting const& threads,
-                                 PictureMemory* memory, std::string& error) {
+Result<lav::CodecContext> openVideoCodec(StreamIndex const& stream, ThreadSetting const& threads,
+                                         PictureMemory* memory) {
   AVCodec const* codec = avcodec_find_decoder(stream.codec());
-  if (!codec) {
-    error = std::string("no decoder for ") + avcodec_get_name(stream.codec());
-    return nullptr;
-  }
+  if (!codec)
+    return Error{Fault::noDecoder, std::string("no decoder for ") + avcodec_get_name(stream.codec())};
   lav::CodecContext context(lav::checked(avcodec_alloc_context3(codec)));
   int result = avcodec_parameters_to_context(context.get(), stream.parameters.get());
   // Later versions copy the container's; what stands here behind is the coded rate.
@@ -52,9 +50,8 @@ lav::CodecContext openVideoCodec(StreamIndex const& stream, ThreadSetting const&
   // A decoder that learns the depth only on the way would hand out the first pictures in the wrong order.
   context->has_b_frames = std::max(context->has_b_frames, std::min(stream.video.reorderDepth, 16));
   if (result >= 0) result = avcodec_open2(context.get(), codec, nullptr);
-  if (result >= 0) return context;
-  error = lav::errorText(result);
-  return nullptr;
+  if (result < 0) return Error{Fault::noDecoder, lav::errorText(result)};
+  return context;
 }
 
 }  // namespace mfimport

@@ -1,8 +1,7 @@
 // Opening a video decoder for a stream of the index.
 #pragma once
 
-#include <string>
-
+#include "mfimport/caller/result.h"
 #include "mfimport/clip/media_index.h"
 
 namespace mfimport {
@@ -17,11 +16,10 @@ struct ThreadSetting {
 
 class PictureMemory;
 
-// Null on failure, with the reason in `error`. The decoder counts stamps in pictures: packets are to carry
-// their display number as presentation stamp. Its pictures lie in `memory`, or where null in libavcodec's
-// own.
-lav::CodecContext openVideoCodec(StreamIndex const& stream, ThreadSetting const& threads,
-                                 PictureMemory* memory, std::string& error);
+// The decoder counts stamps in pictures: packets are to carry their display number as presentation stamp. Its
+// pictures lie in `memory`, or where null in libavcodec's own. Fails as Fault::noDecoder.
+Result<lav::CodecContext> openVideoCodec(StreamIndex const& stream, ThreadSetting const& threads,
+                                         PictureMemory* memory);
 
 bool hasDecoder(AVCodecID codec);
 

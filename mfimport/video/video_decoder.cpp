@@ -71,52 +71,44 @@ std::vector<UserData> const& VideoDecoder::userData() const {
   return shown_ ? shown_->userData : none;
 }
 
-int VideoDecoder::seek(int64_t number, uint32_t fourcc, PictureTarget const& target, std::string& error) {
-  if (number < 0) {
-    error = "negative picture number";
-    return kMpegError;
-  }
-  if (number >= track_.frames) return kMpegEndOfStream;
+Result<void> VideoDecoder::seek(int64_t number, uint32_t fourcc, PictureTarget const& target) {
+  if (number < 0) return failed("negative picture number");
+  if (number >= track_.frames) return Error{Fault::end, {}};
   stepsBack_ = number < position_ ? stepsBack_ + 1 : 0;
-  sequential_ = false;
-  int const result = show(number, fourcc, target, error);
-  if (result == kMpegOk) position_ = number;
-  return result;
+  auto shown = show(number, fourcc, target, Approach::search);
+  if (shown) position_ = number;
+  return shown;
 }
 
-int VideoDecoder::next(uint32_t fourcc, PictureTarget const& target, std::string& error) {
-  if (position_ + 1 >= track_.frames) return kMpegEndOfStream;
+Result<void> VideoDecoder::next(uint32_t fourcc, PictureTarget const& target) {
+  if (position_ + 1 >= track_.frames) return Error{Fault::end, {}};
   stepsBack_ = 0;
-  sequential_ = true;
   ++position_;
-  return show(position_, fourcc, target, error);
+  return show(position_, fourcc, target, Approach::readOn);
 }
 
-int VideoDecoder::show(int64_t number, uint32_t fourcc, PictureTarget const& target, std::string& error) {
-  if (!isOutputFormat(fourcc)) {
-    error = "no such output format";
-    return kMpegErrorUnsupported;
-  }
+Result<void> VideoDecoder::show(int64_t number, uint32_t fourcc, PictureTarget const& target,
+                                Approach approach) {
+  if (!isOutputFormat(fourcc)) return Error{Fault::unsupported, "no such output format"};
   if (threadsChanged_) {
     source_.reset();
     part_ = SIZE_MAX;
     threadsChanged_ = false;
   }
-  std::shared_ptr<DecodedPicture const> wanted = picture(number, error);
-  if (!wanted) return kMpegError;
+  auto wanted = picture(number, approach);
+  if (!wanted) return wanted.error();
+  AVFrame const& frame = *(*wanted)->frame;
   AVCodecParameters const& declared = *track_.stream().parameters;
-  if (wanted->frame->width != declared.width || wanted->frame->height != declared.height) {
-    error = "the picture has another size";
-    return kMpegError;
-  }
-  if (!writer_.write(*wanted->frame, fourcc, target, error)) return kMpegError;
+  if (frame.width != declared.width || frame.height != declared.height)
+    return failed("the picture has another size");
+  if (auto written = writer_.write(frame, fourcc, target); !written) return written;
   ++stats_.conversions;
-  shown_ = std::move(wanted);
+  shown_ = wanted.take();
   shownNumber_ = number;
-  return kMpegOk;
+  return {};
 }
 
-std::shared_ptr<DecodedPicture const> VideoDecoder::picture(int64_t number, std::string& error) {
+Result<VideoDecoder::Picture> VideoDecoder::picture(int64_t number, Approach approach) {
   if (number == shownNumber_ && shown_) {
     ++stats_.cacheHits;
     return shown_;
@@ -127,46 +119,46 @@ std::shared_ptr<DecodedPicture const> VideoDecoder::picture(int64_t number, std:
   }
   cache_.clear();
   size_t const part = track_.partOf(number);
-  if (!enterPart(part, error)) return nullptr;
-  return decode(number - track_.parts[part].first, error);
+  if (auto const entered = enterPart(part); !entered) return entered.error();
+  return decode(number - track_.parts[part].first, approach);
 }
 
-bool VideoDecoder::enterPart(size_t part, std::string& error) {
-  if (part_ == part && source_) return true;
+Result<void> VideoDecoder::enterPart(size_t part) {
+  if (part_ == part && source_) return {};
   held_.reset();
   exact_.reset();
   part_ = SIZE_MAX;
   begun_ = false;
   VideoTrack::Part const& clip = track_.parts[part];
   source_ = std::make_unique<PictureSource>(*clip.index, *clip.stream, access_, host_.memory(), stats_);
-  if (!source_->open(threads(), error)) {
+  if (auto opened = source_->open(threads()); !opened) {
     source_.reset();
-    return false;
+    return opened;
   }
   part_ = part;
-  return true;
+  return {};
 }
 
 // True when `local` lies ahead and decoding on gets there no later than beginning anew would.
-bool VideoDecoder::canDecodeOn(int64_t local) const {
+bool VideoDecoder::canDecodeOn(int64_t local, Approach approach) const {
   if (!begun_) return false;
   if (local <= lastOut_) return false;
   if (held_ && held_->frame->pts == local) return true;
   // Numbers between the last picture out and the held one are known to be missing. Reading on does not search
   // for them; a seek may find them by beginning earlier.
-  if (local < source_->passed()) return sequential_;
+  if (local < source_->passed()) return approach == Approach::readOn;
   VideoIndex const& video = track_.parts[part_].stream->video;
   return video.startFor(static_cast<size_t>(local)) <= source_->nextPicture();
 }
 
-std::shared_ptr<DecodedPicture const> VideoDecoder::decode(int64_t local, std::string& error) {
-  std::shared_ptr<DecodedPicture const> found = decodeQuickly(local);
+Result<VideoDecoder::Picture> VideoDecoder::decode(int64_t local, Approach approach) {
+  Picture found = decodeQuickly(local, approach);
   if (source_->unreadable()) {
     begun_ = false;
-    error = source_->complaint();
-    return nullptr;
+    return Error{Fault::unreadable, source_->complaint()};
   }
-  return found && !damaged(local) ? found : decodeExactly(local, error);
+  if (found && !damaged(local)) return found;
+  return decodeExactly(local);
 }
 
 bool VideoDecoder::damaged(int64_t local) const {
@@ -174,10 +166,10 @@ bool VideoDecoder::damaged(int64_t local) const {
   return source_->damagedSince(video.startFor(static_cast<size_t>(local)));
 }
 
-std::shared_ptr<DecodedPicture const> VideoDecoder::decodeQuickly(int64_t local) {
-  if (canDecodeOn(local)) return decodeOnTo(local);
+VideoDecoder::Picture VideoDecoder::decodeQuickly(int64_t local, Approach approach) {
+  if (canDecodeOn(local, approach)) return decodeOnTo(local);
   VideoIndex const& video = track_.parts[part_].stream->video;
-  std::shared_ptr<DecodedPicture const> found;
+  Picture found;
   size_t start = source_->startFor(static_cast<size_t>(local));
   for (int beginning = 0; beginning < kMostBeginnings; ++beginning) {
     held_.reset();
@@ -192,11 +184,11 @@ std::shared_ptr<DecodedPicture const> VideoDecoder::decodeQuickly(int64_t local)
   return found;
 }
 
-std::shared_ptr<DecodedPicture const> VideoDecoder::decodeExactly(int64_t local, std::string& error) {
+Result<VideoDecoder::Picture> VideoDecoder::decodeExactly(int64_t local) {
   cache_.clear();
   VideoTrack::Part const& clip = track_.parts[part_];
   if (!exact_) exact_ = std::make_unique<ExactPictures>(*clip.index, *clip.stream, access_, host_.memory());
-  std::shared_ptr<DecodedPicture const> found = exact_->find(static_cast<size_t>(local), error);
+  auto found = exact_->find(static_cast<size_t>(local));
   // A decoder that has lost its way where there is no damage finds it at the next beginning.
   if (!exact_->metDamage()) begun_ = false;
   if (!found && !warned_) {
@@ -208,7 +200,7 @@ std::shared_ptr<DecodedPicture const> VideoDecoder::decodeExactly(int64_t local,
 }
 
 // Decodes until `local` comes out. Null when it does not.
-std::shared_ptr<DecodedPicture const> VideoDecoder::decodeOnTo(int64_t local) {
+VideoDecoder::Picture VideoDecoder::decodeOnTo(int64_t local) {
   int64_t const base = track_.parts[part_].first;
   for (;;) {
     if (!held_) {
@@ -218,7 +210,7 @@ std::shared_ptr<DecodedPicture const> VideoDecoder::decodeOnTo(int64_t local) {
     }
     int64_t const number = held_->frame->pts;
     if (number > local) return nullptr;
-    std::shared_ptr<DecodedPicture const> picture = std::move(held_);
+    Picture picture = std::move(held_);
     held_.reset();
     lastOut_ = number;
     if (stepsBack_ >= kStepsBackToCache && !damaged(number) &&

@@ -50,11 +50,11 @@ class VideoDecoder {
   // 0 none, 1 by pictures, 2 by slices; others are refused.
   bool setThreadMode(int mode);
 
-  // Writes picture `number` into `target` as `fourcc`. A MpegResult; on failure the target and the position
-  // are what they were, and `error` has the reason.
-  int seek(int64_t number, uint32_t fourcc, PictureTarget const& target, std::string& error);
+  // Writes picture `number` into `target` as `fourcc`. On failure the target and the position are what they
+  // were; Fault::end behind the last picture.
+  Result<void> seek(int64_t number, uint32_t fourcc, PictureTarget const& target);
   // The picture after the last one. A picture that cannot be decoded is passed over by the next call.
-  int next(uint32_t fourcc, PictureTarget const& target, std::string& error);
+  Result<void> next(uint32_t fourcc, PictureTarget const& target);
 
   // The picture that next() follows, -1 before the first.
   int64_t position() const { return position_; }
@@ -63,17 +63,20 @@ class VideoDecoder {
   std::vector<UserData> const& userData() const;
 
  private:
+  using Picture = std::shared_ptr<DecodedPicture const>;
+  enum class Approach { search, readOn };  // asked for by number, or as the next one
+
   ThreadSetting threads() const;
-  int show(int64_t number, uint32_t fourcc, PictureTarget const& target, std::string& error);
-  std::shared_ptr<DecodedPicture const> picture(int64_t number, std::string& error);
-  bool enterPart(size_t part, std::string& error);
-  std::shared_ptr<DecodedPicture const> decode(int64_t local, std::string& error);
+  Result<void> show(int64_t number, uint32_t fourcc, PictureTarget const& target, Approach approach);
+  Result<Picture> picture(int64_t number, Approach approach);
+  Result<void> enterPart(size_t part);
+  Result<Picture> decode(int64_t local, Approach approach);
   // Whether damage may have touched the picture that comes out as number `local` of the part.
   bool damaged(int64_t local) const;
-  std::shared_ptr<DecodedPicture const> decodeQuickly(int64_t local);
-  std::shared_ptr<DecodedPicture const> decodeExactly(int64_t local, std::string& error);
-  std::shared_ptr<DecodedPicture const> decodeOnTo(int64_t local);
-  bool canDecodeOn(int64_t local) const;
+  Picture decodeQuickly(int64_t local, Approach approach);
+  Result<Picture> decodeExactly(int64_t local);
+  Picture decodeOnTo(int64_t local);
+  bool canDecodeOn(int64_t local, Approach approach) const;
 
   VideoTrack track_;
   mediafile::FileAccess access_;
@@ -94,7 +97,6 @@ class VideoDecoder {
   int64_t shownNumber_ = -1;
   int64_t position_ = -1;  // picture that next() follows
   int stepsBack_ = 0;
-  bool sequential_ = false;  // the picture is asked for by next()
   PictureCache cache_;
 };
 

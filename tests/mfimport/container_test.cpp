@@ -35,13 +35,12 @@ class FailingSource final : public ByteSource {
 
 class ContainerFailures : public testing::Test {
  protected:
-  std::unique_ptr<Container> opened(ContainerOptions const& options = {}) {
+  Result<std::unique_ptr<Container>> tried(ContainerOptions const& options = {}) {
     std::string const path =
         clip("container.ts", "-f lavfi -i testsrc2=s=320x240:r=25:d=4 -c:v mpeg2video -b:v 3M {out}");
     size_ = static_cast<int64_t>(fileBytes(path).size());
-    std::string error;
     return Container::open(std::make_unique<FailingSource>(fileBytes(path), &failFrom_, &abandoned_), path,
-                           options, failure_, error);
+                           options);
   }
 
   // What reading ends with.
@@ -54,12 +53,12 @@ class ContainerFailures : public testing::Test {
 
   int64_t size_ = 0, failFrom_ = INT64_MAX;
   std::string abandoned_;
-  OpenFailure failure_{};
 };
 
 TEST_F(ContainerFailures, ReadsThatFail_AreAnErrorAndNotTheEnd) {
-  auto const container = opened();
-  ASSERT_TRUE(container);
+  auto const opened = tried();
+  ASSERT_TRUE(opened);
+  Container* const container = opened->get();
   failFrom_ = size_ * 6 / 10;
   // libavformat alone calls this the end of the file.
   EXPECT_EQ(lastOf(*container), AVERROR(EIO));
@@ -72,36 +71,38 @@ TEST_F(ContainerFailures, ReadsThatFail_AreAnErrorAndNotTheEnd) {
 
 TEST_F(ContainerFailures, ReadThatFailsWhileStreamsAreExamined_FailsTheOpening) {
   failFrom_ = 100 << 10;
-  EXPECT_FALSE(opened());
-  EXPECT_EQ(failure_, OpenFailure::unreadable);
+  auto const opened = tried();
+  ASSERT_FALSE(opened);
+  EXPECT_EQ(opened.error().fault, Fault::unreadable);
 }
 
 TEST_F(ContainerFailures, OpeningThatTakesTooLong_FailsAndSaysSo) {
   ContainerOptions options;
   options.patience = std::chrono::milliseconds(-1);
-  EXPECT_FALSE(opened(options));
-  EXPECT_EQ(failure_, OpenFailure::unreadable);
+  auto const opened = tried(options);
+  ASSERT_FALSE(opened);
+  EXPECT_EQ(opened.error().fault, Fault::unreadable);
   EXPECT_NE(abandoned_, "");
 }
 
 TEST(WatchedAccess, RemembersTheFirstReadThatFailed) {
   auto const watch = std::make_shared<ReadWatch>();
-  std::string error;
+  int handle = 0;
   ExternalFunctions functions;
-  functions.user = &error;
+  functions.user = &handle;
   functions.open = [](void* user, char const*, int) { return user; };
   functions.close = [](void*, void*) { return 0; };
   functions.seek = [](void*, void*, int64_t position, int whence) -> int64_t {
     return whence == SEEK_END ? 100 : position;
   };
   functions.read = [](void*, void*, void*, int bytes) { return bytes > 10 ? -1 : bytes; };
-  auto const source = FileAccess(functions).watchedBy(watch).open("any", error);
-  ASSERT_TRUE(source) << error;
+  auto const source = FileAccess(functions).watchedBy(watch).open("any");
+  ASSERT_TRUE(source);
   std::vector<uint8_t> bytes(20);
-  EXPECT_EQ(source->readAt(0, std::span(bytes).first(10)), 10);
+  EXPECT_EQ((*source)->readAt(0, std::span(bytes).first(10)), 10);
   EXPECT_FALSE(watch->failed());
-  EXPECT_LT(source->readAt(40, bytes), 0);
-  EXPECT_LT(source->readAt(60, bytes), 0);
+  EXPECT_LT((*source)->readAt(40, bytes), 0);
+  EXPECT_LT((*source)->readAt(60, bytes), 0);
   EXPECT_TRUE(watch->failed());
   EXPECT_EQ(watch->reason(), "reading failed at byte 40");
 }

@@ -11,16 +11,14 @@ using namespace mfimport;
 namespace {
 
 std::shared_ptr<MediaIndex const> indexOf(std::string const& path) {
-  int result = 0;
-  std::string error;
-  auto index = acquireMediaIndex({}, path, 0, HostCallbacks(nullptr), result, error);
-  EXPECT_NE(index, nullptr) << error;
-  return index;
+  auto index = acquireMediaIndex({}, path, 0, HostCallbacks(nullptr));
+  EXPECT_TRUE(index) << index.error().text;
+  return index.take();
 }
 
 std::vector<uint8_t> nextOf(PacketReader& reader) {
   lav::Packet const packet = lav::newPacket();
-  if (reader.next(*packet) != PacketReader::Result::packet) return {};
+  if (reader.next(*packet) != PacketReader::Outcome::packet) return {};
   auto const bytes = lav::payload(*packet);
   return {bytes.begin(), bytes.end()};
 }
@@ -31,9 +29,8 @@ TEST(PacketReading, StraightFromTheFile_GivesThePacketsOfTheDemultiplexer) {
     for (StreamIndex const& stream : index->streams) {
       SCOPED_TRACE(path + " stream " + std::to_string(stream.libavIndex));
       EXPECT_TRUE(stream.direct);
-      std::string error;
-      auto const direct = openDirectReader(*index, stream, {}, error);
-      auto const demuxed = openDemuxReader(*index, stream, {}, error);
+      auto const direct = openDirectReader(*index, stream, {}).take();
+      auto const demuxed = openDemuxReader(*index, stream, {}).take();
       for (size_t i = 0; i < stream.packets.size(); ++i) {
         auto const bytes = nextOf(*direct);
         ASSERT_FALSE(bytes.empty()) << i;
@@ -60,11 +57,10 @@ TEST(PacketReading, ThroughTheDemultiplexer_FindsEveryPacketAgain) {
     auto const index = indexOf(path);
     for (StreamIndex const& stream : index->streams) {
       SCOPED_TRACE(path + " stream " + std::to_string(stream.libavIndex));
-      std::string error;
-      auto const sequential = openDemuxReader(*index, stream, {}, error);
+      auto const sequential = openDemuxReader(*index, stream, {}).take();
       std::vector<std::vector<uint8_t>> all;
       for (size_t i = 0; i < stream.packets.size(); ++i) all.push_back(nextOf(*sequential));
-      auto const reader = openDemuxReader(*index, stream, {}, error);
+      auto const reader = openDemuxReader(*index, stream, {}).take();
       std::mt19937 random(5);
       for (int i = 0; i < 60; ++i) {
         size_t number = random() % all.size();

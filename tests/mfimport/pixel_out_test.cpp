@@ -55,8 +55,7 @@ TEST(PixelWriting, OddSizes_CopyEveryChromaSample) {
                                     std::vector<uint8_t>(9 * 10)};
   PictureTarget target{{planes[0].data(), planes[1].data(), planes[2].data(), nullptr}, {17, 9, 9, 0}};
   PixelWriter writer;
-  std::string error;
-  ASSERT_TRUE(writer.write(*frame, mpegFourcc("I420"), target, error)) << error;
+  ASSERT_TRUE(writer.write(*frame, mpegFourcc("I420"), target));
   for (int y = 0; y < 10; ++y)
     EXPECT_TRUE(std::equal(planes[2].begin() + 9 * y, planes[2].begin() + 9 * (y + 1),
                            frame->data[2] + y * frame->linesize[2]));
@@ -75,10 +74,9 @@ TEST(PixelWriting, EveryDecodedLayoutToEveryFormat_HasAConversion) {
           {planes.data(), planes.data() + 64 * 64 * 8, planes.data() + 2 * 64 * 64 * 8, nullptr},
           {512, planar ? 512 : 0, planar ? 512 : 0, 0}};
       PixelWriter writer;
-      std::string error;
-      EXPECT_TRUE(
-          writer.write(*frame, mpegFourcc({format[0], format[1], format[2], format[3], 0}), target, error))
-          << av_get_pix_fmt_name(from) << " to " << format << ": " << error;
+      auto const written =
+          writer.write(*frame, mpegFourcc({format[0], format[1], format[2], format[3], 0}), target);
+      EXPECT_TRUE(written) << av_get_pix_fmt_name(from) << " to " << format << ": " << written.error().text;
     }
   }
 }
@@ -91,8 +89,7 @@ TEST(PixelWriting, OfPicturesWithoutAMatrix_FollowsTheirHeight) {
     for (int p = 0; p < 3; ++p) std::fill_n(frame->data[p], frame->linesize[p] * height, values[p]);
     std::vector<uint8_t> rows(static_cast<size_t>(64 * height));
     PixelWriter writer;
-    std::string error;
-    EXPECT_TRUE(writer.write(*frame, mpegFourcc("BGR4"), {{rows.data()}, {64}}, error)) << error;
+    EXPECT_TRUE(writer.write(*frame, mpegFourcc("BGR4"), {{rows.data()}, {64}}));
     return rows[rows.size() / 2 + 2];
   };
   for (int const height : {480, 512, 576, 608, 718}) EXPECT_NEAR(redOf(height), 204, 2) << height;
@@ -103,13 +100,12 @@ TEST(PixelWriting, TargetsThatDoNotFit_AreRefused) {
   lav::Frame const frame = picture(AV_PIX_FMT_YUV422P10, 64, 48);
   std::vector<uint8_t> plane(64 * 48 * 4 + 1, 0xEE);
   PixelWriter writer;
-  std::string error;
   PictureTarget narrow{{plane.data(), nullptr, nullptr, nullptr}, {255, 0, 0, 0}};
-  EXPECT_FALSE(writer.write(*frame, mpegFourcc("Y216"), narrow, error));
+  EXPECT_FALSE(writer.write(*frame, mpegFourcc("Y216"), narrow));
   PictureTarget odd{{plane.data() + 1, nullptr, nullptr, nullptr}, {256, 0, 0, 0}};
-  EXPECT_FALSE(writer.write(*frame, mpegFourcc("Y216"), odd, error));
+  EXPECT_FALSE(writer.write(*frame, mpegFourcc("Y216"), odd));
   PictureTarget none{};
-  EXPECT_FALSE(writer.write(*frame, mpegFourcc("I420"), none, error));
+  EXPECT_FALSE(writer.write(*frame, mpegFourcc("I420"), none));
   EXPECT_TRUE(std::all_of(plane.begin(), plane.end(), [](uint8_t b) { return b == 0xEE; }));
 }
 

@@ -13,17 +13,17 @@ namespace {
 class Sound {
  public:
   explicit Sound(std::string const& path) {
-    int result = 0;
-    std::string error;
-    index_ = acquireMediaIndex({}, path, 0, HostCallbacks(nullptr), result, error);
-    EXPECT_TRUE(index_) << error;
-    if (!index_) return;
+    auto index = acquireMediaIndex({}, path, 0, HostCallbacks(nullptr));
+    EXPECT_TRUE(index) << index.error().text;
+    if (!index) return;
+    index_ = index.take();
     for (StreamIndex const& stream : index_->streams)
       if (stream.type() == AVMEDIA_TYPE_AUDIO) stream_ = &stream;
     SampleLayout const layout = naturalLayout(*stream_->parameters);
     frameBytes_ = static_cast<size_t>(layout.bytes() * stream_->parameters->ch_layout.nb_channels);
-    source_ = openDecodedSamples(*index_, *stream_, layout, {}, HostCallbacks(nullptr), error);
-    EXPECT_TRUE(source_) << error;
+    auto source = openDecodedSamples(*index_, *stream_, layout, {}, HostCallbacks(nullptr));
+    EXPECT_TRUE(source) << source.error().text;
+    if (source) source_ = source.take();
   }
 
   int64_t packets() const { return static_cast<int64_t>(stream_->packets.size()); }
