@@ -67,11 +67,11 @@ bool holdsMvex(ByteSource& source, Box const& moov) {
 
 }  // namespace
 
-Container::Container(std::unique_ptr<ByteSource> source) : source_(std::move(source)) {}
+Container::Container(std::shared_ptr<ByteSource> source) : source_(std::move(source)) {}
 
 Container::~Container() = default;
 
-Result<std::unique_ptr<Container>> Container::open(std::unique_ptr<ByteSource> source,
+Result<std::unique_ptr<Container>> Container::open(std::shared_ptr<ByteSource> source,
                                                    std::string const& name, ContainerOptions const& options) {
   std::unique_ptr<Container> container(new Container(std::move(source)));
   int const result = container->start(name, options);

@@ -32,7 +32,7 @@ enum class Skim {
 class Container {
  public:
   // Fails as Fault::unreadable or Fault::format. `name` helps probing.
-  static Result<std::unique_ptr<Container>> open(std::unique_ptr<ByteSource> source, std::string const& name,
+  static Result<std::unique_ptr<Container>> open(std::shared_ptr<ByteSource> source, std::string const& name,
                                                  ContainerOptions const& options);
   ~Container();
   Container(Container const&) = delete;
@@ -66,7 +66,7 @@ class Container {
     int width, height;
   };
 
-  explicit Container(std::unique_ptr<ByteSource> source);
+  explicit Container(std::shared_ptr<ByteSource> source);
   static int onRead(void* opaque, uint8_t* buffer, int bytes);
   static int64_t onSeek(void* opaque, int64_t position, int whence);
   static int onInterrupt(void* opaque);
@@ -75,7 +75,7 @@ class Container {
   int start(std::string const& name, ContainerOptions const& options);
   int openAndExamine(std::string const& name, ContainerOptions const& options);
 
-  std::unique_ptr<ByteSource> source_;
+  std::shared_ptr<ByteSource> source_;
   std::chrono::milliseconds patience_{};
   int failure_ = 0;  // libav error of a read, which libavformat may have passed over
   int64_t position_ = 0;

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "mfimport/api/instance.h"
+#include "mfimport/api/open_media.h"
 #include "mfimport/clip/stamps.h"
 #include "mfimport/headers/classify.h"
 
@@ -44,7 +45,7 @@ bool deliversByDisplay(StreamIndex const& stream) {
 }
 
 int64_t unitsOf(StreamIndex const& stream) {
-  return static_cast<int64_t>(deliversByDisplay(stream) ? stream.video.frames() : stream.packets.size());
+  return static_cast<int64_t>(deliversByDisplay(stream) ? stream.video().frames() : stream.packets.size());
 }
 
 int64_t stampOf(StreamIndex const& stream, PacketEntry const& entry) {
@@ -54,13 +55,13 @@ int64_t stampOf(StreamIndex const& stream, PacketEntry const& entry) {
 
 int64_t firstStampOf(StreamIndex const& stream) {
   if (stream.packets.empty()) return 0;
-  if (deliversByDisplay(stream) && stream.video.frames() > 0) return firstDisplayStamp(stream);
+  if (deliversByDisplay(stream) && stream.video().frames() > 0) return firstDisplayStamp(stream);
   return stampOf(stream, stream.packets.front());
 }
 
 void addPictures(StreamIndex const& stream, int64_t shift, int64_t numberBase, std::vector<MfUnit>& units) {
   std::vector<int64_t> const stamps = displayStamps(stream);
-  for (Picture const& picture : stream.video.pictures) {
+  for (Picture const& picture : stream.video().pictures) {
     if (picture.display == Picture::kNotShown) continue;
     MfUnit unit{};
     unit.pts = unit.time = stamps[static_cast<size_t>(picture.display)] + shift;
@@ -76,9 +77,9 @@ void addPackets(StreamIndex const& stream, int64_t shift, std::vector<MfUnit>& u
     MfUnit unit{};
     unit.pts = unit.time = stampOf(stream, stream.packets[i]) + shift;
     if (sound && stream.parameters->sample_rate > 0) {
-      if (stream.audio.spans[i].keep == 0) continue;
+      if (stream.audio().spans[i].keep == 0) continue;
       unit.startOffset =
-          av_rescale(stream.audio.spans[i].drop, kClock27M.den, stream.parameters->sample_rate);
+          av_rescale(stream.audio().spans[i].drop, kClock27M.den, stream.parameters->sample_rate);
     }
     unit.sortKey = static_cast<int64_t>(units.size());
     unit.size = stream.packets[i].size;
@@ -89,11 +90,11 @@ void addPackets(StreamIndex const& stream, int64_t shift, std::vector<MfUnit>& u
 // Ticks that a clip lasts: its pictures, or else its sound.
 int64_t durationOf(MediaIndex const& clip) {
   for (StreamIndex const& stream : clip.streams)
-    if (deliversByDisplay(stream) && stream.video.rate > 0)
-      return std::llround(static_cast<double>(stream.video.frames()) / stream.video.rate * kClock27M.den);
+    if (deliversByDisplay(stream) && stream.video().rate > 0)
+      return std::llround(static_cast<double>(stream.video().frames()) / stream.video().rate * kClock27M.den);
   for (StreamIndex const& stream : clip.streams)
     if (stream.known && stream.type() == AVMEDIA_TYPE_AUDIO)
-      return av_rescale(stream.audio.samples, kClock27M.den, std::max(stream.parameters->sample_rate, 1));
+      return av_rescale(stream.audio().samples, kClock27M.den, std::max(stream.parameters->sample_rate, 1));
   return 0;
 }
 

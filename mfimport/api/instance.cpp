@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "mfimport/api/open_media.h"
 #include "mfimport/headers/classify.h"
 #include "mfimport/video/video_codec.h"
 
@@ -128,7 +129,7 @@ int MpegInImpl::selectVideo() {
   else if (self.set.forceFrameRate != 0 && self.video.streamFps > 0)
     self.video.rate = self.video.secondRate = self.video.streamFps;
   // The decoder proper opens at the first seek, when its threads are known; whether it can is told now.
-  if (auto const codec = openVideoCodec(media_->first().streams[number], {}, nullptr); !codec)
+  if (auto const codec = openVideoCodec(media_->first().streams[number], 0, {}, nullptr); !codec)
     return report(kMpegErrorNoDecoder, "video stream", self.set.videoStream, codec.error().text);
   video_ = std::make_unique<VideoDecoder>(media_, number, access_, host);
   overlay_ = std::make_unique<Overlay>(media_, number, table_->subpictures, access_, host);

@@ -14,23 +14,23 @@ namespace {
 
 double bitRateOf(StreamIndex const& stream, int64_t frames) {
   constexpr uint32_t kVariable = 0x3FFFF;  // of MPEG-1, and what encoders write that do not know
-  uint32_t const coded = stream.headers.bitRateValue;
+  uint32_t const coded = stream.video().headers.bitRateValue;
   if (coded != 0 && (coded & kVariable) != kVariable) return coded * 400.0;
   if (stream.parameters->bit_rate > 0) return static_cast<double>(stream.parameters->bit_rate);
   double bytes = 0;
   for (PacketEntry const& entry : stream.packets) bytes += entry.size;
-  return frames > 0 && stream.video.rate > 0 ? bytes * 8 * stream.video.rate / static_cast<double>(frames)
-                                             : 0;
+  return frames > 0 && stream.video().rate > 0 ? bytes * 8 * stream.video().rate / static_cast<double>(frames)
+                                               : 0;
 }
 
 bool isProgressive(StreamIndex const& stream) {
-  if (stream.first.seen) return !stream.first.interlaced;
+  if (stream.video().first.seen) return !stream.video().first.interlaced;
   AVFieldOrder const order = stream.parameters->field_order;
   return order == AV_FIELD_PROGRESSIVE || order == AV_FIELD_UNKNOWN;
 }
 
 bool isTopFieldFirst(StreamIndex const& stream) {
-  if (stream.first.seen) return stream.first.topFieldFirst;
+  if (stream.video().first.seen) return stream.video().first.topFieldFirst;
   AVFieldOrder const order = stream.parameters->field_order;
   return order == AV_FIELD_TT || order == AV_FIELD_TB;
 }
@@ -65,7 +65,7 @@ void setCodecFlag(MpegVideoInfo& info, StreamIndex const& stream) {
 }
 
 void setHeaderFacts(MpegVideoInfo& info, StreamIndex const& stream) {
-  HeaderInfo const& headers = stream.headers;
+  HeaderInfo const& headers = stream.video().headers;
   info.frameDct = std::max(headers.frameDct, 0);
   info.vbvDelay = std::max(headers.vbvDelay, 0);
   info.cbr = headers.cbr ? 1 : 0;
@@ -81,10 +81,10 @@ void setHeaderFacts(MpegVideoInfo& info, StreamIndex const& stream) {
 }
 
 void setRates(MpegVideoInfo& info, StreamIndex const& stream, int containerType) {
-  info.rate = stream.video.rate;
-  info.secondRate = stream.video.displayedRate;
+  info.rate = stream.video().rate;
+  info.secondRate = stream.video().displayedRate;
   info.containerFps = stream.averageRate > 0 ? stream.averageRate : stream.baseRate;
-  info.streamFps = codedRateOf(stream);
+  info.streamFps = codedRateOf(stream.video());
   // What libavformat tells of a bare stream is a guess at its coded rate.
   if (containerType == kContainerElementary && info.streamFps > 0) info.containerFps = info.streamFps;
   if (info.streamFps <= 0) info.streamFps = info.rate;
@@ -101,8 +101,8 @@ ProfileFacts profileFacts(Media const& media, StreamIndex const& stream, MpegVid
   facts.rate = info.rate;
   facts.bitRate = info.bitRate;
   facts.gopN = info.gopN;
-  facts.h264Profile = stream.codec() == AV_CODEC_ID_H264 ? stream.headers.profile : 0;
-  facts.constantBitRate = stream.headers.vbvDelay >= 0 && stream.headers.vbvDelay != 0xFFFF;
+  facts.h264Profile = stream.codec() == AV_CODEC_ID_H264 ? stream.video().headers.profile : 0;
+  facts.constantBitRate = stream.video().headers.vbvDelay >= 0 && stream.video().headers.vbvDelay != 0xFFFF;
   facts.dvdNavigation = media.first().dvdNavigation;
   facts.path = media.first().name;
   for (StreamIndex const& other : media.first().streams) {
@@ -123,11 +123,11 @@ void setSelectors(MpegVideoInfo& info, int containerType) {
 // For containers that tell none.
 int averageBitRate(StreamIndex const& stream, MpegAudioInfo const& info) {
   if (isPcm(stream.codec())) return info.rate * info.channels * info.bits;
-  if (stream.audio.samples == 0) return 0;
+  if (stream.audio().samples == 0) return 0;
   double bytes = 0;
   for (PacketEntry const& entry : stream.packets) bytes += entry.size;
   return static_cast<int>(
-      std::min(bytes * 8 * info.rate / static_cast<double>(stream.audio.samples), double{INT32_MAX}));
+      std::min(bytes * 8 * info.rate / static_cast<double>(stream.audio().samples), double{INT32_MAX}));
 }
 
 }  // namespace
@@ -188,23 +188,24 @@ MpegVideoInfo videoInfo(Media const& media, size_t streamNumber) {
   info.containerHeight = stream.containerHeight;
   int64_t frames = 0;
   for (auto const& clip : media.clips)
-    frames += static_cast<int64_t>(clip->streams[streamNumber].video.frames());
+    frames += static_cast<int64_t>(clip->streams[streamNumber].video().frames());
   info.frames = static_cast<int>(std::min<int64_t>(frames, INT32_MAX));
-  info.bitRate = bitRateOf(stream, static_cast<int64_t>(stream.video.frames()));
+  info.bitRate = bitRateOf(stream, static_cast<int64_t>(stream.video().frames()));
   setRates(info, stream, media.containerType);
   info.progressive = isProgressive(stream) ? 1 : 0;
   info.topFieldFirst = isTopFieldFirst(stream) ? 1 : 0;
-  info.gopN = stream.video.gopN;
-  info.gopM = stream.video.gopM;
+  info.gopN = stream.video().gopN;
+  info.gopM = stream.video().gopM;
   info.primaries = parameters.color_primaries;
   info.transfer = parameters.color_trc;
   info.matrix = parameters.color_space;
   setHeaderFacts(info, stream);
-  auto const format = stream.first.seen ? stream.first.format : static_cast<AVPixelFormat>(parameters.format);
+  auto const format =
+      stream.video().first.seen ? stream.video().first.format : static_cast<AVPixelFormat>(parameters.format);
   info.chromaFormat = chromaFormatOf(format);
   info.sourceDepth = depthOf(format);
-  if (info.chromaFormat == 0) info.chromaFormat = std::max(stream.headers.chromaFormat, 1);
-  if (info.sourceDepth == 0) info.sourceDepth = std::max(stream.headers.depth, 8);
+  if (info.chromaFormat == 0) info.chromaFormat = std::max(stream.video().headers.chromaFormat, 1);
+  if (info.sourceDepth == 0) info.sourceDepth = std::max(stream.video().headers.depth, 8);
   info.firstPts = firstDisplayStamp(stream);
   setSelectors(info, media.containerType);
   info.profileType = profileTypeCode(profileFacts(media, stream, info));
@@ -226,10 +227,10 @@ MpegAudioInfo audioInfo(std::shared_ptr<Media const> const& media, size_t stream
   if (info.bitRate == 0) info.bitRate = averageBitRate(stream, info);
   info.blockAlign = layout.bytes() * info.channels;
   info.mpegAudio = mpegAudioLayer(parameters.codec_id);
-  info.acmod = stream.acmod;
-  info.lfeon = stream.lfeon;
+  info.acmod = stream.audio().acmod;
+  info.lfeon = stream.audio().lfeon;
   for (size_t i = 0; i < stream.packets.size(); ++i) {
-    SampleSpan const& span = stream.audio.spans[i];
+    SampleSpan const& span = stream.audio().spans[i];
     if (span.keep == 0 || stream.packets[i].pts == AV_NOPTS_VALUE) continue;
     info.firstPts =
         stream.to27M(stream.packets[i].pts) + av_rescale(span.drop, kClock27M.den, std::max(info.rate, 1));

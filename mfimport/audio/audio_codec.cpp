@@ -14,15 +14,15 @@ AVCodec const* findAudioDecoder(AVCodecID id) {
 
 }  // namespace
 
-Result<lav::CodecContext> openAudioCodec(StreamIndex const& stream) {
-  AVCodec const* codec = findAudioDecoder(stream.codec());
+Result<lav::CodecContext> openAudioCodec(AVCodecParameters const& parameters, AVRational timeBase) {
+  AVCodec const* codec = findAudioDecoder(parameters.codec_id);
   if (!codec)
-    return Error{Fault::noDecoder, std::string("no decoder for ") + avcodec_get_name(stream.codec())};
+    return Error{Fault::noDecoder, std::string("no decoder for ") + avcodec_get_name(parameters.codec_id)};
   lav::CodecContext context(lav::checked(avcodec_alloc_context3(codec)));
-  int result = avcodec_parameters_to_context(context.get(), stream.parameters.get());
+  int result = avcodec_parameters_to_context(context.get(), &parameters);
   context->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL;
   lav::quieten(*context);
-  context->pkt_timebase = stream.timeBase;
+  context->pkt_timebase = timeBase;
   context->thread_count = 1;
   // Dither of AC-3 that depends on the packet alone, not on where decoding began.
   av_opt_set_int(context.get(), "cons_noisegen", 1, AV_OPT_SEARCH_CHILDREN);

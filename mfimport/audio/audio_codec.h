@@ -7,7 +7,7 @@
 namespace mfimport {
 
 // The decoder leaves all samples in place: trimming is the caller's. Fails as Fault::noDecoder.
-Result<lav::CodecContext> openAudioCodec(StreamIndex const& stream);
+Result<lav::CodecContext> openAudioCodec(AVCodecParameters const& parameters, AVRational timeBase);
 
 // A delivered sample.
 struct SampleLayout {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "mediafile/source.h"
 #include "mfimport/audio/sample_source.h"
 #include "mfimport/takelist/media.h"
 

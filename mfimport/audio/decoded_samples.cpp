@@ -18,13 +18,16 @@ AVSampleFormat sampleFormatFor(SampleLayout const& layout) {
 
 int samplesPerPacket(StreamIndex const& stream) {
   auto const packets = static_cast<int64_t>(std::max<size_t>(stream.packets.size(), 1));
-  return static_cast<int>(stream.audio.samples / packets);
+  return static_cast<int>(stream.audio().samples / packets);
 }
 
 class DecodedSamples final : public SampleSource {
  public:
-  DecodedSamples(StreamIndex const& stream, SampleLayout const& layout, HostCallbacks const& host)
-      : stream_(stream),
+  DecodedSamples(ClipFacts const& clip, StreamIndex const& stream, SampleLayout const& layout,
+                 mediafile::FileAccess access, HostCallbacks const& host)
+      : clip_(clip),
+        stream_(stream),
+        access_(std::move(access)),
         layout_(layout),
         host_(host),
         channels_(stream.parameters->ch_layout.nb_channels),
@@ -33,12 +36,9 @@ class DecodedSamples final : public SampleSource {
         settling_(settlingOf(*stream.parameters)),
         block_(HostAllocator<uint8_t>(host.memory())) {}
 
-  Result<void> open(MediaIndex const& index, mediafile::FileAccess const& access) {
-    name_ = index.name;
-    auto reader = openPacketReader(index, stream_, access);
-    if (!reader) return reader.error();
-    reader_ = reader.take();
-    auto codec = openAudioCodec(stream_);
+  // The decoder; the file is opened when the first sample is asked for.
+  Result<void> open() {
+    auto codec = openAudioCodec(*stream_.parameters, stream_.timeBase);
     if (!codec) return codec.error();
     codec_ = codec.take();
     return {};
@@ -49,9 +49,9 @@ class DecodedSamples final : public SampleSource {
 
   int64_t read(uint8_t* out, int64_t count) override {
     int64_t done = 0;
-    while (done < count && next_ < stream_.audio.samples) {
+    while (done < count && next_ < stream_.audio().samples) {
       if (!fetch(next_)) return done > 0 ? done : -1;
-      SampleSpan const& span = stream_.audio.spans[blockPacket_];
+      SampleSpan const& span = stream_.audio().spans[blockPacket_];
       int64_t const within = next_ - span.first;
       int64_t const usable = std::min(count - done, span.keep - within);
       std::memcpy(out + done * frameBytes_, block_.data() + (span.drop + within) * frameBytes_,
@@ -65,14 +65,14 @@ class DecodedSamples final : public SampleSource {
  private:
   // Makes block_ hold blockPacket_, the decoded packet that delivers `sample`. False when it cannot be read.
   bool fetch(int64_t sample) {
-    auto const& spans = stream_.audio.spans;
+    auto const& spans = stream_.audio().spans;
     auto const delivers = [&](size_t packet) {
       return packet < spans.size() && sample >= spans[packet].first &&
              sample < spans[packet].first + spans[packet].keep;
     };
     if (haveBlock_ && delivers(blockPacket_)) return true;
     size_t const wanted =
-        haveBlock_ && delivers(blockPacket_ + 1) ? blockPacket_ + 1 : stream_.audio.packetOf(sample);
+        haveBlock_ && delivers(blockPacket_ + 1) ? blockPacket_ + 1 : stream_.audio().packetOf(sample);
     haveBlock_ = false;
     approach(wanted);
     if (!unreadable_) decodeNext(true);
@@ -139,7 +139,7 @@ class DecodedSamples final : public SampleSource {
   void beginBefore(size_t wanted) {
     if (stream_.codec() == AV_CODEC_ID_PCM_DVD) return begin(wholePairsBefore(wanted));
     if (isPcm(stream_.codec())) return begin(wanted);
-    bool const fromStart = wanted == stream_.audio.packetOf(0);
+    bool const fromStart = wanted == stream_.audio().packetOf(0);
     begunRun_ = wanted / runs_.packets;
     size_t const target = settling_ ? wanted : begunRun_ * runs_.packets;
     size_t const back = settling_ ? prerollOf(stream_.codec()).first : runs_.preroll;
@@ -149,7 +149,7 @@ class DecodedSamples final : public SampleSource {
   // The last packet up to `wanted` that does not begin within a pair of samples which the packet before
   // began.
   size_t wholePairsBefore(size_t wanted) const {
-    auto const& starts = stream_.audio.wholePairs;
+    auto const& starts = stream_.audio().wholePairs;
     auto const after =
         std::upper_bound(starts.begin(), starts.end(), wanted, [&](size_t packet, uint32_t start) {
           ++stats_.examined;
@@ -166,7 +166,7 @@ class DecodedSamples final : public SampleSource {
   // after a seek shall not depend on what was read before.
   void begin(size_t packet) {
     if (begun_) {
-      if (auto fresh = openAudioCodec(stream_))
+      if (auto fresh = openAudioCodec(*stream_.parameters, stream_.timeBase))
         codec_ = fresh.take();
       else
         avcodec_flush_buffers(codec_.get());
@@ -176,18 +176,25 @@ class DecodedSamples final : public SampleSource {
     settling_ = settlingOf(*stream_.parameters);
     exact_ = packet == 0 || !settling_;
     ++stats_.beginnings;
-    unreadable_ = !reader_->position(packet);
+    unreadable_ = !openReader() || !reader_->position(packet);
     nextDecoded_ = packet;
     feeder_.forget();
     ready_ = lav::Frame();
     drained_ = false;
   }
 
+  bool openReader() {
+    if (reader_) return true;
+    auto reader = openPacketReader(clip_, stream_, access_);
+    if (reader) reader_ = reader.take();
+    return reader_ != nullptr;
+  }
+
   // Decodes one packet's samples; with `keep` into block_, as many as the index says. What does not come out
   // is silence, so that all other samples keep their place.
   void decodeNext(bool keep) {
     size_t const packet = nextDecoded_++;
-    int64_t const wanted = stream_.audio.spans[packet].decoded;
+    int64_t const wanted = stream_.audio().spans[packet].decoded;
     if (keep) {
       block_.assign(static_cast<size_t>(wanted * frameBytes_), 0);
       filled_ = 0;
@@ -199,7 +206,7 @@ class DecodedSamples final : public SampleSource {
     }
     if (keep && filled_ == 0 && wanted > 0 && !unreadable_)
       host_.warning(formatted("mfimport: '%s': audio packet %zu cannot be decoded, silence stands in",
-                              name_.c_str(), packet));
+                              clip_.name.c_str(), packet));
   }
 
   // Makes ready_ hold the next decoder output, sending packets up to `packet`. False when they give no more.
@@ -292,10 +299,11 @@ class DecodedSamples final : public SampleSource {
     return resampler_ != nullptr;
   }
 
+  ClipFacts const& clip_;
   StreamIndex const& stream_;
+  mediafile::FileAccess access_;
   SampleLayout layout_;
   HostCallbacks host_;
-  std::string name_;
   int64_t channels_, frameBytes_;
   Runs runs_;
   std::unique_ptr<Settling> settling_;  // null for codecs that do not settle
@@ -330,8 +338,8 @@ Result<std::unique_ptr<SampleSource>> openDecodedSamples(MediaIndex const& index
                                                          SampleLayout const& layout,
                                                          mediafile::FileAccess const& access,
                                                          HostCallbacks const& host) {
-  auto samples = std::make_unique<DecodedSamples>(stream, layout, host);
-  if (auto const opened = samples->open(index, access); !opened) return opened.error();
+  auto samples = std::make_unique<DecodedSamples>(index, stream, layout, access, host);
+  if (auto const opened = samples->open(); !opened) return opened.error();
   return {std::move(samples)};
 }
 

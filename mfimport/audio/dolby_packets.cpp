@@ -19,7 +19,7 @@ Result<DolbyInfo const*> DolbyPackets::at(int64_t sample) {
     part_ = at;
     packet_ = SIZE_MAX;
   }
-  size_t const packet = part.stream->audio.packetOf(local);
+  size_t const packet = part.stream->audio().packetOf(local);
   if (packet != packet_) {
     packet_ = SIZE_MAX;
     info_.reset();

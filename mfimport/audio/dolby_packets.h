@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "mediafile/source.h"
 #include "mfimport/clip/packet_reader.h"
 #include "mfimport/headers/dolby_info.h"
 #include "mfimport/takelist/media.h"

@@ -56,7 +56,7 @@ class DirectPcm final : public SampleSource {
 
   int64_t read(uint8_t* out, int64_t count) override {
     int64_t done = 0;
-    while (done < count && next_ < stream_.audio.samples) {
+    while (done < count && next_ < stream_.audio().samples) {
       int64_t const got = readWithinPacket(out + done * outFrame_, count - done);
       if (got <= 0) return done > 0 ? done : got;
       done += got;
@@ -66,10 +66,10 @@ class DirectPcm final : public SampleSource {
 
  private:
   int64_t readWithinPacket(uint8_t* out, int64_t count) {
-    auto const& spans = stream_.audio.spans;
+    auto const& spans = stream_.audio().spans;
     if (packet_ >= spans.size() || next_ < spans[packet_].first ||
         next_ >= spans[packet_].first + spans[packet_].keep)
-      packet_ = stream_.audio.packetOf(next_);
+      packet_ = stream_.audio().packetOf(next_);
     SampleSpan const& span = spans[packet_];
     int64_t const within = next_ - span.first;
     int64_t const usable = std::min(count, span.keep - within);
@@ -96,7 +96,7 @@ class DirectPcm final : public SampleSource {
   // Small requests read ahead, across packets too: in an interleaved file that costs one read either way.
   bool fill(int64_t position, int64_t count) {
     constexpr int64_t kReadAhead = 16 << 10, kMostAtOnce = 1 << 20;
-    SampleSpan const& span = stream_.audio.spans[packet_];
+    SampleSpan const& span = stream_.audio().spans[packet_];
     int64_t const left = stream_.packets[packet_].position + span.decoded * sourceFrame_ - position;
     int64_t bytes =
         std::clamp<int64_t>(count * sourceFrame_, std::max(kReadAhead, sourceFrame_), kMostAtOnce);
@@ -123,7 +123,7 @@ class DirectPcm final : public SampleSource {
 bool packetsHoldWholeSamples(StreamIndex const& stream, int sourceBytes) {
   int64_t const frame = int64_t{stream.parameters->ch_layout.nb_channels} * sourceBytes;
   for (size_t i = 0; i < stream.packets.size(); ++i)
-    if (stream.audio.spans[i].decoded * frame > stream.packets[i].size) return false;
+    if (stream.audio().spans[i].decoded * frame > stream.packets[i].size) return false;
   return true;
 }
 

@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 
+#include "mediafile/source.h"
 #include "mfimport/audio/audio_codec.h"
 #include "mfimport/clip/media_index.h"
 
@@ -33,8 +34,8 @@ class SampleSource {
   virtual SampleStats stats() const { return {}; }
 };
 
-// PCM straight from the file where that is possible, else through a decoder. Fails when file or decoder
-// cannot be opened.
+// PCM straight from the file where that is possible, else through a decoder. Fails when the decoder cannot be
+// opened, or a file that is read straight; other files are opened at the first reading.
 Result<std::unique_ptr<SampleSource>> openSampleSource(MediaIndex const& index, StreamIndex const& stream,
                                                        SampleLayout const& layout,
                                                        mediafile::FileAccess const& access,

@@ -1,18 +1,19 @@
 // What is known about a file after one pass over its packets: its streams, the display order of its pictures,
-// the position of its samples. Built once, immutable, shared by all instances that read the file.
+// the position of its samples. Built once, immutable, shared by all instances that read the file. This room
+// takes numbers of packets and pictures and gives their bytes and stamps; how an index comes about is not its
+// matter.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
+#include <variant>
 #include <vector>
 
-#include "mediafile/container.h"
 #include "mediafile/lav.h"
-#include "mediafile/source.h"
 #include "mfimport/caller/host_callbacks.h"
-#include "mfimport/caller/result.h"
 #include "mfimport/headers/header_info.h"
 #include "mfimport/mfimport.h"
 
@@ -24,12 +25,8 @@ constexpr AVRational kClock27M{1, 27000000};
 // belongs to one, in file order. Stamps in the stream's time base, AV_NOPTS_VALUE where absent; position -1
 // where unknown.
 struct PacketEntry {
-  static constexpr uint32_t kNoPicture = UINT32_MAX;  // a unit of nothing: never sent to a decoder
-
   int64_t pts, dts, position;
   int32_t size;
-  uint32_t unit;         // the picture that a video packet belongs to; of bitmap subtitles the packet that
-                         // has the stamp of what this one is a piece of
   uint32_t fingerprint;  // of beginning and end of the demultiplexer's packet, 0 where it was not read
   uint32_t offset = 0;   // within the demultiplexer's packet; not 0 continues that of the entry before
 };
@@ -50,9 +47,33 @@ struct Picture {
   int32_t display;   // number under which it is shown, or kNotShown
 };
 
-struct VideoIndex {
-  explicit VideoIndex(HostMemory const& memory)
-      : pictures(HostAllocator<Picture>(memory)), byDisplay(HostAllocator<uint32_t>(memory)) {}
+// The pictures of a stream in their two orders.
+struct PictureOrder {
+  explicit PictureOrder(HostMemory const& memory) : pictures(HostAllocator<Picture>(memory)) {}
+
+  // The key picture before `picture`, or the first one.
+  size_t keyBefore(size_t picture) const;
+
+  HostVector<Picture> pictures;  // in decoding order
+  size_t firstKey = 0;
+  int reorderDepth = 0;  // most pictures decoded before and shown after one
+  bool stampsOfDecoding =
+      false;  // the presentation stamps are those of decoding; the order is the pictures' own
+};
+
+// Facts of the first decoded picture.
+struct FirstPicture {
+  bool seen = false;
+  int width = 0, height = 0;
+  AVPixelFormat format = AV_PIX_FMT_NONE;
+  bool interlaced = false, topFieldFirst = false;
+  double codedRate = 0;  // as the elementary stream says
+};
+
+struct VideoIndex : PictureOrder {
+  explicit VideoIndex(HostMemory const& memory) : VideoIndex(PictureOrder(memory)) {}
+  explicit VideoIndex(PictureOrder order)
+      : PictureOrder(std::move(order)), byDisplay(HostAllocator<uint32_t>(pictures.get_allocator())) {}
 
   size_t frames() const { return byDisplay.size(); }
 
@@ -61,15 +82,10 @@ struct VideoIndex {
   // presentation (open GOP) refer to the GOP before, hence the second condition. A key picture among the very
   // last ones is passed over.
   size_t startFor(size_t display) const;
-  // The key picture before `picture`, or the first one.
-  size_t keyBefore(size_t picture) const;
 
-  HostVector<Picture> pictures;    // in decoding order
   HostVector<uint32_t> byDisplay;  // display number to picture
-  size_t firstKey = 0;
-  int reorderDepth = 0;  // most pictures decoded before and shown after one
-  bool stampsOfDecoding =
-      false;  // the presentation stamps are those of decoding; the order is the pictures' own
+  FirstPicture first;
+  HeaderInfo headers;  // of the first key picture
   int gopN = 0, gopM = 0;
   double rate = 0;           // pictures per second, measured from the stamps; 0 unknown
   double displayedRate = 0;  // with repeated fields
@@ -93,24 +109,21 @@ struct AudioIndex {
   // Of LPCM of DVD-Video: the packets that do not begin within a pair of samples, ascending.
   HostVector<uint32_t> wholePairs;
   int64_t samples = 0;
+  int acmod = 0, lfeon = 0;  // of Dolby streams
 };
 
-// Facts of the first decoded picture.
-struct FirstPicture {
-  bool seen = false;
-  int width = 0, height = 0;
-  AVPixelFormat format = AV_PIX_FMT_NONE;
-  bool interlaced = false, topFieldFirst = false;
-  double codedRate = 0;  // as the elementary stream says
+// Of bitmap subtitles.
+struct SubpictureIndex {
+  explicit SubpictureIndex(HostMemory const& memory)
+      : starts(HostAllocator<uint32_t>(memory)), stampedBy(HostAllocator<uint32_t>(memory)) {}
+
+  HostVector<uint32_t> starts;  // the packets at which decoding can begin, ascending
+  // By packet: the packet that has the stamp of what this one is a piece of.
+  HostVector<uint32_t> stampedBy;
 };
 
-struct StreamIndex {
-  explicit StreamIndex(HostMemory const& memory)
-      : packets(HostAllocator<PacketEntry>(memory)),
-        video(memory),
-        audio(memory),
-        subpictureStarts(HostAllocator<uint32_t>(memory)) {}
-
+// What the container tells of a stream.
+struct StreamFacts {
   AVMediaType type() const { return parameters->codec_type; }
   AVCodecID codec() const { return parameters->codec_id; }
   int64_t to27M(int64_t stamp) const { return av_rescale_q(stamp, timeBase, kClock27M); }
@@ -124,18 +137,34 @@ struct StreamIndex {
   bool dropFrame = false;
   bool known = false;   // can be named and decoded here, else counts as unknown
   bool absent = false;  // announced, but no packet is there: neither known nor unknown
-  bool direct = false;  // packets are the file's bytes at (position, size)
-  HostVector<PacketEntry> packets;
-  VideoIndex video;  // of video streams
-  AudioIndex audio;  // of audio streams
-  // Of bitmap subtitles: the packets at which decoding can begin, ascending.
-  HostVector<uint32_t> subpictureStarts;
-  HeaderInfo headers;
-  FirstPicture first;
-  int acmod = 0, lfeon = 0;
 };
 
-struct MediaIndex {
+// A stream and where its packets are: all that reading them takes.
+struct PacketList : StreamFacts {
+  PacketList(StreamFacts facts, HostMemory const& memory)
+      : StreamFacts(std::move(facts)), packets(HostAllocator<PacketEntry>(memory)) {}
+
+  HostVector<PacketEntry> packets;
+  bool direct = false;  // packets are the file's bytes at (position, size)
+};
+
+struct StreamIndex : PacketList {
+  using Content = std::variant<VideoIndex, AudioIndex, SubpictureIndex>;
+
+  StreamIndex(PacketList list, Content filled) : PacketList(std::move(list)), content(std::move(filled)) {}
+
+  // REQUIRES: the stream is of that type. Empty where it is not known.
+  VideoIndex const& video() const { return *std::get_if<VideoIndex>(&content); }
+  VideoIndex& video() { return *std::get_if<VideoIndex>(&content); }
+  AudioIndex const& audio() const { return *std::get_if<AudioIndex>(&content); }
+  AudioIndex& audio() { return *std::get_if<AudioIndex>(&content); }
+  SubpictureIndex const& subpictures() const { return *std::get_if<SubpictureIndex>(&content); }
+
+  Content content;
+};
+
+// What is known of the file itself.
+struct ClipFacts {
   std::string name;
   int containerType = kContainerOther;
   int64_t fileSize = 0;
@@ -143,12 +172,10 @@ struct MediaIndex {
   bool bytePositions = false;     // the demultiplexer seeks by byte position, not by stamp
   bool dvdNavigation = false;
   int64_t probeBytes = 0;
-  std::vector<StreamIndex> streams;  // by stream number
 };
 
-// The index of `name`, from the process-wide cache or built now. Safe in any thread.
-Result<std::shared_ptr<MediaIndex const>> acquireMediaIndex(mediafile::FileAccess const& access,
-                                                            std::string const& name, int searchLimitMiB,
-                                                            HostCallbacks const& host);
+struct MediaIndex : ClipFacts {
+  std::vector<StreamIndex> streams;  // by stream number
+};
 
 }  // namespace mfimport

@@ -11,8 +11,8 @@ struct PoolDeleter {
 
 class DirectReader final : public PacketReader {
  public:
-  DirectReader(StreamIndex const& stream, std::unique_ptr<mediafile::ByteSource> source)
-      : stream_(stream), source_(std::move(source)) {
+  DirectReader(PacketList const& stream, std::shared_ptr<ClipFile> file)
+      : stream_(stream), file_(std::move(file)) {
     int32_t largest = 0;
     for (PacketEntry const& entry : stream.packets) largest = std::max(largest, entry.size);
     pool_.reset(lav::checked(
@@ -31,7 +31,7 @@ class DirectReader final : public PacketReader {
     packet.buf = lav::checked(av_buffer_pool_get(pool_.get()));
     packet.data = packet.buf->data;
     packet.size = entry.size;
-    int64_t const got = source_->readAt(entry.position, {packet.data, size});
+    int64_t const got = file_->source().readAt(entry.position, {packet.data, size});
     std::fill_n(packet.data + size, AV_INPUT_BUFFER_PADDING_SIZE, uint8_t{0});
     if (got == entry.size) return Outcome::packet;
     av_packet_unref(&packet);
@@ -41,8 +41,8 @@ class DirectReader final : public PacketReader {
   size_t nextNumber() const override { return next_; }
 
  private:
-  StreamIndex const& stream_;
-  std::unique_ptr<mediafile::ByteSource> source_;
+  PacketList const& stream_;
+  std::shared_ptr<ClipFile> file_;
   std::unique_ptr<AVBufferPool, PoolDeleter> pool_;
   size_t next_ = 0;
 };
@@ -51,44 +51,34 @@ class DirectReader final : public PacketReader {
 // index which packet it met, and reads on to the wanted one.
 class DemuxReader final : public PacketReader {
  public:
-  DemuxReader(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess const& access)
-      : index_(index), stream_(stream), access_(access) {}
+  DemuxReader(ClipFacts const& clip, PacketList const& stream, ClipAccess access)
+      : clip_(clip), stream_(stream), access_(std::move(access)) {}
 
   Result<void> open() {
-    container_.reset();
-    pending_.reset();
-    av_packet_unref(whole_.get());
-    auto source = access_.open(index_.name);
-    if (!source) return source.error();
-    auto container = mediafile::Container::open(source.take(), index_.name, {index_.probeBytes, true});
-    if (!container) return container.error();
-    container_ = container.take();
-    auto const at = static_cast<unsigned>(stream_.libavIndex);
-    if (at >= container_->format().nb_streams ||
-        container_->format().streams[at]->codecpar->codec_id != stream_.codec()) {
-      container_.reset();
-      return Error{Fault::format, "the file has changed"};
-    }
-    container_->selectStream(stream_.libavIndex);
-    next_ = 0;
-    return {};
+    auto file = access_.open(clip_);
+    if (!file) return file.error();
+    file_ = file.take();
+    return enter();
   }
 
   bool position(size_t number) override {
     constexpr size_t kNearby = 32;  // reading on is cheaper than a seek
     if (number > stream_.packets.size()) return false;
-    if (container_ && number >= next_ && number - next_ <= kNearby) return readOnTo(number);
+    if (file_ && !file_->claim(this) && !enter()) return false;
+    if (inStep_ && number >= next_ && number - next_ <= kNearby) return readOnTo(number);
     if (container_ && number < stream_.packets.size() && seekTo(wholeOf(number))) return readOnTo(number);
-    return open() && readOnTo(number);
+    return beginAnew() && readOnTo(number);
   }
 
   Outcome next(AVPacket& packet) override {
     if (next_ >= stream_.packets.size()) return Outcome::end;
-    if (take(packet)) return Outcome::packet;
-    // Out of step with the index: from the beginning the count is right again.
     size_t const number = next_;
-    if (number > 0 && open() && readOnTo(number) && take(packet)) return Outcome::packet;
-    container_.reset();
+    bool const ready = file_ && file_->claim(this) && inStep_;
+    if ((ready || position(number)) && take(packet)) return Outcome::packet;
+    // Out of step with the index: from the beginning the count is right again.
+    if (number > 0 && beginAnew() && readOnTo(number) && take(packet)) return Outcome::packet;
+    inStep_ = false;
+    container_ = nullptr;
     next_ = number + 1;
     return Outcome::error;
   }
@@ -96,6 +86,33 @@ class DemuxReader final : public PacketReader {
   size_t nextNumber() const override { return next_; }
 
  private:
+  // Takes the demultiplexer over, which may stand anywhere.
+  Result<void> enter() {
+    container_ = nullptr;
+    inStep_ = false;
+    pending_.reset();
+    av_packet_unref(whole_.get());
+    auto container = file_->container();
+    if (!container) return container.error();
+    auto const at = static_cast<unsigned>(stream_.libavIndex);
+    AVFormatContext const& format = (*container)->format();
+    if (at >= format.nb_streams || format.streams[at]->codecpar->codec_id != stream_.codec())
+      return Error{Fault::format, "the file has changed"};
+    container_ = *container;
+    container_->selectStream(stream_.libavIndex);
+    if (file_->untouched()) {
+      inStep_ = true;
+      next_ = 0;
+    }
+    file_->claim(this);
+    return {};
+  }
+
+  bool beginAnew() {
+    if (file_) file_->closeContainer();
+    return open() && inStep_;
+  }
+
   bool continuesWhole(size_t number) const {
     return number < stream_.packets.size() && stream_.packets[number].offset > 0;
   }
@@ -179,12 +196,13 @@ class DemuxReader final : public PacketReader {
 
   bool seekTo(size_t number) {
     constexpr size_t kStepsBack[] = {4, 16, 64};
+    inStep_ = false;
     for (size_t const back : kStepsBack) {
       pending_.reset();
-      size_t const from = index_.bytePositions ? positionedBefore(number, back) : number;
+      size_t const from = clip_.bytePositions ? positionedBefore(number, back) : number;
       if (!seekContainer(from)) return false;
       if (meet(number) && next_ <= number) return readOnTo(number);
-      if (!index_.bytePositions) return false;
+      if (!clip_.bytePositions) return false;
     }
     return false;
   }
@@ -197,7 +215,7 @@ class DemuxReader final : public PacketReader {
 
   bool seekContainer(size_t from) {
     PacketEntry const& entry = stream_.packets[from];
-    if (index_.bytePositions) return container_->seekToByte(from == 0 ? 0 : entry.position) >= 0;
+    if (clip_.bytePositions) return container_->seekToByte(from == 0 ? 0 : entry.position) >= 0;
     int64_t const stamp = entry.pts != AV_NOPTS_VALUE ? entry.pts : entry.dts;
     return stamp != AV_NOPTS_VALUE && container_->seekToTime(stream_.libavIndex, stamp) >= 0;
   }
@@ -211,6 +229,7 @@ class DemuxReader final : public PacketReader {
       size_t const met = find(*packet, *before, number);
       if (met < stream_.packets.size()) {
         next_ = met;
+        inStep_ = true;
         pending_ = std::move(packet);
         return true;
       }
@@ -235,7 +254,7 @@ class DemuxReader final : public PacketReader {
       found = i;
     }
     // The first packet after a seek by position may be a piece of one.
-    bool const byContent = index_.bytePositions && before.size > 0 && alike == 1;
+    bool const byContent = clip_.bytePositions && before.size > 0 && alike == 1;
     return byContent ? found : entries.size();
   }
 
@@ -244,39 +263,41 @@ class DemuxReader final : public PacketReader {
   bool samePlace(AVPacket const& packet, AVPacket const& before, size_t number) const {
     PacketEntry const& entry = stream_.packets[number];
     if (packet.pos != entry.position) return false;
-    if (!index_.bytePositions) return packet.dts == entry.dts;
+    if (!clip_.bytePositions) return packet.dts == entry.dts;
     if (number == 0) return before.size == 0;
     return packet.pos >= 0 && before.size > 0 && fits(before, wholeOf(number - 1));
   }
 
-  MediaIndex const& index_;
-  StreamIndex const& stream_;
-  mediafile::FileAccess access_;
-  std::unique_ptr<mediafile::Container> container_;
-  lav::Packet pending_;                   // met after a seek and not delivered yet
-  lav::Packet whole_ = lav::newPacket();  // holds entry next_, where that does not begin it
+  ClipFacts const& clip_;
+  PacketList const& stream_;
+  ClipAccess access_;
+  std::shared_ptr<ClipFile> file_;
+  mediafile::Container* container_ = nullptr;  // of file_; null where it has to be opened anew
+  bool inStep_ = false;                        // it stands before packet next_
+  lav::Packet pending_;                        // met after a seek and not delivered yet
+  lav::Packet whole_ = lav::newPacket();       // holds entry next_, where that does not begin it
   size_t next_ = 0;
 };
 
 }  // namespace
 
-Result<std::unique_ptr<PacketReader>> openDirectReader(MediaIndex const& index, StreamIndex const& stream,
-                                                       mediafile::FileAccess const& access) {
-  auto source = access.open(index.name);
-  if (!source) return source.error();
-  return {std::make_unique<DirectReader>(stream, source.take())};
+Result<std::unique_ptr<PacketReader>> openDirectReader(ClipFacts const& clip, PacketList const& stream,
+                                                       ClipAccess const& access) {
+  auto file = access.open(clip);
+  if (!file) return file.error();
+  return {std::make_unique<DirectReader>(stream, file.take())};
 }
 
-Result<std::unique_ptr<PacketReader>> openDemuxReader(MediaIndex const& index, StreamIndex const& stream,
-                                                      mediafile::FileAccess const& access) {
-  auto reader = std::make_unique<DemuxReader>(index, stream, access);
+Result<std::unique_ptr<PacketReader>> openDemuxReader(ClipFacts const& clip, PacketList const& stream,
+                                                      ClipAccess const& access) {
+  auto reader = std::make_unique<DemuxReader>(clip, stream, access);
   if (auto const opened = reader->open(); !opened) return opened.error();
   return {std::move(reader)};
 }
 
-Result<std::unique_ptr<PacketReader>> openPacketReader(MediaIndex const& index, StreamIndex const& stream,
-                                                       mediafile::FileAccess const& access) {
-  return stream.direct ? openDirectReader(index, stream, access) : openDemuxReader(index, stream, access);
+Result<std::unique_ptr<PacketReader>> openPacketReader(ClipFacts const& clip, PacketList const& stream,
+                                                       ClipAccess const& access) {
+  return stream.direct ? openDirectReader(clip, stream, access) : openDemuxReader(clip, stream, access);
 }
 
 }  // namespace mfimport

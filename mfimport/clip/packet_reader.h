@@ -5,12 +5,13 @@
 #include <memory>
 
 #include "mfimport/caller/result.h"
+#include "mfimport/clip/clip_file.h"
 #include "mfimport/clip/media_index.h"
 
 namespace mfimport {
 
-// One thread at a time; the index must outlive the reader. A packet that is not the one of the index is an
-// error, never delivered.
+// One thread at a time; clip and stream must outlive the reader. A packet that is not the one of the index is
+// an error, never delivered.
 class PacketReader {
  public:
   enum class Outcome { packet, end, error };
@@ -29,15 +30,15 @@ class PacketReader {
 
 // A reader that starts at packet 0: straight from the file where the index vouches for that, else through the
 // demultiplexer. Fails when the file cannot be opened (any more).
-Result<std::unique_ptr<PacketReader>> openPacketReader(MediaIndex const& index, StreamIndex const& stream,
-                                                       mediafile::FileAccess const& access);
+Result<std::unique_ptr<PacketReader>> openPacketReader(ClipFacts const& clip, PacketList const& stream,
+                                                       ClipAccess const& access);
 
 // Like openPacketReader, always through the demultiplexer.
-Result<std::unique_ptr<PacketReader>> openDemuxReader(MediaIndex const& index, StreamIndex const& stream,
-                                                      mediafile::FileAccess const& access);
+Result<std::unique_ptr<PacketReader>> openDemuxReader(ClipFacts const& clip, PacketList const& stream,
+                                                      ClipAccess const& access);
 
 // Like openPacketReader, always straight from the file.
-Result<std::unique_ptr<PacketReader>> openDirectReader(MediaIndex const& index, StreamIndex const& stream,
-                                                       mediafile::FileAccess const& access);
+Result<std::unique_ptr<PacketReader>> openDirectReader(ClipFacts const& clip, PacketList const& stream,
+                                                       ClipAccess const& access);
 
 }  // namespace mfimport

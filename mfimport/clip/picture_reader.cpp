@@ -4,27 +4,27 @@
 
 namespace mfimport {
 
-PictureReader::PictureReader(StreamIndex const& stream, std::unique_ptr<PacketReader> packets)
-    : stream_(stream), packets_(std::move(packets)), piece_(lav::newPacket()) {}
+PictureReader::PictureReader(std::span<Picture const> pictures, std::unique_ptr<PacketReader> packets)
+    : pictures_(pictures), packets_(std::move(packets)), piece_(lav::newPacket()) {}
 
-Result<std::unique_ptr<PictureReader>> PictureReader::open(MediaIndex const& index, StreamIndex const& stream,
-                                                           mediafile::FileAccess const& access) {
-  auto packets = openPacketReader(index, stream, access);
+Result<std::unique_ptr<PictureReader>> PictureReader::open(ClipFacts const& clip, PacketList const& stream,
+                                                           std::span<Picture const> pictures,
+                                                           ClipAccess const& access) {
+  auto packets = openPacketReader(clip, stream, access);
   if (!packets) return packets.error();
-  return std::unique_ptr<PictureReader>(new PictureReader(stream, packets.take()));
+  return std::unique_ptr<PictureReader>(new PictureReader(pictures, packets.take()));
 }
 
 bool PictureReader::position(size_t picture) {
   next_ = picture;
-  if (picture >= stream_.video.pictures.size()) return true;
-  size_t const packet = stream_.video.pictures[picture].packet;
+  if (picture >= pictures_.size()) return true;
+  size_t const packet = pictures_[picture].packet;
   return packets_->nextNumber() == packet || packets_->position(packet);
 }
 
 PictureReader::Outcome PictureReader::next(AVPacket& packet) {
-  auto const& pictures = stream_.video.pictures;
-  if (next_ >= pictures.size()) return Outcome::end;
-  Picture const& picture = pictures[next_];
+  if (next_ >= pictures_.size()) return Outcome::end;
+  Picture const& picture = pictures_[next_];
   // Between two pictures may lie what belongs to none.
   bool const there = packets_->nextNumber() == picture.packet || packets_->position(picture.packet);
   ++next_;

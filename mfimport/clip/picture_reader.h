@@ -3,20 +3,22 @@
 
 #include <cstddef>
 #include <memory>
+#include <span>
 
 #include "mfimport/clip/media_index.h"
 #include "mfimport/clip/packet_reader.h"
 
 namespace mfimport {
 
-// One thread at a time; the index must outlive the reader.
+// One thread at a time; what it was opened with must outlive the reader.
 class PictureReader {
  public:
   using Outcome = PacketReader::Outcome;
 
   // At picture 0. Fails when the file cannot be opened (any more).
-  static Result<std::unique_ptr<PictureReader>> open(MediaIndex const& index, StreamIndex const& stream,
-                                                     mediafile::FileAccess const& access);
+  static Result<std::unique_ptr<PictureReader>> open(ClipFacts const& clip, PacketList const& stream,
+                                                     std::span<Picture const> pictures,
+                                                     ClipAccess const& access);
 
   // Makes `picture` the next one. False when the container does not get there.
   bool position(size_t picture);
@@ -29,10 +31,10 @@ class PictureReader {
   size_t nextPicture() const { return next_; }
 
  private:
-  PictureReader(StreamIndex const& stream, std::unique_ptr<PacketReader> packets);
+  PictureReader(std::span<Picture const> pictures, std::unique_ptr<PacketReader> packets);
   bool append(AVPacket& whole);
 
-  StreamIndex const& stream_;
+  std::span<Picture const> pictures_;
   std::unique_ptr<PacketReader> packets_;
   lav::Packet piece_;
   size_t next_ = 0;

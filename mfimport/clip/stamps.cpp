@@ -7,20 +7,20 @@ namespace mfimport {
 namespace {
 
 std::optional<int64_t> ownStamp(StreamIndex const& stream, size_t display) {
-  VideoIndex const& video = stream.video;
+  VideoIndex const& video = stream.video();
   int64_t const pts = stream.packets[video.pictures[video.byDisplay[display]].packet].pts;
   if (pts == AV_NOPTS_VALUE) return std::nullopt;
   return stream.to27M(pts);
 }
 
 int64_t ticksOf(StreamIndex const& stream, size_t pictures) {
-  if (stream.video.rate <= 0) return 0;
-  return std::llround(static_cast<double>(pictures) * kClock27M.den / stream.video.rate);
+  if (stream.video().rate <= 0) return 0;
+  return std::llround(static_cast<double>(pictures) * kClock27M.den / stream.video().rate);
 }
 
 // Where no picture has a stamp, decoding times tell at least when the first one is due.
 int64_t firstDecodingStamp(StreamIndex const& stream) {
-  VideoIndex const& video = stream.video;
+  VideoIndex const& video = stream.video();
   int64_t const dts = stream.packets[video.pictures[video.firstKey].packet].dts;
   return dts == AV_NOPTS_VALUE ? 0 : stream.to27M(dts);
 }
@@ -28,9 +28,9 @@ int64_t firstDecodingStamp(StreamIndex const& stream) {
 }  // namespace
 
 std::vector<int64_t> displayStamps(StreamIndex const& stream) {
-  std::vector<int64_t> stamps(stream.video.frames());
+  std::vector<int64_t> stamps(stream.video().frames());
   if (stamps.empty()) return stamps;
-  if (stream.video.stampsOfDecoding) {
+  if (stream.video().stampsOfDecoding) {
     int64_t const first = firstDecodingStamp(stream);
     for (size_t i = 0; i < stamps.size(); ++i) stamps[i] = first + ticksOf(stream, i);
     return stamps;
@@ -51,10 +51,10 @@ std::vector<int64_t> displayStamps(StreamIndex const& stream) {
 }
 
 int64_t firstDisplayStamp(StreamIndex const& stream) {
-  if (stream.video.stampsOfDecoding) return stream.video.frames() > 0 ? firstDecodingStamp(stream) : 0;
-  for (size_t i = 0; i < stream.video.frames(); ++i)
+  if (stream.video().stampsOfDecoding) return stream.video().frames() > 0 ? firstDecodingStamp(stream) : 0;
+  for (size_t i = 0; i < stream.video().frames(); ++i)
     if (std::optional<int64_t> const own = ownStamp(stream, i)) return *own - ticksOf(stream, i);
-  return stream.video.frames() > 0 ? firstDecodingStamp(stream) : 0;
+  return stream.video().frames() > 0 ? firstDecodingStamp(stream) : 0;
 }
 
 }  // namespace mfimport

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
+#include <vector>
 
 #include "mfimport/clip/picture_reader.h"
-#include "mfimport/index/index_build.h"
+#include "mfimport/index/picture_order.h"
 #include "mfimport/video/video_codec.h"
 
 namespace mfimport {
@@ -53,21 +55,17 @@ bool transportEndsWhole(mediafile::ByteSource& source, uint16_t pid) {
 }
 
 // A field whose second one is missing is complete as far as the container knows.
-bool hasFieldsOfTheirOwn(VideoIndex const& video) {
-  return std::any_of(video.pictures.begin(), video.pictures.end(),
+bool hasFieldsOfTheirOwn(PictureOrder const& order) {
+  return std::any_of(order.pictures.begin(), order.pictures.end(),
                      [](Picture const& picture) { return picture.packets > 1; });
 }
 
 // Decodes the end of a stream.
 class ClosingProbe {
  public:
-  ClosingProbe(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess const& access)
-      : stream_(stream) {
-    if (auto reader = PictureReader::open(index, stream, access)) reader_ = reader.take();
-    if (auto codec = openVideoCodec(stream, {}, nullptr)) codec_ = codec.take();
-  }
-
-  bool works() const { return reader_ && codec_; }
+  ClosingProbe(StreamFacts const& stream, PictureOrder const& order, PictureReader& reader,
+               lav::CodecContext codec)
+      : stream_(stream), order_(order), reader_(reader), codec_(std::move(codec)) {}
 
   // Whether the last picture comes out without a fault when decoding begins at `key`. Arithmetic decoders go
   // on through whatever lies behind a cut, so it must not matter what that is.
@@ -83,14 +81,14 @@ class ClosingProbe {
   std::vector<uint8_t> lastPicture(size_t key, std::span<uint8_t const> behind) {
     avcodec_flush_buffers(codec_.get());
     picture_.clear();
-    if (!reader_->position(key)) return {};
+    if (!reader_.position(key)) return {};
     lav::Packet const packet = lav::newPacket();
     for (;;) {
-      size_t const number = reader_->nextPicture();
-      if (reader_->next(*packet) != PictureReader::Outcome::packet) break;
-      packet->pts = stream_.video.pictures[number].rank;
+      size_t const number = reader_.nextPicture();
+      if (reader_.next(*packet) != PictureReader::Outcome::packet) break;
+      packet->pts = order_.pictures[number].rank;
       packet->dts = AV_NOPTS_VALUE;
-      bool const last = number + 1 == stream_.video.pictures.size();
+      bool const last = number + 1 == order_.pictures.size();
       int const before = packet->size;
       if (last && av_grow_packet(packet.get(), static_cast<int>(behind.size())) >= 0)
         std::copy(behind.begin(), behind.end(), packet->data + before);
@@ -109,7 +107,7 @@ class ClosingProbe {
     for (;;) {
       int const result = avcodec_receive_frame(codec_.get(), frame.get());
       if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
-      if (result < 0 || frame->pts != stream_.video.pictures.back().rank) continue;
+      if (result < 0 || frame->pts != order_.pictures.back().rank) continue;
       if (!lav::damaged(*frame)) keep(*frame);
     }
   }
@@ -122,40 +120,44 @@ class ClosingProbe {
                             frame.height, 1);
   }
 
-  StreamIndex const& stream_;
-  std::unique_ptr<PictureReader> reader_;
+  StreamFacts const& stream_;
+  PictureOrder const& order_;
+  PictureReader& reader_;
   lav::CodecContext codec_;
   std::vector<uint8_t> picture_;
 };
 
 }  // namespace
 
-bool containerVouchesForTheEnd(MediaIndex const& index, StreamIndex const& stream,
-                               mediafile::FileAccess const& access) {
-  if (!index.bytePositions) return true;
-  bool const transport = index.containerType == kContainerTransport || index.containerType == kContainerM2ts;
-  if (!transport || hasFieldsOfTheirOwn(stream.video)) return false;
-  auto const source = access.open(index.name);
-  return source && transportEndsWhole(**source, stream.id.pid);
+bool containerVouchesForTheEnd(mediafile::ByteSource& source, ClipFacts const& clip, PacketList const& stream,
+                               PictureOrder const& order) {
+  if (!clip.bytePositions) return true;
+  bool const transport = clip.containerType == kContainerTransport || clip.containerType == kContainerM2ts;
+  if (!transport || hasFieldsOfTheirOwn(order)) return false;
+  return transportEndsWhole(source, stream.id.pid);
 }
 
-bool lastPictureIsWhole(MediaIndex const& index, StreamIndex const& stream,
-                        mediafile::FileAccess const& access) {
-  VideoIndex const& video = stream.video;
-  if (video.pictures.size() <= video.firstKey + 1) return true;
-  ClosingProbe probe(index, stream, access);
-  if (!probe.works()) return true;
+Result<bool> lastPictureIsWhole(std::shared_ptr<ClipFile> const& file, ClipFacts const& clip,
+                                PacketList const& stream, PictureOrder const& order) {
+  auto const& pictures = order.pictures;
+  if (pictures.size() <= order.firstKey + 1) return true;
+  auto reader = PictureReader::open(clip, stream, pictures, file);
+  if (!reader) return reader.error();
+  auto codec = openVideoCodec(stream, order.reorderDepth, {}, nullptr);
+  if (!codec) return true;
+  ClosingProbe probe(stream, order, **reader, codec.take());
   // Behind a key picture that only starts a gradual refresh, pictures come out whole later.
   constexpr int kMostBeginnings = 3;
-  size_t key = video.pictures.size();
-  for (int i = 0; i < kMostBeginnings && key != video.firstKey; ++i) {
+  bool whole = false;
+  size_t key = pictures.size();
+  for (int i = 0; i < kMostBeginnings && key != order.firstKey && !whole; ++i) {
     do {
-      key = video.keyBefore(key);
-    } while (key != video.firstKey && video.pictures[key].rank > video.pictures.back().rank);
-    if (takesLongToDecode(stream, video.pictures.size() - key)) return true;
-    if (probe.comesOutWhole(key)) return true;
+      key = order.keyBefore(key);
+    } while (key != order.firstKey && pictures[key].rank > pictures.back().rank);
+    whole = takesLongToDecode(stream, pictures.size() - key) || probe.comesOutWhole(key);
   }
-  return false;
+  if (auto const health = file->health(); !health) return health.error();
+  return whole;
 }
 
 }  // namespace mfimport

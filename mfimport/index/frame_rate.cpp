@@ -36,16 +36,16 @@ struct Shown {
 
 Shown shownBy(StreamIndex const& stream, std::vector<PacketNote> const& notes) {
   Shown shown;
-  shown.stamps.reserve(stream.video.frames());
-  shown.fields.reserve(stream.video.frames());
-  for (uint32_t const at : stream.video.byDisplay) {
-    Picture const& picture = stream.video.pictures[at];
+  shown.stamps.reserve(stream.video().frames());
+  shown.fields.reserve(stream.video().frames());
+  for (uint32_t const at : stream.video().byDisplay) {
+    Picture const& picture = stream.video().pictures[at];
     shown.stamps.push_back(stream.packets[picture.packet].pts);
     shown.fields.push_back(picture.packets == 2 ? 2 : notes[picture.packet].fields);
     shown.allFields += shown.fields.back();
   }
   shown.frames = static_cast<double>(shown.stamps.size());
-  if (stream.video.stampsOfDecoding) std::sort(shown.stamps.begin(), shown.stamps.end());
+  if (stream.video().stampsOfDecoding) std::sort(shown.stamps.begin(), shown.stamps.end());
   return shown;
 }
 
@@ -127,31 +127,27 @@ double snappedRate(double rate) {
   return rate;
 }
 
-double codedRateOf(StreamIndex const& stream) {
-  double const rate = codedRate(stream.headers);
-  return rate > 0 ? rate : stream.first.codedRate;
+double codedRateOf(VideoIndex const& video) {
+  double const rate = codedRate(video.headers);
+  return rate > 0 ? rate : video.first.codedRate;
 }
 
-void measureRates(MediaIndex const& index, StreamIndex& stream, std::vector<PacketNote> const& notes) {
-  VideoIndex& video = stream.video;
+FrameRates measureRates(ClipFacts const& clip, StreamIndex const& stream,
+                        std::vector<PacketNote> const& notes) {
   Shown const shown = shownBy(stream, notes);
   std::vector<StampStep> const steps = stepsOf(shown.stamps, shown.fields);
-  double const coded = isPlausible(codedRateOf(stream)) ? codedRateOf(stream) : 0;
+  double const told = codedRateOf(stream.video());
+  double const coded = isPlausible(told) ? told : 0;
   // An elementary stream has no stamps but those that its reader made up.
-  bool const unstamped = steps.empty() && index.bytePositions;
-  bool const kept = index.bytePositions && keepsCodedRate(steps, stream.timeBase, coded);
-  if (coded > 0 && (index.containerType == kContainerElementary || unstamped || kept)) {
-    video.displayedRate = coded;
-    video.rate = shown.repeatsFields() ? snappedRate(coded / shown.framesPerPicture()) : coded;
-    return;
-  }
-  video.rate = measuredRate(steps, stream.timeBase);
-  if (video.rate <= 0)
-    video.rate = snappedRate(stream.averageRate > 0 ? stream.averageRate : stream.baseRate);
-  video.displayedRate = video.rate;
-  if (!shown.repeatsFields()) return;
-  video.displayedRate = snappedRate(video.rate * shown.spannedPerPicture());
-  video.rate = snappedRate(video.displayedRate / shown.framesPerPicture());
+  bool const unstamped = steps.empty() && clip.bytePositions;
+  bool const kept = clip.bytePositions && keepsCodedRate(steps, stream.timeBase, coded);
+  if (coded > 0 && (clip.containerType == kContainerElementary || unstamped || kept))
+    return {shown.repeatsFields() ? snappedRate(coded / shown.framesPerPicture()) : coded, coded};
+  double rate = measuredRate(steps, stream.timeBase);
+  if (rate <= 0) rate = snappedRate(stream.averageRate > 0 ? stream.averageRate : stream.baseRate);
+  if (!shown.repeatsFields()) return {rate, rate};
+  double const displayed = snappedRate(rate * shown.spannedPerPicture());
+  return {snappedRate(displayed / shown.framesPerPicture()), displayed};
 }
 
 }  // namespace mfimport

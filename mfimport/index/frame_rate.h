@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "mfimport/index/index_build.h"
+#include "mfimport/clip/media_index.h"
+#include "mfimport/index/packet_note.h"
 
 namespace mfimport {
 
@@ -32,9 +33,14 @@ bool keepsCodedRate(std::vector<StampStep> const& steps, AVRational timeBase, do
 double snappedRate(double rate);
 
 // As the coded headers of the stream say, frames with all fields that are shown; 0 when they do not.
-double codedRateOf(StreamIndex const& stream);
+double codedRateOf(VideoIndex const& video);
 
-// Fills stream.video.rate and .displayedRate; display numbers, headers and first picture must stand.
-void measureRates(MediaIndex const& index, StreamIndex& stream, std::vector<PacketNote> const& notes);
+struct FrameRates {
+  double rate = 0;       // pictures per second; 0 unknown
+  double displayed = 0;  // with repeated fields
+};
+// Of a stream whose display numbers, headers and first picture are known.
+FrameRates measureRates(ClipFacts const& clip, StreamIndex const& stream,
+                        std::vector<PacketNote> const& notes);
 
 }  // namespace mfimport

@@ -1,10 +1,9 @@
-// Which packets make a picture, and in which order pictures are shown.
+#include "mfimport/index/picture_order.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <numeric>
 #include <utility>
-
-#include "mfimport/index/index_build.h"
 
 namespace mfimport {
 namespace {
@@ -31,8 +30,8 @@ std::vector<uint32_t> ranksWithoutStamps(std::vector<StampedPicture> const& pict
 
 // Pictures of H.264 and HEVC count presentation themselves, anew from each one that empties the buffer of
 // pictures (ITU-T H.264 8.2.1, H.265 8.3.1).
-std::vector<uint32_t> ranksByOrderCount(StreamIndex const& stream, std::vector<PacketNote> const& notes) {
-  auto const& pictures = stream.video.pictures;
+std::vector<uint32_t> ranksByOrderCount(HostVector<Picture> const& pictures,
+                                        std::vector<PacketNote> const& notes) {
   std::vector<std::pair<uint32_t, int>> places;  // sequence, order count
   places.reserve(pictures.size());
   uint32_t sequence = 0;
@@ -59,11 +58,11 @@ bool areInReach(std::vector<uint32_t> const& ranks) {
 
 bool countsPresentation(AVCodecID codec) { return codec == AV_CODEC_ID_H264 || codec == AV_CODEC_ID_HEVC; }
 
-std::vector<StampedPicture> stampsOf(StreamIndex const& stream, std::vector<PacketNote> const& notes,
-                                     bool stampsMayJump) {
+std::vector<StampedPicture> stampsOf(PacketList const& stream, HostVector<Picture> const& pictures,
+                                     std::vector<PacketNote> const& notes, bool stampsMayJump) {
   std::vector<StampedPicture> stamped;
-  stamped.reserve(stream.video.pictures.size());
-  for (Picture const& picture : stream.video.pictures) {
+  stamped.reserve(pictures.size());
+  for (Picture const& picture : pictures) {
     PacketEntry const& entry = stream.packets[picture.packet];
     stamped.push_back({entry.pts, entry.dts, notes[picture.packet].bidirectional});
     if (stampsMayJump) {
@@ -82,6 +81,62 @@ bool hasStamp(StampedPicture const& picture) { return picture.pts != AV_NOPTS_VA
 bool neverGoBack(std::vector<StampedPicture> const& pictures) {
   return std::is_sorted(pictures.begin(), pictures.end(),
                         [](StampedPicture const& a, StampedPicture const& b) { return a.pts < b.pts; });
+}
+
+// Joins packets to pictures.
+void groupPackets(std::vector<PacketNote> const& notes, HostVector<Picture>& pictures) {
+  pictures.reserve(notes.size());
+  for (size_t i = 0; i < notes.size(); ++i) {
+    PacketNote const& note = notes[i];
+    bool const further = note.continues || note.secondField;
+    bool const follows = !pictures.empty() && pictures.back().packet + size_t{pictures.back().packets} == i &&
+                         pictures.back().packets < UINT16_MAX;
+    if (!note.coded || (note.continues && !follows)) continue;
+    if (further && follows)
+      ++pictures.back().packets;
+    else
+      pictures.push_back({static_cast<uint32_t>(i), 1, note.key, note.discard, 0, Picture::kNotShown});
+  }
+}
+
+int reorderDepthOf(HostVector<Picture> const& pictures) {
+  // A picture is held back by those decoded before it and shown after it.
+  int depth = 0;
+  std::vector<uint32_t> ahead;  // ranks decoded so far that exceed the ranks shown so far
+  uint32_t shown = 0;
+  std::vector<bool> decoded(pictures.size(), false);
+  for (Picture const& picture : pictures) {
+    decoded[picture.rank] = true;
+    auto const above = std::lower_bound(ahead.begin(), ahead.end(), picture.rank);
+    depth = std::max(depth, static_cast<int>(ahead.end() - above));
+    ahead.insert(above, picture.rank);
+    while (shown < decoded.size() && decoded[shown]) ++shown;
+    ahead.erase(ahead.begin(), std::lower_bound(ahead.begin(), ahead.end(), shown));
+    constexpr size_t kMostPending = 64;
+    if (ahead.size() > kMostPending) ahead.erase(ahead.begin());
+  }
+  return depth;
+}
+
+// Gives every picture its rank.
+void rankPictures(PacketList const& stream, std::vector<PacketNote> const& notes, bool stampsMayJump,
+                  PictureOrder& order) {
+  auto& pictures = order.pictures;
+  std::vector<StampedPicture> const stamped = stampsOf(stream, pictures, notes, stampsMayJump);
+  std::vector<uint32_t> ranks = presentationRanks(stamped, stampsMayJump);
+  bool const allStamped = std::all_of(stamped.begin(), stamped.end(), hasStamp);
+  bool const reordered =
+      std::any_of(stamped.begin(), stamped.end(), [](StampedPicture const& p) { return p.bidirectional; });
+  if (!allStamped || (reordered && neverGoBack(stamped))) {
+    bool const counted = countsPresentation(stream.codec());
+    std::vector<uint32_t> own = counted ? ranksByOrderCount(pictures, notes) : ranksWithoutStamps(stamped);
+    bool const noneStamped = std::none_of(stamped.begin(), stamped.end(), hasStamp);
+    if (areInReach(own)) {
+      order.stampsOfDecoding = allStamped ? own != ranks : noneStamped && counted;
+      ranks = std::move(own);
+    }
+  }
+  for (size_t i = 0; i < pictures.size(); ++i) pictures[i].rank = ranks[i];
 }
 
 }  // namespace
@@ -105,46 +160,34 @@ std::vector<uint32_t> presentationRanks(std::vector<StampedPicture> const& pictu
   return ranks;
 }
 
-void groupPackets(StreamIndex& stream, std::vector<PacketNote> const& notes) {
-  auto& pictures = stream.video.pictures;
-  pictures.reserve(stream.packets.size());
-  for (size_t i = 0; i < stream.packets.size(); ++i) {
-    PacketNote const& note = notes[i];
-    bool const further = note.continues || note.secondField;
-    bool const follows = !pictures.empty() && pictures.back().packet + size_t{pictures.back().packets} == i &&
-                         pictures.back().packets < UINT16_MAX;
-    if (!note.coded || (note.continues && !follows)) {
-      stream.packets[i].unit = PacketEntry::kNoPicture;
-      continue;
-    }
-    if (further && follows)
-      ++pictures.back().packets;
-    else
-      pictures.push_back({static_cast<uint32_t>(i), 1, note.key, note.discard, 0, Picture::kNotShown});
-    stream.packets[i].unit = static_cast<uint32_t>(pictures.size() - 1);
-  }
+PictureOrder orderPictures(PacketList const& stream, std::vector<PacketNote> const& notes,
+                           bool stampsMayJump) {
+  PictureOrder order(HostMemory(stream.packets.get_allocator().memory()));
+  groupPackets(notes, order.pictures);
+  if (order.pictures.empty()) return order;
+  rankPictures(stream, notes, stampsMayJump, order);
+  while (order.firstKey < order.pictures.size() && !order.pictures[order.firstKey].key) ++order.firstKey;
+  if (order.firstKey == order.pictures.size())
+    order.firstKey = 0;  // no marks: any picture may be a beginning
+  order.reorderDepth = reorderDepthOf(order.pictures);
+  return order;
 }
 
-void rankPictures(StreamIndex& stream, std::vector<PacketNote> const& notes, bool stampsMayJump) {
-  auto& pictures = stream.video.pictures;
-  std::vector<StampedPicture> const stamped = stampsOf(stream, notes, stampsMayJump);
-  std::vector<uint32_t> ranks = presentationRanks(stamped, stampsMayJump);
-  bool const allStamped = std::all_of(stamped.begin(), stamped.end(), hasStamp);
-  bool const reordered =
-      std::any_of(stamped.begin(), stamped.end(), [](StampedPicture const& p) { return p.bidirectional; });
-  if (!allStamped || (reordered && neverGoBack(stamped))) {
-    bool const counted = countsPresentation(stream.codec());
-    std::vector<uint32_t> own = counted ? ranksByOrderCount(stream, notes) : ranksWithoutStamps(stamped);
-    bool const noneStamped = std::none_of(stamped.begin(), stamped.end(), hasStamp);
-    if (areInReach(own)) {
-      stream.video.stampsOfDecoding = allStamped ? own != ranks : noneStamped && counted;
-      ranks = std::move(own);
-    }
-  }
-  for (size_t i = 0; i < pictures.size(); ++i) pictures[i].rank = ranks[i];
+PictureOrder withoutLast(PictureOrder order) {
+  uint32_t const rank = order.pictures.back().rank;
+  order.pictures.pop_back();
+  for (Picture& picture : order.pictures)
+    if (picture.rank > rank) --picture.rank;
+  return order;
 }
 
-bool stampsMayBeOfDecoding(StreamIndex const& stream) {
+bool takesLongToDecode(StreamFacts const& stream, size_t pictures) {
+  constexpr int64_t kMostPixels = int64_t{128} * 1920 * 1088;
+  int64_t const pixels = int64_t{stream.parameters->width} * stream.parameters->height;
+  return static_cast<int64_t>(pictures) * pixels > kMostPixels;
+}
+
+bool stampsMayBeOfDecoding(PacketList const& stream) {
   switch (stream.codec()) {
     case AV_CODEC_ID_MPEG1VIDEO:
     case AV_CODEC_ID_MPEG2VIDEO:

@@ -74,18 +74,18 @@ void PictureSplitter::add(std::span<uint8_t const> packet) {
   }
 }
 
-std::vector<PictureSplitter::Unit> const& PictureSplitter::finish() {
+std::vector<PictureSplitter::Coded> const& PictureSplitter::finish() {
   if (parser_ && !finished_) parse({});
   finished_ = true;
   // Parsers may leave zeros before a start code to the picture before.
-  for (Unit& unit : units_) {
+  for (Coded& coded : coded_) {
     auto const after =
-        std::upper_bound(starts_.begin(), starts_.end(), unit.begin,
+        std::upper_bound(starts_.begin(), starts_.end(), coded.begin,
                          [](int64_t position, Start const& start) { return position < start.position; });
     if (after == starts_.begin()) continue;
-    if (unit.begin - after[-1].position <= after[-1].zeros) unit.begin = after[-1].position;
+    if (coded.begin - after[-1].position <= after[-1].zeros) coded.begin = after[-1].position;
   }
-  return units_;
+  return coded_;
 }
 
 // The bytes taken, negative when no more can be told.
@@ -95,32 +95,32 @@ int PictureSplitter::parse(std::span<uint8_t const> bytes) {
   int const used = av_parser_parse2(parser_.get(), context_.get(), &out, &size, bytes.data(),
                                     static_cast<int>(bytes.size()), AV_NOPTS_VALUE, AV_NOPTS_VALUE, 0);
   if (size > 0) {
-    Unit unit{parsed_, {}};
+    Coded coded{parsed_, {}};
     // Parsers that tell no beginnings leave it to the type.
-    unit.note.key = parser_->key_frame < 0 && parser_->pict_type == AV_PICTURE_TYPE_I;
-    readNote(*parser_, headers_, pairs_, {out, static_cast<size_t>(size)}, unit.note);
-    units_.push_back(unit);
+    coded.note.key = parser_->key_frame < 0 && parser_->pict_type == AV_PICTURE_TYPE_I;
+    readNote(*parser_, headers_, pairs_, {out, static_cast<size_t>(size)}, coded.note);
+    coded_.push_back(coded);
     parsed_ += size;
   }
   return used;
 }
 
-void splitPackets(StreamIndex& stream, std::vector<PacketNote>& notes, PictureSplitter& splitter) {
-  std::vector<PictureSplitter::Unit> const& units = splitter.finish();
+void splitPackets(PacketList& stream, std::vector<PacketNote>& notes, PictureSplitter& splitter) {
+  std::vector<PictureSplitter::Coded> const& coded = splitter.finish();
   std::vector<PacketEntry> entries;
   std::vector<PacketNote> notesOfEntries;
   bool severalInOne = false;
-  int64_t begin = 0;  // of the packet, in the bytes of all
-  size_t unit = 0;    // the next that has not begun
+  int64_t begin = 0;    // of the packet, in the bytes of all
+  size_t upcoming = 0;  // the next that has not begun
   for (size_t number = 0; number < stream.packets.size(); ++number) {
     PacketEntry const& packet = stream.packets[number];
     int64_t const end = begin + packet.size;
     int begun = 0;
     for (int64_t at = begin; at < end;) {
-      bool const begins = unit < units.size() && units[unit].begin <= at;
-      PictureSplitter::Unit const* const own = begins ? &units[unit++] : nullptr;
-      int64_t const next = unit < units.size() ? std::min(units[unit].begin, end) : end;
-      if (next <= at) continue;  // a unit without bytes
+      bool const begins = upcoming < coded.size() && coded[upcoming].begin <= at;
+      PictureSplitter::Coded const* const own = begins ? &coded[upcoming++] : nullptr;
+      int64_t const next = upcoming < coded.size() ? std::min(coded[upcoming].begin, end) : end;
+      if (next <= at) continue;  // one without bytes
       PacketEntry entry = packet;
       entry.offset = static_cast<uint32_t>(at - begin);
       entry.size = static_cast<int32_t>(next - at);
@@ -152,21 +152,19 @@ void splitPackets(StreamIndex& stream, std::vector<PacketNote>& notes, PictureSp
   for (PacketEntry& entry : stream.packets) entry.pts = AV_NOPTS_VALUE;
 }
 
-bool arePictures(AVCodecParameters const& parameters, std::span<std::vector<uint8_t> const> packets) {
+bool arePictures(AVCodecParameters const& parameters, std::span<std::span<uint8_t const> const> packets) {
   PictureSplitter splitter(parameters);
   if (!splitter.works()) return true;
   std::vector<int64_t> begins;
   int64_t begin = 0;
-  for (std::vector<uint8_t> const& packet : packets) {
+  for (std::span<uint8_t const> const packet : packets) {
     begins.push_back(begin);
-    // The padding is part of what the vectors hold.
-    size_t const size = packet.size() - AV_INPUT_BUFFER_PADDING_SIZE;
-    splitter.add(std::span(packet).first(size));
-    begin += static_cast<int64_t>(size);
+    splitter.add(packet);
+    begin += static_cast<int64_t>(packet.size());
   }
   std::vector<int64_t> pictures;
-  for (PictureSplitter::Unit const& unit : splitter.finish())
-    if (!unit.note.secondField) pictures.push_back(unit.begin);
+  for (PictureSplitter::Coded const& coded : splitter.finish())
+    if (!coded.note.secondField) pictures.push_back(coded.begin);
   return pictures == begins;
 }
 

@@ -5,7 +5,8 @@
 #include <span>
 #include <vector>
 
-#include "mfimport/index/index_build.h"
+#include "mfimport/clip/media_index.h"
+#include "mfimport/index/packet_note.h"
 
 namespace mfimport {
 
@@ -13,7 +14,7 @@ namespace mfimport {
 class PictureSplitter {
  public:
   // Frames, or fields that were coded one by one.
-  struct Unit {
+  struct Coded {
     int64_t begin;  // in the bytes of all packets
     PacketNote note;
   };
@@ -25,8 +26,8 @@ class PictureSplitter {
 
   // The bytes of the next packet, with libavcodec's padding behind them.
   void add(std::span<uint8_t const> packet);
-  // No more packets: all units, ascending.
-  std::vector<Unit> const& finish();
+  // No more packets: all of them, ascending.
+  std::vector<Coded> const& finish();
 
  private:
   PictureSplitter(lav::CodecParameters const& byteStream, int lengthBytes);
@@ -38,7 +39,7 @@ class PictureSplitter {
   lav::CodecContext context_;
   PictureHeaderReader headers_;
   FieldPairs pairs_;
-  std::vector<Unit> units_;
+  std::vector<Coded> coded_;
   // Where a picture may begin: a packet, or the length field of a NAL unit. So many bytes from there on may
   // be zeros of either side.
   struct Start {
@@ -54,9 +55,10 @@ class PictureSplitter {
 // Replaces the packets of `stream` and their notes by what `splitter`, which was given the same packets, made
 // of them: a packet that holds several pictures becomes an entry for each, and one that continues a picture
 // is noted as that.
-void splitPackets(StreamIndex& stream, std::vector<PacketNote>& notes, PictureSplitter& splitter);
+void splitPackets(PacketList& stream, std::vector<PacketNote>& notes, PictureSplitter& splitter);
 
-// Whether the first packets of a stream are pictures, that is frames or pairs of fields.
-bool arePictures(AVCodecParameters const& parameters, std::span<std::vector<uint8_t> const> packets);
+// Whether the first packets of a stream are pictures, that is frames or pairs of fields. libavcodec's padding
+// lies behind each of them.
+bool arePictures(AVCodecParameters const& parameters, std::span<std::span<uint8_t const> const> packets);
 
 }  // namespace mfimport

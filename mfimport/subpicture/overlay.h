@@ -8,6 +8,7 @@
 #include <span>
 #include <vector>
 
+#include "mediafile/source.h"
 #include "mfimport/subpicture/subpicture.h"
 #include "mfimport/subpicture/subpicture_blend.h"
 #include "mfimport/takelist/media.h"

@@ -59,8 +59,8 @@ SubpictureReader::SubpictureReader(MediaIndex const& index, StreamIndex const& s
       packet_(lav::newPacket()) {
   due_.reserve(stream.packets.size());
   int64_t latest = std::numeric_limits<int64_t>::min();
-  for (PacketEntry const& entry : stream.packets) {
-    int64_t const pts = stream.packets[entry.unit].pts;
+  for (uint32_t const stamped : stream.subpictures().stampedBy) {
+    int64_t const pts = stream.packets[stamped].pts;
     if (pts != AV_NOPTS_VALUE) latest = std::max(latest, stream.to27M(pts));
     due_.push_back(latest);
   }
@@ -102,7 +102,7 @@ std::shared_ptr<Subpicture const> const& SubpictureReader::at(int64_t time) {
 }
 
 size_t SubpictureReader::groupOf(size_t packet) const {
-  auto const& starts = stream_.subpictureStarts;
+  auto const& starts = stream_.subpictures().starts;
   auto const after = std::upper_bound(starts.begin(), starts.end(), packet);
   return after == starts.begin() ? 0 : *(after - 1);
 }
@@ -136,7 +136,7 @@ bool SubpictureReader::begin(size_t group) {
   }
   group_ = SIZE_MAX;
   events_.clear();
-  shownUnit_ = SIZE_MAX;
+  shownWhole_ = SIZE_MAX;
   canvas_ = {};
   if (auto const opened = openReaders(); !opened) {
     warn(opened.error().text);
@@ -199,13 +199,14 @@ void SubpictureReader::decode(AVPacket& packet) {
   int complete = 0;
   int const result = avcodec_decode_subtitle2(codec_.get(), &decoded.subtitle, &complete, &packet);
   ++packets_;
-  uint32_t const unit = stream_.packets[fed_].unit;
-  if (complete) shownUnit_ = unit;
+  uint32_t const whole = stream_.subpictures().stampedBy[fed_];
+  if (complete) shownWhole_ = whole;
   if (result < 0) {
     warn(lav::errorText(result));
   } else if (!complete) {
-    bool const last = fed_ + 1 == stream_.packets.size() || stream_.packets[fed_ + 1].unit != unit;
-    if (stream_.codec() == AV_CODEC_ID_DVB_SUBTITLE || !last || shownUnit_ == unit) return;
+    bool const last =
+        fed_ + 1 == stream_.packets.size() || stream_.subpictures().stampedBy[fed_ + 1] != whole;
+    if (stream_.codec() == AV_CODEC_ID_DVB_SUBTITLE || !last || shownWhole_ == whole) return;
     // Damage, or a DVD subpicture without a visible pixel: it takes the place of the one before all the same.
     warn("a packet holds nothing that can be drawn");
   }
@@ -226,7 +227,7 @@ void SubpictureReader::decode(AVPacket& packet) {
 }
 
 int64_t SubpictureReader::stampOf(size_t packet) const {
-  int64_t const pts = stream_.packets[stream_.packets[packet].unit].pts;
+  int64_t const pts = stream_.packets[stream_.subpictures().stampedBy[packet]].pts;
   return pts != AV_NOPTS_VALUE ? stream_.to27M(pts) : due_[packet];
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "mediafile/source.h"
 #include "mfimport/clip/media_index.h"
 #include "mfimport/clip/packet_reader.h"
 #include "mfimport/subpicture/subpicture_index.h"
@@ -68,9 +69,9 @@ class SubpictureReader {
   lav::Packet packet_;
   SubpictureCanvas canvas_{};  // of the group as far as it has been read
 
-  size_t group_ = SIZE_MAX;      // first packet of the group in events_
-  size_t fed_ = 0;               // packets of it that were decoded end here
-  size_t shownUnit_ = SIZE_MAX;  // the last one that was complete
+  size_t group_ = SIZE_MAX;       // first packet of the group in events_
+  size_t fed_ = 0;                // packets of it that were decoded end here
+  size_t shownWhole_ = SIZE_MAX;  // the last one that was complete
   std::vector<Event> events_;
   size_t beforeGroup_ = SIZE_MAX;  // the group that before_ precedes
   Event before_;

@@ -17,10 +17,6 @@ struct Media {
   MediaIndex const& first() const { return *clips.front(); }
 };
 
-// Opens `name`, a media file or a take list of some.
-Result<std::shared_ptr<Media const>> openMedia(mediafile::FileAccess const& access, std::string const& name,
-                                               int searchLimitMiB, HostCallbacks const& host);
-
 // One stream over all clips. Parts are in playing order and leave no gap.
 struct VideoTrack {
   struct Part {

@@ -1,14 +1,10 @@
 #include "mfimport/video/exact_pictures.h"
 
-#include <algorithm>
-
-#include "mfimport/index/index_build.h"
-
 namespace mfimport {
 
-ExactPictures::ExactPictures(MediaIndex const& index, StreamIndex const& stream,
-                             mediafile::FileAccess const& access, HostMemory const& memory)
-    : stream_(stream), source_(index, stream, access, memory, stats_, Care::exact) {}
+ExactPictures::ExactPictures(ClipFacts const& clip, StreamIndex const& stream, ClipAccess const& access,
+                             HostMemory const& memory)
+    : stream_(stream), source_(clip, stream, access, memory, stats_, Care::exact) {}
 
 Result<std::shared_ptr<DecodedPicture const>> ExactPictures::find(size_t display) {
   if (!open_) {
@@ -16,7 +12,7 @@ Result<std::shared_ptr<DecodedPicture const>> ExactPictures::find(size_t display
   }
   open_ = true;
   bool damaged = false;
-  VideoIndex const& video = stream_.video;
+  VideoIndex const& video = stream_.video();
   size_t start = source_.startFor(display);
   for (int beginning = 0; beginning < kMostBeginnings; ++beginning) {
     std::shared_ptr<DecodedPicture const> found = from(start, static_cast<int64_t>(display));
@@ -53,24 +49,6 @@ std::shared_ptr<DecodedPicture const> ExactPictures::from(size_t start, int64_t 
     lastOut_ = picture->frame->pts;
     if (lastOut_ == display) return picture;
   }
-}
-
-BrokenEnds brokenEnds(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess const& access,
-                      bool lookAtTheEnd) {
-  constexpr size_t kMostBroken = 64;
-  VideoIndex const& video = stream.video;
-  size_t const frames = video.frames();
-  if (frames == 0) return {};
-  ExactPictures pictures(index, stream, access, HostMemory{});
-  auto const whole = [&](size_t display) { return static_cast<bool>(pictures.find(display)); };
-  BrokenEnds ends;
-  while (ends.first < std::min(frames, kMostBroken) && !whole(ends.first)) ++ends.first;
-  if (ends.first == std::min(frames, kMostBroken)) return {};
-  size_t const tail = video.byDisplay[frames - 1] - video.startFor(frames - 1);
-  if (!lookAtTheEnd || takesLongToDecode(stream, tail)) return ends;
-  while (ends.last < kMostBroken && ends.first + ends.last + 1 < frames && !whole(frames - 1 - ends.last))
-    ++ends.last;
-  return ends;
 }
 
 }  // namespace mfimport

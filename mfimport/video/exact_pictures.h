@@ -13,10 +13,10 @@ namespace mfimport {
 // Decodes with one thread, and every picture from a beginning that the picture alone decides: errors are
 // filled in from what has been decoded before, so only the way there makes them the same each time. Slow
 // beside a decoder that goes on from picture to picture, and meant for the groups of pictures in which that
-// one met damage. One thread at a time; index and stream must outlive it.
+// one met damage. One thread at a time; clip and stream must outlive it.
 class ExactPictures {
  public:
-  ExactPictures(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess const& access,
+  ExactPictures(ClipFacts const& clip, StreamIndex const& stream, ClipAccess const& access,
                 HostMemory const& memory);
 
   // The picture shown as number `display`, which must be in range. Fails when it cannot be decoded or is not
@@ -38,14 +38,5 @@ class ExactPictures {
   std::shared_ptr<DecodedPicture const> held_;  // came out beyond the picture that was looked for
   std::map<size_t, int64_t> firstOut_;          // by beginning, where known
 };
-
-// Pictures at either end of a clip that are not whole, as where it was cut out of a longer one. None when no
-// picture is. Bounded: of ends that take long to decode the pictures count as whole. The last ones are looked
-// at only with `lookAtTheEnd`.
-struct BrokenEnds {
-  size_t first = 0, last = 0;
-};
-BrokenEnds brokenEnds(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess const& access,
-                      bool lookAtTheEnd);
 
 }  // namespace mfimport

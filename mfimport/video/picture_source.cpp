@@ -5,7 +5,7 @@
 #include "mfimport/headers/classify.h"
 
 namespace mfimport {
-PictureSource::PictureSource(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess access,
+PictureSource::PictureSource(ClipFacts const& index, StreamIndex const& stream, ClipAccess access,
                              HostMemory const& memory, MpegDecodeStats& stats, Care care)
     : index_(index),
       stream_(stream),
@@ -15,7 +15,7 @@ PictureSource::PictureSource(MediaIndex const& index, StreamIndex const& stream,
       care_(care) {}
 
 Result<void> PictureSource::open(ThreadSetting const& threads) {
-  auto reader = PictureReader::open(index_, stream_, access_);
+  auto reader = PictureReader::open(index_, stream_, stream_.video().pictures, access_);
   if (!reader) return reader.error();
   reader_ = reader.take();
   threads_ = threads;
@@ -24,7 +24,7 @@ Result<void> PictureSource::open(ThreadSetting const& threads) {
   // threads lose the marks.
   if (care_ == Care::quick && stream_.codec() == AV_CODEC_ID_H264) memory_.followRows();
   if (stream_.codec() == AV_CODEC_ID_HEVC) memory_.watchBlocks();
-  auto codec = openVideoCodec(stream_, threads_, &memory_);
+  auto codec = openVideoCodec(stream_, stream_.video().reorderDepth, threads_, &memory_);
   if (!codec) return codec.error();
   codec_ = codec.take();
   packet_ = lav::newPacket();
@@ -33,7 +33,7 @@ Result<void> PictureSource::open(ThreadSetting const& threads) {
 }
 
 bool PictureSource::begin(size_t picture) {
-  Picture const& key = stream_.video.pictures[picture];
+  Picture const& key = stream_.video().pictures[picture];
   if (fed_ && !startAnew()) return false;
   draining_ = false;
   failuresAtEnd_ = 0;
@@ -47,18 +47,18 @@ bool PictureSource::begin(size_t picture) {
   preceded_.clear();
   if (reader_->nextPicture() != picture) {
     // The very first positioning of a reader, to the first key picture, is part of opening.
-    if (reader_->nextPicture() != 0 || picture != stream_.video.firstKey) ++stats_.seeks;
+    if (reader_->nextPicture() != 0 || picture != stream_.video().firstKey) ++stats_.seeks;
     if (!reader_->position(picture)) {
       complaint_ = "the file cannot be positioned";
       return false;
     }
   }
   // Pictures before the key in presentation belong to the group of pictures before.
-  auto const& shown = stream_.video.byDisplay;
+  auto const& shown = stream_.video().byDisplay;
   auto const from = std::lower_bound(shown.begin(), shown.end(), key.rank, [&](uint32_t at, uint32_t rank) {
-    return stream_.video.pictures[at].rank < rank;
+    return stream_.video().pictures[at].rank < rank;
   });
-  passed_ = picture == stream_.video.firstKey ? 0 : from - shown.begin();
+  passed_ = picture == stream_.video().firstKey ? 0 : from - shown.begin();
   complaint_.clear();
   return true;
 }
@@ -68,7 +68,7 @@ bool PictureSource::begin(size_t picture) {
 bool PictureSource::startAnew() {
   fed_ = false;
   if (care_ == Care::exact) {
-    auto codec = openVideoCodec(stream_, threads_, &memory_);
+    auto codec = openVideoCodec(stream_, stream_.video().reorderDepth, threads_, &memory_);
     if (!codec) {
       complaint_ = codec.error().text;
       return false;
@@ -89,14 +89,14 @@ std::optional<DecodedPicture> PictureSource::next() {
       ++stats_.pictures;
       PictureMemory::received(*frame);
       int64_t const display = frame->pts;
-      size_t const unit = unitOf(*frame);
-      if (lav::damaged(*frame)) noteDamage(unit);
-      noteUnfinished(unit);
-      noteRefresh(unit, *frame);
-      if (preceded_.contains(unit) && !lav::keyFrame(*frame)) noteDamage(unit);
-      if (display >= passed_ && display < static_cast<int64_t>(stream_.video.frames())) {
+      size_t const picture = pictureOf(*frame);
+      if (lav::damaged(*frame)) noteDamage(picture);
+      noteUnfinished(picture);
+      noteRefresh(picture, *frame);
+      if (preceded_.contains(picture) && !lav::keyFrame(*frame)) noteDamage(picture);
+      if (display >= passed_ && display < static_cast<int64_t>(stream_.video().frames())) {
         passed_ = display + 1;
-        return DecodedPicture{std::move(frame), takeUserData(display), !broken_.contains(unit)};
+        return DecodedPicture{std::move(frame), takeUserData(display), !broken_.contains(picture)};
       }
       av_frame_unref(frame.get());
       continue;
@@ -109,7 +109,7 @@ std::optional<DecodedPicture> PictureSource::next() {
     }
     bool const ended = result == AVERROR_EOF || draining_;
     if (ended) {
-      passed_ = static_cast<int64_t>(stream_.video.frames());
+      passed_ = static_cast<int64_t>(stream_.video().frames());
       spare_ = std::move(frame);
       return std::nullopt;
     }
@@ -126,33 +126,35 @@ std::optional<DecodedPicture> PictureSource::next() {
 
 // Sends the next picture to the decoder. False when there is none left or it cannot be read.
 bool PictureSource::sendOne() {
-  size_t const unit = reader_->nextPicture();
+  size_t const picture = reader_->nextPicture();
   PictureReader::Outcome const result = reader_->next(*packet_);
   if (result == PictureReader::Outcome::error) {
     complaint_ = "the file cannot be read";
     unreadable_ = true;
   }
   if (result != PictureReader::Outcome::packet) return false;
-  int32_t const display = stream_.video.pictures[unit].display;
+  int32_t const display = stream_.video().pictures[picture].display;
   if (display != Picture::kNotShown) keepUserData(display, *packet_);
   // Pictures that are not shown get stamps of their own below all display numbers.
-  packet_->pts = display != Picture::kNotShown ? display : -1 - static_cast<int64_t>(unit);
+  packet_->pts = display != Picture::kNotShown ? display : -1 - static_cast<int64_t>(picture);
   packet_->dts = AV_NOPTS_VALUE;
   // A leap in the counts of a transport stream need not have lost a byte of the picture.
   packet_->flags &= ~(AV_PKT_FLAG_DISCARD | AV_PKT_FLAG_CORRUPT);
-  sent_ = unit;
+  sent_ = picture;
   int const sent = avcodec_send_packet(codec_.get(), packet_.get());
   av_packet_unref(packet_.get());
   fed_ = true;
   ++stats_.packets;
   if (sent < 0 && sent != AVERROR(EAGAIN)) {
     complaint_ = lav::errorText(sent);
-    noteDamage(unit);
+    noteDamage(picture);
   }
   return true;
 }
 
-size_t PictureSource::startFor(size_t display) const { return furtherBack(stream_.video.startFor(display)); }
+size_t PictureSource::startFor(size_t display) const {
+  return furtherBack(stream_.video().startFor(display));
+}
 
 bool PictureSource::damagedSince(size_t picture) const {
   return damage_ >= static_cast<int64_t>(furtherBack(picture));
@@ -160,31 +162,31 @@ bool PictureSource::damagedSince(size_t picture) const {
 
 size_t PictureSource::furtherBack(size_t key) const {
   for (int beginning = 1; gradual_ && beginning < kMostBeginnings; ++beginning)
-    key = stream_.video.keyBefore(key);
+    key = stream_.video().keyBefore(key);
   return key;
 }
 
-size_t PictureSource::unitOf(AVFrame const& frame) const {
+size_t PictureSource::pictureOf(AVFrame const& frame) const {
   if (frame.pts < 0) return static_cast<size_t>(-1 - frame.pts);
   auto const display = static_cast<size_t>(frame.pts);
-  return display < stream_.video.frames() ? stream_.video.byDisplay[display] : sent_;
+  return display < stream_.video().frames() ? stream_.video().byDisplay[display] : sent_;
 }
 
 // What is wrong with pictures that decoding passes over, those shown before the one it began at, harms no
 // other.
-void PictureSource::noteDamage(size_t unit) {
-  auto const& pictures = stream_.video.pictures;
-  if (unit > beginning_ && pictures[unit].rank < pictures[beginning_].rank) return;
-  broken_.insert(unit);
-  damage_ = std::max(damage_, static_cast<int64_t>(unit));
+void PictureSource::noteDamage(size_t picture) {
+  auto const& pictures = stream_.video().pictures;
+  if (picture > beginning_ && pictures[picture].rank < pictures[beginning_].rank) return;
+  broken_.insert(picture);
+  damage_ = std::max(damage_, static_cast<int64_t>(picture));
 }
 
 // What came out was sent to a thread after all that were decoded before it, and results keep that order:
 // those are finished, and rows that they lack stay missing. Decoders make up pictures that are referred to
 // and not there. A key picture may be preceded by some: it refers to none of them.
-void PictureSource::noteUnfinished(size_t unit) {
-  auto const& pictures = stream_.video.pictures;
-  for (; checked_ <= unit; ++checked_) {
+void PictureSource::noteUnfinished(size_t last) {
+  auto const& pictures = stream_.video().pictures;
+  for (; checked_ <= last; ++checked_) {
     Picture const& picture = pictures[checked_];
     int64_t const stamp =
         picture.display != Picture::kNotShown ? picture.display : -1 - static_cast<int64_t>(checked_);
@@ -197,12 +199,12 @@ void PictureSource::noteUnfinished(size_t unit) {
 // libavcodec's H.264 decoder withholds what follows a recovery point until the refresh is said to be complete
 // (ISO/IEC 14496-10, D.2.8). When decoding began before, the key picture comes out and is not coded on its
 // own; the second field of one that is may refer to the first.
-void PictureSource::noteRefresh(size_t unit, AVFrame const& frame) {
+void PictureSource::noteRefresh(size_t picture, AVFrame const& frame) {
   if (stream_.codec() != AV_CODEC_ID_H264) return;
-  auto const& pictures = stream_.video.pictures;
-  if (pictures[unit].rank < pictures[beginning_].rank) return;
-  gradual_ |= first_ && unit != beginning_ && damage_ < 0;
-  gradual_ |= pictures[unit].key && frame.pict_type == AV_PICTURE_TYPE_P && !lav::interlaced(frame);
+  auto const& pictures = stream_.video().pictures;
+  if (pictures[picture].rank < pictures[beginning_].rank) return;
+  gradual_ |= first_ && picture != beginning_ && damage_ < 0;
+  gradual_ |= pictures[picture].key && frame.pict_type == AV_PICTURE_TYPE_P && !lav::interlaced(frame);
   first_ = false;
 }
 

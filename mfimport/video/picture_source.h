@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "mfimport/clip/clip_file.h"
 #include "mfimport/clip/media_index.h"
 #include "mfimport/clip/picture_reader.h"
 #include "mfimport/video/picture_memory.h"
@@ -35,7 +36,7 @@ enum class Care {
 // One thread at a time; index and stream must outlive it.
 class PictureSource {
  public:
-  PictureSource(MediaIndex const& index, StreamIndex const& stream, mediafile::FileAccess access,
+  PictureSource(ClipFacts const& index, StreamIndex const& stream, ClipAccess access,
                 HostMemory const& memory, MpegDecodeStats& stats, Care care = Care::quick);
 
   // Opens file and decoder.
@@ -72,17 +73,17 @@ class PictureSource {
  private:
   bool startAnew();
   bool sendOne();
-  void noteDamage(size_t unit);
-  void noteUnfinished(size_t unit);
-  void noteRefresh(size_t unit, AVFrame const& frame);
-  size_t unitOf(AVFrame const& frame) const;
+  void noteDamage(size_t picture);
+  void noteUnfinished(size_t last);
+  void noteRefresh(size_t picture, AVFrame const& frame);
+  size_t pictureOf(AVFrame const& frame) const;
   size_t furtherBack(size_t key) const;
   void keepUserData(int64_t display, AVPacket const& packet);
   std::vector<UserData> takeUserData(int64_t display);
 
-  MediaIndex const& index_;
+  ClipFacts const& index_;
   StreamIndex const& stream_;
-  mediafile::FileAccess access_;
+  ClipAccess access_;
   MpegDecodeStats& stats_;
   std::unique_ptr<PictureReader> reader_;
   PictureMemory memory_;

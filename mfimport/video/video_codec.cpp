@@ -27,8 +27,8 @@ int threadTypeFor(AVCodec const& codec, int wanted) {
 
 bool hasDecoder(AVCodecID codec) { return avcodec_find_decoder(codec) != nullptr; }
 
-Result<lav::CodecContext> openVideoCodec(StreamIndex const& stream, ThreadSetting const& threads,
-                                         PictureMemory* memory) {
+Result<lav::CodecContext> openVideoCodec(StreamFacts const& stream, int reorderDepth,
+                                         ThreadSetting const& threads, PictureMemory* memory) {
   AVCodec const* codec = avcodec_find_decoder(stream.codec());
   if (!codec)
     return Error{Fault::noDecoder, std::string("no decoder for ") + avcodec_get_name(stream.codec())};
@@ -48,7 +48,7 @@ Result<lav::CodecContext> openVideoCodec(StreamIndex const& stream, ThreadSettin
   if (memory) memory->serve(*context);
   context->pkt_timebase = {1, 1};
   // A decoder that learns the depth only on the way would hand out the first pictures in the wrong order.
-  context->has_b_frames = std::max(context->has_b_frames, std::min(stream.video.reorderDepth, 16));
+  context->has_b_frames = std::max(context->has_b_frames, std::min(reorderDepth, 16));
   if (result >= 0) result = avcodec_open2(context.get(), codec, nullptr);
   if (result < 0) return Error{Fault::noDecoder, lav::errorText(result)};
   return context;

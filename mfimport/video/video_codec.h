@@ -16,10 +16,11 @@ struct ThreadSetting {
 
 class PictureMemory;
 
-// The decoder counts stamps in pictures: packets are to carry their display number as presentation stamp. Its
-// pictures lie in `memory`, or where null in libavcodec's own. Fails as Fault::noDecoder.
-Result<lav::CodecContext> openVideoCodec(StreamIndex const& stream, ThreadSetting const& threads,
-                                         PictureMemory* memory);
+// `reorderDepth`: pictures decoded before and shown after one, as far as is known. The decoder counts stamps
+// in pictures: packets are to carry their display number as presentation stamp. Its pictures lie in `memory`,
+// or where null in libavcodec's own. Fails as Fault::noDecoder.
+Result<lav::CodecContext> openVideoCodec(StreamFacts const& stream, int reorderDepth,
+                                         ThreadSetting const& threads, PictureMemory* memory);
 
 bool hasDecoder(AVCodecID codec);
 

@@ -147,7 +147,7 @@ bool VideoDecoder::canDecodeOn(int64_t local, Approach approach) const {
   // Numbers between the last picture out and the held one are known to be missing. Reading on does not search
   // for them; a seek may find them by beginning earlier.
   if (local < source_->passed()) return approach == Approach::readOn;
-  VideoIndex const& video = track_.parts[part_].stream->video;
+  VideoIndex const& video = track_.parts[part_].stream->video();
   return video.startFor(static_cast<size_t>(local)) <= source_->nextPicture();
 }
 
@@ -162,13 +162,13 @@ Result<VideoDecoder::Picture> VideoDecoder::decode(int64_t local, Approach appro
 }
 
 bool VideoDecoder::damaged(int64_t local) const {
-  VideoIndex const& video = track_.parts[part_].stream->video;
+  VideoIndex const& video = track_.parts[part_].stream->video();
   return source_->damagedSince(video.startFor(static_cast<size_t>(local)));
 }
 
 VideoDecoder::Picture VideoDecoder::decodeQuickly(int64_t local, Approach approach) {
   if (canDecodeOn(local, approach)) return decodeOnTo(local);
-  VideoIndex const& video = track_.parts[part_].stream->video;
+  VideoIndex const& video = track_.parts[part_].stream->video();
   Picture found;
   size_t start = source_->startFor(static_cast<size_t>(local));
   for (int beginning = 0; beginning < kMostBeginnings; ++beginning) {

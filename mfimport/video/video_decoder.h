@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "mediafile/source.h"
 #include "mfimport/takelist/media.h"
 #include "mfimport/video/exact_pictures.h"
 #include "mfimport/video/picture_source.h"

@@ -2,7 +2,7 @@
 
 #include "mfimport/clip/stamps.h"
 #include "mfimport/index/frame_rate.h"
-#include "mfimport/index/index_build.h"
+#include "mfimport/index/picture_order.h"
 #include "mfimport/takelist/media.h"
 
 using namespace mfimport;
@@ -54,14 +54,14 @@ TEST(MeasuredRate, CountsPicturesWithoutAStamp) {
 }
 
 TEST(DisplayStamps, OfPicturesWithoutOne_LieEvenlyBetweenTheirNeighbours) {
-  StreamIndex stream{HostMemory{}};
+  StreamIndex stream(PacketList({}, HostMemory{}), VideoIndex(HostMemory{}));
   stream.timeBase = {1, 90000};
-  stream.video.rate = 25;
+  stream.video().rate = 25;
   int64_t const stamps[] = {kNone, 3600, kNone, kNone, 15000, kNone};
   for (uint32_t i = 0; i < std::size(stamps); ++i) {
-    stream.packets.push_back({stamps[i], kNone, 0, 1, i, 0});
-    stream.video.pictures.push_back({i, 1, i == 0, false, i, static_cast<int32_t>(i)});
-    stream.video.byDisplay.push_back(i);
+    stream.packets.push_back({stamps[i], kNone, 0, 1, 0});
+    stream.video().pictures.push_back({i, 1, i == 0, false, i, static_cast<int32_t>(i)});
+    stream.video().byDisplay.push_back(i);
   }
   EXPECT_EQ(displayStamps(stream),
             (std::vector<int64_t>{0, 1080000, 2220000, 3360000, 4500000, 4500000 + 1080000}));
@@ -69,13 +69,13 @@ TEST(DisplayStamps, OfPicturesWithoutOne_LieEvenlyBetweenTheirNeighbours) {
 }
 
 TEST(DisplayStamps, WithoutAnyStamp_RunAtTheRateFromTheFirstDecodingTime) {
-  StreamIndex stream{HostMemory{}};
+  StreamIndex stream(PacketList({}, HostMemory{}), VideoIndex(HostMemory{}));
   stream.timeBase = {1, 25};
-  stream.video.rate = 25;
+  stream.video().rate = 25;
   for (uint32_t i = 0; i < 3; ++i) {
-    stream.packets.push_back({AV_NOPTS_VALUE, i + 2, 0, 1, i, 0});
-    stream.video.pictures.push_back({i, 1, i == 0, false, i, static_cast<int32_t>(i)});
-    stream.video.byDisplay.push_back(i);
+    stream.packets.push_back({AV_NOPTS_VALUE, i + 2, 0, 1, 0});
+    stream.video().pictures.push_back({i, 1, i == 0, false, i, static_cast<int32_t>(i)});
+    stream.video().byDisplay.push_back(i);
   }
   EXPECT_EQ(displayStamps(stream), (std::vector<int64_t>{2160000, 3240000, 4320000}));
 }

@@ -5,6 +5,7 @@
 
 #include "clips.h"
 #include "mfimport/audio/sample_source.h"
+#include "mfimport/index/cache.h"
 
 using namespace mfimport;
 
@@ -13,7 +14,7 @@ namespace {
 class Sound {
  public:
   explicit Sound(std::string const& path) {
-    auto index = acquireMediaIndex({}, path, 0, HostCallbacks(nullptr));
+    auto index = acquireIndex({}, path, 0, HostCallbacks(nullptr));
     EXPECT_TRUE(index) << index.error().text;
     if (!index) return;
     index_ = index.take();
@@ -27,7 +28,7 @@ class Sound {
   }
 
   int64_t packets() const { return static_cast<int64_t>(stream_->packets.size()); }
-  int64_t samples() const { return stream_->audio.samples; }
+  int64_t samples() const { return stream_->audio().samples; }
   SampleStats stats() const { return source_->stats(); }
 
   // Work of one seek and the reading of a sample there.

@@ -1,13 +1,10 @@
-// Steps of building a MediaIndex.
+// What listing the packets notes about each of them beyond what the index keeps.
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <span>
-#include <string>
-#include <vector>
 
-#include "mfimport/clip/media_index.h"
+#include "mediafile/lav.h"
 #include "mfimport/headers/picture_header.h"
 
 namespace mfimport {
@@ -55,33 +52,5 @@ class PictureInspector {
   PictureHeaderReader headers_;
   FieldPairs pairs_;
 };
-
-// Fills stream.video and stream.first from stream.packets and their notes. Decodes the first pictures to see
-// which of those that precede the first key picture in time can be shown.
-void buildVideoIndex(MediaIndex const& index, StreamIndex& stream, std::vector<PacketNote> const& notes,
-                     mediafile::FileAccess const& access);
-
-// Fills stream.audio. Decodes the first packets to learn how many samples one gives.
-void buildAudioIndex(MediaIndex const& index, StreamIndex& stream, std::vector<PacketNote> const& notes,
-                     mediafile::FileAccess const& access);
-
-// Joins packets to pictures.
-void groupPackets(StreamIndex& stream, std::vector<PacketNote> const& notes);
-
-// More than about a second of decoding, which opening a file does not spend on looking at pictures.
-bool takesLongToDecode(StreamIndex const& stream, size_t pictures);
-
-// Gives every picture its rank.
-void rankPictures(StreamIndex& stream, std::vector<PacketNote> const& notes, bool stampsMayJump);
-
-// True when the stamps leave open whether pictures are shown in another order than they are decoded in.
-bool stampsMayBeOfDecoding(StreamIndex const& stream);
-
-// Presentation order. `ranks[i]` is the place of packet group i; exposed for tests of the rule.
-struct StampedPicture {
-  int64_t pts, dts;
-  bool bidirectional;
-};
-std::vector<uint32_t> presentationRanks(std::vector<StampedPicture> const& pictures, bool stampsMayJump);
 
 }  // namespace mfimport

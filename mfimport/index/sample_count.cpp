@@ -1,12 +1,14 @@
-// Positions of samples.
+#include "mfimport/index/sample_count.h"
+
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 #include "mfimport/audio/audio_codec.h"
 #include "mfimport/clip/packet_reader.h"
 #include "mfimport/headers/amr_frames.h"
 #include "mfimport/headers/classify.h"
 #include "mfimport/headers/dolby_info.h"
-#include "mfimport/index/index_build.h"
 
 namespace mfimport {
 namespace {
@@ -14,21 +16,24 @@ namespace {
 // Counts what packets give when they are decoded.
 class SampleCounter {
  public:
-  SampleCounter(MediaIndex const& index, StreamIndex& stream, mediafile::FileAccess const& access)
-      : stream_(stream) {
-    if (auto reader = openPacketReader(index, stream, access)) reader_ = reader.take();
-  }
+  SampleCounter(PacketList const& stream, PacketReader& reader)
+      : stream_(stream), reader_(reader), parameters_(lav::copy(*stream.parameters)) {}
+
+  // The stream's, with what only its decoder knows once packets have been counted.
+  AVCodecParameters const& parameters() const { return *parameters_; }
+  lav::CodecParameters takeParameters() { return std::move(parameters_); }
+  std::optional<DolbyInfo> const& dolby() const { return dolby_; }
 
   // Samples of the packets from `from` to before `to`, decoded from `from` on. Packets that cannot be read or
   // decoded give 0.
   std::vector<int> count(size_t from, size_t to) {
     std::vector<int> counts(to - from, 0);
     codec_.reset();
-    if (auto codec = openAudioCodec(stream_)) codec_ = codec.take();
-    if (!reader_ || !codec_ || !reader_->position(from)) return counts;
+    if (auto codec = openAudioCodec(*parameters_, stream_.timeBase)) codec_ = codec.take();
+    if (!codec_ || !reader_.position(from)) return counts;
     size_t last = from;
     for (size_t number = from; number < to; ++number) {
-      PacketReader::Outcome const result = reader_->next(*packet_);
+      PacketReader::Outcome const result = reader_.next(*packet_);
       if (result == PacketReader::Outcome::end) break;
       if (result == PacketReader::Outcome::error) continue;
       readDolbyMode();
@@ -64,10 +69,9 @@ class SampleCounter {
   // What only the decoder knows for some AAC.
   void describe() {
     described_ = true;
-    stream_.parameters->sample_rate = frame_->sample_rate;
-    stream_.parameters->format = frame_->format;
-    if (av_channel_layout_copy(&stream_.parameters->ch_layout, &frame_->ch_layout) < 0)
-      throw std::bad_alloc();
+    parameters_->sample_rate = frame_->sample_rate;
+    parameters_->format = frame_->format;
+    if (av_channel_layout_copy(&parameters_->ch_layout, &frame_->ch_layout) < 0) throw std::bad_alloc();
     AVFrameSideData const* const skip = av_frame_get_side_data(frame_.get(), AV_FRAME_DATA_SKIP_SAMPLES);
     if (!skip || skip->size < 4) return;
     declaredDelay_ =
@@ -78,22 +82,18 @@ class SampleCounter {
   // From the first packet that tells it.
   void readDolbyMode() {
     if (stream_.codec() != AV_CODEC_ID_AC3 && stream_.codec() != AV_CODEC_ID_EAC3) return;
-    if (modeKnown_) return;
-    auto const info = readDolbyInfo(lav::payload(*packet_));
-    if (!info) return;
-    modeKnown_ = true;
-    stream_.acmod = info->general.acmod;
-    stream_.lfeon = info->general.lfeon;
+    if (!dolby_) dolby_ = readDolbyInfo(lav::payload(*packet_));
   }
 
-  StreamIndex& stream_;
-  std::unique_ptr<PacketReader> reader_;
+  PacketList const& stream_;
+  PacketReader& reader_;
+  lav::CodecParameters parameters_;
   lav::CodecContext codec_;
   FrameFeeder feeder_;
   lav::Packet packet_ = lav::newPacket();
   lav::Frame frame_ = lav::newFrame();
   bool described_ = false;
-  bool modeKnown_ = false;
+  std::optional<DolbyInfo> dolby_;
   int declaredDelay_ = 0;
 };
 
@@ -120,47 +120,66 @@ std::vector<int> uniformCounts(SampleCounter& counter, size_t packets) {
   return counts;
 }
 
-int samplesByDuration(StreamIndex const& stream, PacketEntry const& entry, PacketNote const& note) {
-  int const exact = av_get_audio_frame_duration2(stream.parameters.get(), entry.size);
+int samplesByDuration(AVCodecParameters const& parameters, AVRational timeBase, PacketEntry const& entry,
+                      PacketNote const& note) {
+  // Takes pointers to non-const, and changes nothing.
+  int const exact = av_get_audio_frame_duration2(const_cast<AVCodecParameters*>(&parameters), entry.size);
   if (exact > 0) return exact;
-  AVRational const perSample{1, std::max(stream.parameters->sample_rate, 1)};
-  int64_t const samples = av_rescale_q(std::max<int64_t>(note.duration, 0), stream.timeBase, perSample);
+  AVRational const perSample{1, std::max(parameters.sample_rate, 1)};
+  int64_t const samples = av_rescale_q(std::max<int64_t>(note.duration, 0), timeBase, perSample);
   return static_cast<int>(std::min<int64_t>(samples, 1 << 20));
 }
 
 // Where as many bits came in as samples went out, no packet leaves half a pair to the next one.
-void listWholePairs(StreamIndex& stream) {
+void listWholePairs(PacketList const& stream, AudioIndex& audio) {
   constexpr int64_t kHeaderBytes = 3;
   int64_t const sampleBits =
       int64_t{stream.parameters->ch_layout.nb_channels} * stream.parameters->bits_per_coded_sample;
   int64_t open = 0;  // bits
   for (size_t i = 0; i < stream.packets.size(); ++i) {
-    if (open == 0) stream.audio.wholePairs.push_back(static_cast<uint32_t>(i));
-    open += (stream.packets[i].size - kHeaderBytes) * 8 - stream.audio.spans[i].decoded * sampleBits;
+    if (open == 0) audio.wholePairs.push_back(static_cast<uint32_t>(i));
+    open += (stream.packets[i].size - kHeaderBytes) * 8 - audio.spans[i].decoded * sampleBits;
   }
+}
+
+// What decoding tells of the packets; empty where that is not needed.
+struct Counts {
+  std::vector<int> samples;
+  int64_t skip = 0;  // samples left out at the beginning
+};
+
+Counts decodedCounts(SampleCounter& counter, PacketList const& stream) {
+  size_t const packets = stream.packets.size();
+  Counts counts;
+  if ((isPcm(stream.codec()) && !packetsVary(stream.codec())) || packets == 0) return counts;
+  if (!packetsVary(stream.codec())) counts.samples = uniformCounts(counter, packets);
+  if (counts.samples.empty()) counts.samples = counter.count(0, packets);
+  // WMA declares two blocks, of which the second carries sound.
+  if (isWma(stream.codec())) counts.skip = counter.declaredDelay() / 2;
+  return counts;
 }
 
 }  // namespace
 
-void buildAudioIndex(MediaIndex const& index, StreamIndex& stream, std::vector<PacketNote> const& notes,
-                     mediafile::FileAccess const& access) {
-  AudioIndex& audio = stream.audio;
+Result<CountedSamples> countSamples(std::shared_ptr<ClipFile> const& file, ClipFacts const& clip,
+                                    PacketList const& stream, std::vector<PacketNote> const& notes) {
+  auto reader = openPacketReader(clip, stream, file);
+  if (!reader) return reader.error();
+  SampleCounter counter(stream, **reader);
+  auto const [counts, delay] = decodedCounts(counter, stream);
+  if (auto const health = file->health(); !health) return health.error();
+
+  int64_t skip = delay;  // samples still to be left out; encoder delay can exceed a packet
+  AudioIndex audio(stream.packets.get_allocator().memory());
   size_t const packets = stream.packets.size();
-  std::vector<int> counts;
-  int64_t skip = 0;  // samples still to be left out; encoder delay can exceed a packet
-  if ((!isPcm(stream.codec()) || packetsVary(stream.codec())) && packets > 0) {
-    SampleCounter counter(index, stream, access);
-    if (!packetsVary(stream.codec())) counts = uniformCounts(counter, packets);
-    if (counts.empty()) counts = counter.count(0, packets);
-    // WMA declares two blocks, of which the second carries sound.
-    if (isWma(stream.codec())) skip = counter.declaredDelay() / 2;
-  }
   bool const nothingDecoded = std::all_of(counts.begin(), counts.end(), [](int n) { return n == 0; });
   audio.spans.reserve(packets);
   for (size_t i = 0; i < packets; ++i) {
     PacketNote const& note = notes[i];
     SampleSpan span{audio.samples, 0, 0, 0};
-    span.decoded = nothingDecoded ? samplesByDuration(stream, stream.packets[i], note) : counts[i];
+    span.decoded = nothingDecoded
+                       ? samplesByDuration(counter.parameters(), stream.timeBase, stream.packets[i], note)
+                       : counts[i];
     if (note.hasSkip) skip = note.skipBegin;
     auto const dropped = static_cast<int32_t>(std::min<int64_t>(skip, span.decoded));
     skip -= dropped;
@@ -171,7 +190,12 @@ void buildAudioIndex(MediaIndex const& index, StreamIndex& stream, std::vector<P
     audio.samples += span.keep;
     audio.spans.push_back(span);
   }
-  if (stream.codec() == AV_CODEC_ID_PCM_DVD) listWholePairs(stream);
+  if (stream.codec() == AV_CODEC_ID_PCM_DVD) listWholePairs(stream, audio);
+  if (counter.dolby()) {
+    audio.acmod = counter.dolby()->general.acmod;
+    audio.lfeon = counter.dolby()->general.lfeon;
+  }
+  return CountedSamples{std::move(audio), counter.takeParameters()};
 }
 
 }  // namespace mfimport
