@@ -50,7 +50,6 @@ struct ProfileFacts {
   bool constantBitRate = false;                                // MPEG-2: a vbv_delay other than 65535
   bool mpegAudio = false, ac3Audio = false, pcmAudio = false;  // kinds among the file's audio streams
   bool dvdNavigation = false;                                  // a DVD navigation stream
-  bool d10Mapping = false;                                     // MXF that maps D-10 (SMPTE 386M)
   std::string_view path;
 };
 

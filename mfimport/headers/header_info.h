@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <span>
 #include <vector>
@@ -32,10 +31,10 @@ struct HeaderInfo {
   // H.264, HEVC: video usability information; MPEG-4: aspect_ratio_info
   bool aspectPresent = false;
   int aspectIdc = 0, sarWidth = 0, sarHeight = 0;
-  bool hrd = false, cbr = false;  // H.264 HRD parameters, any cbr_flag
-  int profile = 0;                // profile_idc
-  int depth = 0;                  // luma bits, 0 unknown
-  bool intraProfile = false;      // H.264 constraint_set3_flag
+  bool cbr = false;           // any cbr_flag of H.264 HRD parameters
+  int profile = 0;            // profile_idc
+  int depth = 0;              // luma bits, 0 unknown
+  bool intraProfile = false;  // H.264 constraint_set3_flag
 
   // H.264, what slice headers are read by
   uint32_t sequenceId = 0;  // seq_parameter_set_id
@@ -44,14 +43,6 @@ struct HeaderInfo {
 
   bool any() const { return aspectCode != 0 || aspectPresent || depth != 0; }  // a sequence was described
 };
-
-// Units between start codes (00 00 01), the start code left out.
-void forEachStartCode(std::span<uint8_t const> data,
-                      std::function<void(std::span<uint8_t const>)> const& unit);
-
-// Units behind length fields of `lengthBytes` (1 to 4) bytes, as in MP4. A length that does not fit ends it.
-void forEachLengthPrefixed(std::span<uint8_t const> data, int lengthBytes,
-                           std::function<void(std::span<uint8_t const>)> const& unit);
 
 // Bytes of the length fields that `extradata`, an avcC or hvcC record (ISO/IEC 14496-15), announces; 0 when
 // it is no such record, that is for streams with start codes.

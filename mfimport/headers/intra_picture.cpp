@@ -1,4 +1,5 @@
 #include "mfimport/headers/bit_reader.h"
+#include "mfimport/headers/coded_units.h"
 #include "mfimport/headers/header_info.h"
 
 namespace mfimport {

@@ -1,3 +1,4 @@
+#include "mfimport/headers/coded_units.h"
 #include "mfimport/headers/header_info.h"
 
 #include <gtest/gtest.h>
@@ -132,7 +133,6 @@ TEST(H264Headers, InAvcC_GiveAspectAndHrd) {
   EXPECT_TRUE(info.cbr);
   info = readHeaders(HeaderSyntax::h264, avcC(h264Sps(2, false)), {});
   EXPECT_EQ(info.aspectIdc, 2);
-  EXPECT_TRUE(info.hrd);
   EXPECT_FALSE(info.cbr);
   EXPECT_EQ(nalLengthBytes(HeaderSyntax::h264, avcC(h264Sps(2, false))), 4);
 }
