@@ -96,6 +96,26 @@ inline bool keyFrame(AVFrame const& frame) {
 #endif
 }
 
+inline void setInterlacedTopFirst(AVFrame& frame) {
+#if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(58, 7, 100)
+  frame.flags |= AV_FRAME_FLAG_INTERLACED | AV_FRAME_FLAG_TOP_FIELD_FIRST;
+#else
+  frame.interlaced_frame = 1;
+  frame.top_field_first = 1;
+#endif
+}
+
+// get_buffer2 and draw_horiz_band may come from any of the decoder's threads, which later versions take for
+// granted.
+inline void allowCallbacksInThreads([[maybe_unused]] AVCodecContext& decoder) {
+#if LIBAVCODEC_VERSION_MAJOR < 60
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+  decoder.thread_safe_callbacks = 1;
+#pragma GCC diagnostic pop
+#endif
+}
+
 // The decoder met errors in the picture and filled in what it could not read.
 inline bool damaged(AVFrame const& frame) {
   return frame.decode_error_flags != 0 || (frame.flags & AV_FRAME_FLAG_CORRUPT) != 0;

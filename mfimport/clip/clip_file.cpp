@@ -12,16 +12,14 @@ Result<OpenedFile> openFile(mediafile::FileAccess const& access, std::string con
 }
 
 ClipFile::ClipFile(OpenedFile file, std::string name, int64_t probeBytes)
-    : source_(std::move(file.source)),
-      watch_(std::move(file.watch)),
-      name_(std::move(name)),
-      probeBytes_(probeBytes) {}
+    : source_(std::move(file.source)), watch_(std::move(file.watch)), name_(std::move(name)) {
+  options_.probeBytes = probeBytes;
+}
 
 Result<mediafile::Container*> ClipFile::container() {
   if (!container_) {
-    mediafile::ContainerOptions options;
-    options.probeBytes = probeBytes_;
-    auto opened = mediafile::Container::open(source_, name_, options);
+    auto opened = mediafile::Container::open(source_, name_, options_);
+    if (auto const read = health(); !read) return read.error();
     if (!opened) return opened.error();
     container_ = opened.take();
     user_ = nullptr;

@@ -1,6 +1,7 @@
 // A clip's file and its demultiplexer, which readers use in turn.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -27,10 +28,13 @@ class ClipFile {
 
   mediafile::ByteSource& source() { return *source_; }
   std::string const& name() const { return name_; }
-  int64_t probeBytes() const { return probeBytes_; }
+  int64_t probeBytes() const { return options_.probeBytes; }
 
-  // The demultiplexer: opened by the first call, the same one then until it is closed.
+  // The demultiplexer: opened by the first call, the same one then until it is closed. Fails with what went
+  // wrong in reading, where that is why it cannot be opened.
   Result<mediafile::Container*> container();
+  // How long opening it may make no progress in reading.
+  void setPatience(std::chrono::milliseconds patience) { options_.patience = patience; }
   // What it has buffered is not what the file holds: the next call of container() opens it anew.
   void closeContainer() { container_.reset(); }
 
@@ -46,7 +50,7 @@ class ClipFile {
   std::shared_ptr<mediafile::ByteSource> source_;
   std::shared_ptr<mediafile::ReadWatch> watch_;
   std::string name_;
-  int64_t probeBytes_;
+  mediafile::ContainerOptions options_;
   std::unique_ptr<mediafile::Container> container_;
   void const* user_ = nullptr;
 };

@@ -54,7 +54,6 @@ Result<MediaIndex> buildIndex(OpenedFile opened, std::string const& name, int se
   opened.source = std::make_unique<mediafile::KeptBytes>(std::move(opened.source), kKeptBytes);
   auto const file = std::make_shared<ClipFile>(std::move(opened), name, probeBytesFor(searchLimitMiB));
   auto const container = file->container();
-  if (auto const health = file->health(); !health) return health.error();
   if (!container) return container.error();
   MediaIndex index{describeClip(**container, name, file->probeBytes()), {}};
   auto scanned = scanPackets(*file, index, describeStreams(**container, index.containerType), memory);
