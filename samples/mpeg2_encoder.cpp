@@ -1,39 +1,19 @@
 #include "samples/mpeg2_encoder.h"
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavutil/opt.h>
-}
-
 #include <fmt/core.h>
 
 #include <climits>
 #include <stdexcept>
 #include <utility>
 
+#include "mediafile/lav.h"
+
 namespace samples {
 namespace {
 
-struct Freer {
-  void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-  void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-  void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-
 void check(int result, char const* what) {
   if (result >= 0) return;
-  char text[AV_ERROR_MAX_STRING_SIZE] = {};
-  av_strerror(result, text, sizeof text);
-  throw std::runtime_error(fmt::format("MPEG-2 encoder, {}: {}", what, text));
-}
-
-void markInterlaced(AVFrame& frame) {
-#if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(58, 7, 100)
-  frame.flags |= AV_FRAME_FLAG_INTERLACED | AV_FRAME_FLAG_TOP_FIELD_FIRST;
-#else
-  frame.interlaced_frame = 1;
-  frame.top_field_first = 1;
-#endif
+  throw std::runtime_error(fmt::format("MPEG-2 encoder, {}: {}", what, lav::errorText(result)));
 }
 
 // profile_and_level_indication of ISO/IEC 13818-2, 8.2: Main Profile 4, High Level 4.
@@ -45,9 +25,9 @@ constexpr int kVbvBits = 9'781'248;
 }  // namespace
 
 struct Mpeg2Encoder::Life {
-  std::unique_ptr<AVCodecContext, Freer> context;
-  std::unique_ptr<AVFrame, Freer> frame;
-  std::unique_ptr<AVPacket, Freer> packet;
+  lav::CodecContext context;
+  lav::Frame frame;
+  lav::Packet packet;
   Sink sink;
   bool interlaced = false;
   std::int64_t next = 0;
@@ -119,7 +99,7 @@ Planes Mpeg2Encoder::nextPicture() {
   frame.height = life_->context->height;
   check(av_frame_get_buffer(&frame, 0), "memory for a picture");
   frame.pts = life_->next++;
-  if (life_->interlaced) markInterlaced(frame);
+  if (life_->interlaced) lav::setInterlacedTopFirst(frame);
   return {frame.data[0],     frame.linesize[0], frame.data[1],
           frame.linesize[1], frame.data[2],     frame.linesize[2]};
 }

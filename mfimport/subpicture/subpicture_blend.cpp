@@ -9,9 +9,6 @@
 namespace mfimport {
 namespace {
 
-constexpr uint32_t kI420 = mpegFourcc("I420"), kBgr4 = mpegFourcc("BGR4"), kY216 = mpegFourcc("Y216"),
-                   kW016 = mpegFourcc("W016");
-
 constexpr uint32_t kSteps = 16;  // finer than the alpha of a colour, for means
 constexpr uint32_t kOpaque = 255 * kSteps;
 
@@ -84,8 +81,6 @@ class Coverage {
   std::vector<uint32_t> shares_;
 };
 
-int half(int size) { return (size + 1) / 2; }
-
 template <class Word>
 void blendRow(Word* out, int step, int count, uint16_t const* alpha, uint32_t const* component) {
   constexpr int kShift = 8 * (static_cast<int>(sizeof(Word)) - 1);
@@ -94,13 +89,6 @@ void blendRow(Word* out, int step, int count, uint16_t const* alpha, uint32_t co
     at = static_cast<Word>((at * (kOpaque - alpha[i]) + (component[i] << kShift) + kOpaque / 2) / kOpaque);
   }
 }
-
-template <class Word>
-Word* rowOf(PictureTarget const& target, int plane, int y) {
-  return reinterpret_cast<Word*>(target.plane[plane] + static_cast<std::ptrdiff_t>(target.stride[plane]) * y);
-}
-
-bool isPlanar(uint32_t fourcc) { return fourcc == kI420 || fourcc == kW016; }
 
 }  // namespace
 
@@ -206,7 +194,7 @@ PreparedSubpicture::Patch PreparedSubpicture::chromaOf(Patch const& full, int ro
 }
 
 void PreparedSubpicture::blend(PictureTarget const& target) const {
-  if (fourcc_ == kW016 || fourcc_ == kY216)
+  if (isWide(fourcc_))
     blendInto<uint16_t>(target);
   else
     blendInto<uint8_t>(target);

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "mfimport/subpicture/subpicture.h"
-#include "mfimport/video/pixel_out.h"
+#include "mfimport/video/output_format.h"
 
 namespace mfimport {
 

@@ -73,12 +73,7 @@ void PictureMemory::serve(AVCodecContext& decoder) {
     decoder.draw_horiz_band = &onRows;
     decoder.slice_flags = SLICE_FLAG_ALLOW_FIELD | SLICE_FLAG_CODED_ORDER;
   }
-#if LIBAVCODEC_VERSION_MAJOR < 60
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-  decoder.thread_safe_callbacks = 1;
-#pragma GCC diagnostic pop
-#endif
+  lav::allowCallbacksInThreads(decoder);
 }
 
 void PictureMemory::received(AVFrame const& frame) {

@@ -3,17 +3,8 @@
 #include <cstring>
 #include <string_view>
 
-#include "mfimport/mfimport.h"
-
 namespace mfimport {
 namespace {
-
-constexpr uint32_t kI420 = mpegFourcc("I420"), kYuyv = mpegFourcc("YUYV"), kBgr4 = mpegFourcc("BGR4"),
-                   kY216 = mpegFourcc("Y216"), kW016 = mpegFourcc("W016");
-
-int half(int size) { return (size + 1) / 2; }
-
-bool isPlanar(uint32_t fourcc) { return fourcc == kI420 || fourcc == kW016; }
 
 bool aligned(PictureTarget const& target, int plane, int bytes) {
   return reinterpret_cast<uintptr_t>(target.plane[plane]) % static_cast<unsigned>(bytes) == 0 &&
@@ -21,7 +12,7 @@ bool aligned(PictureTarget const& target, int plane, int bytes) {
 }
 
 bool fits(PictureTarget const& target, uint32_t fourcc, int width) {
-  int const bytes = fourcc == kW016 || fourcc == kY216 ? 2 : 1;
+  int const bytes = isWide(fourcc) ? 2 : 1;
   if (isPlanar(fourcc)) {
     for (int p = 0; p < 3; ++p) {
       int const row = (p == 0 ? width : half(width)) * bytes;
@@ -41,10 +32,6 @@ uint8_t const* row8(AVFrame const& frame, int plane, int y) {
 
 uint16_t const* row16(AVFrame const& frame, int plane, int y) {
   return reinterpret_cast<uint16_t const*>(row8(frame, plane, y));
-}
-
-uint8_t* rowOf(PictureTarget const& target, int plane, int y) {
-  return target.plane[plane] + static_cast<std::ptrdiff_t>(target.stride[plane]) * y;
 }
 
 struct Layout {
@@ -79,7 +66,7 @@ void copyPlanes8(AVFrame const& frame, PictureTarget const& target) {
     int const width = p == 0 ? frame.width : half(frame.width);
     int const height = p == 0 ? frame.height : half(frame.height);
     for (int y = 0; y < height; ++y)
-      std::memcpy(rowOf(target, p, y), row8(frame, p, y), static_cast<size_t>(width));
+      std::memcpy(rowOf<uint8_t>(target, p, y), row8(frame, p, y), static_cast<size_t>(width));
   }
 }
 
@@ -88,7 +75,7 @@ void writePlanes16(AVFrame const& frame, int depth, PictureTarget const& target)
     int const width = p == 0 ? frame.width : half(frame.width);
     int const height = p == 0 ? frame.height : half(frame.height);
     for (int y = 0; y < height; ++y) {
-      auto* out = reinterpret_cast<uint16_t*>(rowOf(target, p, y));
+      auto* out = rowOf<uint16_t>(target, p, y);
       if (depth > 8)
         shiftRow(row16(frame, p, y), width, 16 - depth, out);
       else
@@ -99,12 +86,13 @@ void writePlanes16(AVFrame const& frame, int depth, PictureTarget const& target)
 
 void packYuyv(AVFrame const& frame, PictureTarget const& target) {
   for (int y = 0; y < frame.height; ++y)
-    packYuyvRow(row8(frame, 0, y), row8(frame, 1, y), row8(frame, 2, y), frame.width, rowOf(target, 0, y));
+    packYuyvRow(row8(frame, 0, y), row8(frame, 1, y), row8(frame, 2, y), frame.width,
+                rowOf<uint8_t>(target, 0, y));
 }
 
 void packY216(AVFrame const& frame, int depth, PictureTarget const& target) {
   for (int y = 0; y < frame.height; ++y) {
-    auto* out = reinterpret_cast<uint16_t*>(rowOf(target, 0, y));
+    auto* out = rowOf<uint16_t>(target, 0, y);
     if (depth > 8)
       packY216Row(row16(frame, 0, y), row16(frame, 1, y), row16(frame, 2, y), frame.width, 16 - depth, out);
     else
@@ -143,10 +131,6 @@ int const* coefficientsOf(AVFrame const& frame) {
 }
 
 }  // namespace
-
-bool isOutputFormat(uint32_t fourcc) {
-  return fourcc == kI420 || fourcc == kYuyv || fourcc == kBgr4 || fourcc == kY216 || fourcc == kW016;
-}
 
 void packYuyvRow(uint8_t const* y, uint8_t const* u, uint8_t const* v, int width, uint8_t* out) {
   int const pairs = width / 2;

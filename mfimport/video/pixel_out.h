@@ -5,16 +5,9 @@
 
 #include "mediafile/lav.h"
 #include "mfimport/caller/result.h"
+#include "mfimport/video/output_format.h"
 
 namespace mfimport {
-
-struct PictureTarget {
-  uint8_t* plane[4];
-  int stride[4];  // bytes
-};
-
-// One of I420, YUYV, BGR4, Y216, W016.
-bool isOutputFormat(uint32_t fourcc);
 
 // Converts pictures of one stream; keeps what swscale needs between pictures. One thread at a time.
 class PixelWriter {
