@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "kyhost/commands/commands.h"
+#include "kyhost/commands/params.h"
 #include "kyhost/session/decoder_log.h"
 #include "kyhost/session/failure.h"
 #include "kyhost/session/memory_io.h"
-#include "kyhost/session/params.h"
 #include "kyhost/session/signals.h"
 
 extern "C" {

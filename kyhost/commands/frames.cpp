@@ -2,8 +2,8 @@
 
 #include "host/util.h"
 #include "kyhost/commands/commands.h"
+#include "kyhost/commands/params.h"
 #include "kyhost/session/failure.h"
-#include "kyhost/session/params.h"
 #include "kyhost/session/progress.h"
 #include "kyhost/session/readers.h"
 #include "kyhost/session/signals.h"

@@ -3,8 +3,8 @@
 #include <string_view>
 
 #include "kyhost/commands/commands.h"
+#include "kyhost/commands/params.h"
 #include "kyhost/session/failure.h"
-#include "kyhost/session/params.h"
 #include "kyhost/text/json_any.h"
 #include "kyhost/writers/output_file.h"
 

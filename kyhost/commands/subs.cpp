@@ -6,13 +6,13 @@
 
 #include "host/util.h"
 #include "kyhost/commands/commands.h"
-#include "kyhost/pictures/picture_names.h"
 #include "kyhost/pictures/rgb_picture.h"
 #include "kyhost/pictures/subtitle_picture.h"
 #include "kyhost/session/failure.h"
 #include "kyhost/session/signals.h"
 #include "kyhost/text/time_text.h"
 #include "kyhost/writers/output_file.h"
+#include "kyhost/writers/picture_names.h"
 
 namespace fs = std::filesystem;
 

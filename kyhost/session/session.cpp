@@ -13,7 +13,7 @@
 #include "kyhost/session/decoder_log.h"
 #include "kyhost/session/failure.h"
 #include "kyhost/session/open_failure.h"
-#include "kyhost/writers/stdout_guard.h"
+#include "kyhost/session/stdout_guard.h"
 
 namespace fs = std::filesystem;
 

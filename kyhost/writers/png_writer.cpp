@@ -1,8 +1,8 @@
 #include <optional>
 
-#include "kyhost/pictures/picture_names.h"
 #include "kyhost/pictures/rgb_picture.h"
 #include "kyhost/writers/output_file.h"
+#include "kyhost/writers/picture_names.h"
 #include "kyhost/writers/picture_sink.h"
 
 namespace fs = std::filesystem;

@@ -1,4 +1,4 @@
-#include "kyhost/writers/stdout_guard.h"
+#include "kyhost/session/stdout_guard.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "kyhost/pictures/picture_names.h"
+#include "kyhost/writers/picture_names.h"
 
 #include <fmt/format.h>
 

@@ -1,4 +1,4 @@
-#include "kyhost/session/params.h"
+#include "kyhost/commands/params.h"
 
 #include <fmt/format.h>
 
