@@ -5,6 +5,12 @@
 
 enum class KyYUVMatrix { Unknown = 0, Bt601 = 1, Bt709 = 2, Bt2020 = 3, Smpte240 = 4, Fcc = 5, Identity = 6 };
 
+// The matrix of pictures that tell none: BT.709 from 720 lines on, BT.601 below, also of those that carry
+// lines of blanking (608 and 512, SMPTE ST 356). Decoders colour their subtitles by it.
+constexpr KyYUVMatrix kyMatrixOfHeight(int height) {
+  return height >= 720 ? KyYUVMatrix::Bt709 : KyYUVMatrix::Bt601;
+}
+
 // Colour of a video stream as ISO/IEC 23091-2 code points; 2 means unspecified.
 class KY_API KyColourDesc {
  public:

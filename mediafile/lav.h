@@ -137,6 +137,13 @@ inline std::span<uint8_t const> sideData(AVPacket const& packet, AVPacketSideDat
   return data ? std::span<uint8_t const>(data, size) : std::span<uint8_t const>();
 }
 
+// The write callback of an AVIOContext takes constant bytes since libavformat 61.
+#if LIBAVFORMAT_VERSION_MAJOR < 61
+using AvioWriteBytes = uint8_t;
+#else
+using AvioWriteBytes = uint8_t const;
+#endif
+
 #ifdef AV_PROFILE_DTS
 constexpr int kProfileDts = AV_PROFILE_DTS;
 #else

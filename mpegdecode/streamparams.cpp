@@ -1,9 +1,12 @@
 // Parameters of single streams.
+#include <cstddef>
 #include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "host/colour.h"
+#include "host/dolby.h"
 #include "host/failure.h"
 #include "host/log.h"
 #include "host/timer.h"
@@ -23,6 +26,49 @@ constexpr DolbyRecord kDolbyRecords[] = {
     {"dd_audprod_info_tt", kAuxDolbyProduction, 40}, {"dd_prod_info_tt", kAuxDolbyProduction, 40},
     {"dd_timecode_info_tt", kAuxDolbyTimecode, 44},  {"dd_addbsi_info_tt", kAuxDolbyAddbsi, 66},
     {"dd_auxdata_info_tt", kAuxDolbyAuxdata, 2050},  {"dd_config_info_tt", kAuxDolbyConfig, 16}};
+
+// What hosts are told of the records, and of colours, is what the library does.
+#define KY_SAME_FIELD(Record, field, number)                             \
+  static_assert(offsetof(Record, field) == sizeof(int16_t) * (number) && \
+                sizeof(Record::field) == sizeof(int16_t))
+KY_SAME_FIELD(MpegDolbyConfig, present, KyDolby::kPresent);
+KY_SAME_FIELD(MpegDolbyConfig, bsid, KyDolby::kBsid);
+KY_SAME_FIELD(MpegDolbyGeneral, bsmod, KyDolby::kBsmod);
+KY_SAME_FIELD(MpegDolbyGeneral, acmod, KyDolby::kAcmod);
+KY_SAME_FIELD(MpegDolbyGeneral, lfeon, KyDolby::kLfeon);
+KY_SAME_FIELD(MpegDolbyGeneral, dialnorm, KyDolby::kDialnorm);
+KY_SAME_FIELD(MpegDolbyGeneral, compr, KyDolby::kCompr);
+KY_SAME_FIELD(MpegDolbyGeneral, copyrightb, KyDolby::kCopyrightb);
+KY_SAME_FIELD(MpegDolbyGeneral, origbs, KyDolby::kOrigbs);
+KY_SAME_FIELD(MpegDolbyGeneral, dsurmod, KyDolby::kDsurmod);
+KY_SAME_FIELD(MpegDolbyGeneral, dialnorm2, KyDolby::kDialnorm2);
+KY_SAME_FIELD(MpegDolbyGeneral, compr2, KyDolby::kCompr2);
+KY_SAME_FIELD(MpegDolbyProduction, mixlevel, KyDolby::kMixlevel);
+KY_SAME_FIELD(MpegDolbyProduction, roomtyp, KyDolby::kRoomtyp);
+KY_SAME_FIELD(MpegDolbyProduction, mixlevel2, KyDolby::kMixlevel2);
+KY_SAME_FIELD(MpegDolbyProduction, roomtyp2, KyDolby::kRoomtyp2);
+KY_SAME_FIELD(MpegDolbyTimecode, timecod1, KyDolby::kTimecod1);
+KY_SAME_FIELD(MpegDolbyTimecode, hours, KyDolby::kHours);
+KY_SAME_FIELD(MpegDolbyTimecode, minutes, KyDolby::kMinutes);
+KY_SAME_FIELD(MpegDolbyTimecode, eights, KyDolby::kEights);
+KY_SAME_FIELD(MpegDolbyTimecode, timecod2, KyDolby::kTimecod2);
+KY_SAME_FIELD(MpegDolbyTimecode, seconds, KyDolby::kSeconds);
+KY_SAME_FIELD(MpegDolbyTimecode, frames, KyDolby::kFrames);
+#undef KY_SAME_FIELD
+static_assert(KyDolby::kConfig.bytes == sizeof(MpegDolbyConfig));
+static_assert(KyDolby::kGeneral.bytes == sizeof(MpegDolbyGeneral));
+static_assert(KyDolby::kProduction.bytes == sizeof(MpegDolbyProduction));
+static_assert(KyDolby::kTimecode.bytes == sizeof(MpegDolbyTimecode));
+static_assert(kKyDolbyAbsent == kDolbyAbsent);
+
+constexpr bool sameMatrixOfEveryHeight() {
+  constexpr int kTallest = 16384, kCodeOfBt709 = 1;  // ISO/IEC 23091-2
+  for (int height = 1; height <= kTallest; ++height)
+    if ((kyMatrixOfHeight(height) == KyYUVMatrix::Bt709) != (mpegMatrixOfHeight(height) == kCodeOfBt709))
+      return false;
+  return true;
+}
+static_assert(sameMatrixOfEveryHeight());
 
 Any channelNumber(int channel) {
   char text[32];

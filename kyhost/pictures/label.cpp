@@ -3,6 +3,8 @@
 #include <array>
 #include <cstring>
 
+#include "kyhost/pictures/new_picture.h"
+
 namespace kyhost {
 namespace {
 
@@ -34,9 +36,7 @@ Glyph const& glyphOf(char character) {
 void fillSquare(AVFrame& picture, int x, int y, int side) {
   if (x < 0 || y < 0 || x + side > picture.width || y + side > picture.height) return;
   for (int row = y; row < y + side; ++row) {
-    std::memset(
-        picture.data[0] + static_cast<ptrdiff_t>(row) * picture.linesize[0] + static_cast<ptrdiff_t>(x) * 3,
-        kInk, static_cast<size_t>(side) * 3);
+    std::memset(rgbAt(picture, x, row), kInk, static_cast<size_t>(side) * kRgbBytes);
   }
 }
 

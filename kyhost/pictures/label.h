@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "kyhost/writers/av_handles.h"
+#include "mediafile/lav.h"
 
 namespace kyhost {
 

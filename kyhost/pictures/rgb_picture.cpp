@@ -2,12 +2,9 @@
 
 #include <fmt/format.h>
 
+#include "host/colour.h"
+#include "kyhost/pictures/new_picture.h"
 #include "kyhost/session/failure.h"
-#include "mfimport/mfimport.h"
-
-extern "C" {
-#include <libavutil/opt.h>
-}
 
 namespace kyhost {
 namespace {
@@ -23,10 +20,8 @@ AVPixelFormat formatOf(uint32_t fourcc) {
                 "write --format raw, or ask the decoder for another layout with --set FOURCC=BGR4");
 }
 
-int swsMatrix(KyFrame const& frame) {
-  switch (frame.yuvMatrix()) {
-    case KyYUVMatrix::Bt709:
-      return SWS_CS_ITU709;
+int swsMatrix(KyYUVMatrix matrix) {
+  switch (matrix) {
     case KyYUVMatrix::Bt601:
       return SWS_CS_ITU601;
     case KyYUVMatrix::Bt2020:
@@ -36,19 +31,29 @@ int swsMatrix(KyFrame const& frame) {
     case KyYUVMatrix::Fcc:
       return SWS_CS_FCC;
     default:
-      return mpegMatrixOfHeight(frame.height());  // swscale numbers them as ISO/IEC 23091-2 does
+      return SWS_CS_ITU709;
   }
+}
+
+// Of a picture that tells none, and of RGB called YUV, that of its height.
+KyYUVMatrix matrixOf(KyFrame const& frame) {
+  KyYUVMatrix const told = frame.yuvMatrix();
+  bool const known = told != KyYUVMatrix::Unknown && told != KyYUVMatrix::Identity;
+  return known ? told : kyMatrixOfHeight(frame.height());
 }
 
 void require(bool ok, char const* what) {
   if (!ok) throw Failure(ExitCode::Write, fmt::format("pictures cannot be converted: {}", what));
 }
 
+void requireResult(int result) {
+  if (result < 0) require(false, lav::errorText(result).c_str());
+}
+
 }  // namespace
 
-AVFrame const& RgbConverter::convert(KyFrame const& frame, int width, int height, bool deep) {
-  AVPixelFormat const from = formatOf(frame.fourcc());
-  AVPixelFormat const to = deep ? AV_PIX_FMT_RGB48BE : AV_PIX_FMT_RGB24;
+void RgbConverter::prepare(KyFrame const& frame, AVPixelFormat from, int width, int height,
+                           AVPixelFormat to) {
   bool const shrinks = width < frame.width();
   int const flags = (shrinks ? SWS_AREA : SWS_BICUBIC) | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT;
   scaler_.reset(sws_getCachedContext(scaler_.release(), frame.width(), frame.height(), from, width, height,
@@ -56,19 +61,19 @@ AVFrame const& RgbConverter::convert(KyFrame const& frame, int width, int height
   require(scaler_ != nullptr, "no conversion to RGB");
   if (from != AV_PIX_FMT_BGRA) {
     constexpr int kUnity = 1 << 16;
-    sws_setColorspaceDetails(scaler_.get(), sws_getCoefficients(swsMatrix(frame)), 0,
+    sws_setColorspaceDetails(scaler_.get(), sws_getCoefficients(swsMatrix(matrixOf(frame))), 0,
                              sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, kUnity, kUnity);
   }
   if (!rgb_ || rgb_->width != width || rgb_->height != height || rgb_->format != to) {
-    rgb_.reset(av_frame_alloc());
+    rgb_ = newPicture(to, width, height);
     require(rgb_ != nullptr, "no memory");
-    rgb_->format = to;
-    rgb_->width = width;
-    rgb_->height = height;
-    require(av_frame_get_buffer(rgb_.get(), 0) >= 0, "no memory");
   }
   require(av_frame_make_writable(rgb_.get()) >= 0, "no memory");
+}
 
+AVFrame const& RgbConverter::convert(KyFrame const& frame, int width, int height, bool deep) {
+  AVPixelFormat const from = formatOf(frame.fourcc());
+  prepare(frame, from, width, height, deep ? AV_PIX_FMT_RGB48BE : AV_PIX_FMT_RGB24);
   uint8_t const* data[4] = {};
   int stride[4] = {};
   if (from == AV_PIX_FMT_BGRA) {
@@ -86,29 +91,29 @@ AVFrame const& RgbConverter::convert(KyFrame const& frame, int width, int height
   return *rgb_;
 }
 
+void PngEncoder::open(AVFrame const& frame, AVRational pixelAspect) {
+  AVCodec const* const png = avcodec_find_encoder(AV_CODEC_ID_PNG);
+  require(png != nullptr, "this libavcodec writes no PNG");
+  codec_.reset(avcodec_alloc_context3(png));
+  packet_.reset(av_packet_alloc());
+  require(codec_ && packet_, "no memory");
+  codec_->width = frame.width;
+  codec_->height = frame.height;
+  codec_->pix_fmt = static_cast<AVPixelFormat>(frame.format);
+  codec_->time_base = {1, 1};
+  codec_->thread_count = 1;
+  if (pixelAspect.num > 0 && pixelAspect.den > 0) codec_->sample_aspect_ratio = pixelAspect;
+  // Filtering each row by what suits it makes pictures a tenth smaller.
+  av_opt_set(codec_->priv_data, "pred", "mixed", 0);
+  requireResult(avcodec_open2(codec_.get(), png, nullptr));
+}
+
 std::span<unsigned char const> PngEncoder::encode(AVFrame const& frame, AVRational pixelAspect) {
-  if (!codec_) {
-    AVCodec const* const png = avcodec_find_encoder(AV_CODEC_ID_PNG);
-    require(png != nullptr, "this libavcodec writes no PNG");
-    codec_.reset(avcodec_alloc_context3(png));
-    packet_.reset(av_packet_alloc());
-    require(codec_ && packet_, "no memory");
-    codec_->width = frame.width;
-    codec_->height = frame.height;
-    codec_->pix_fmt = static_cast<AVPixelFormat>(frame.format);
-    codec_->time_base = {1, 1};
-    codec_->thread_count = 1;
-    if (pixelAspect.num > 0 && pixelAspect.den > 0) codec_->sample_aspect_ratio = pixelAspect;
-    // Filtering each row by what suits it makes pictures a tenth smaller.
-    av_opt_set(codec_->priv_data, "pred", "mixed", 0);
-    int const result = avcodec_open2(codec_.get(), png, nullptr);
-    if (result < 0) require(false, avErrorText(result).c_str());
-  }
+  if (!codec_) open(frame, pixelAspect);
   av_packet_unref(packet_.get());
-  int result = avcodec_send_frame(codec_.get(), &frame);
-  if (result >= 0) result = avcodec_receive_packet(codec_.get(), packet_.get());
-  if (result < 0) require(false, avErrorText(result).c_str());
-  return {packet_->data, static_cast<size_t>(packet_->size)};
+  requireResult(avcodec_send_frame(codec_.get(), &frame));
+  requireResult(avcodec_receive_packet(codec_.get(), packet_.get()));
+  return lav::payload(*packet_);
 }
 
 }  // namespace kyhost

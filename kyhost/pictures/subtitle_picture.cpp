@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "kyhost/pictures/new_picture.h"
 #include "kyhost/session/failure.h"
 
 namespace fs = std::filesystem;
@@ -22,20 +23,16 @@ void require(bool condition, char const* what) {
   if (!condition) throw Failure(ExitCode::Read, what);
 }
 
-AvPtr<AVFrame> colouredCopy(AVSubtitleRect const& rect) {
+lav::Frame colouredCopy(AVSubtitleRect const& rect) {
   constexpr int kMostSide = 8192;
   require(rect.type == SUBTITLE_BITMAP && rect.w > 0 && rect.h > 0 && rect.w <= kMostSide &&
               rect.h <= kMostSide && rect.data[0] && rect.data[1],
           "has no usable picture");
-  AvPtr<AVFrame> frame(av_frame_alloc());
+  lav::Frame frame = newPicture(AV_PIX_FMT_RGBA, rect.w, rect.h);
   require(frame != nullptr, "no memory");
-  frame->format = AV_PIX_FMT_RGBA;
-  frame->width = rect.w;
-  frame->height = rect.h;
-  require(av_frame_get_buffer(frame.get(), 0) >= 0, "no memory");
   for (int y = 0; y < rect.h; ++y) {
     uint8_t const* const from = rect.data[0] + static_cast<ptrdiff_t>(y) * rect.linesize[0];
-    uint8_t* const to = frame->data[0] + static_cast<ptrdiff_t>(y) * frame->linesize[0];
+    uint8_t* const to = rowOf(*frame, y);
     for (int x = 0; x < rect.w; ++x) {
       uint32_t argb = 0;
       std::memcpy(&argb, rect.data[1] + 4 * std::min<int>(from[x], rect.nb_colors - 1), sizeof argb);
@@ -67,8 +64,8 @@ std::vector<SubtitleFile> subtitleFiles(fs::path const& folder) {
 SubtitlePicture decodeSubtitle(std::vector<uint8_t> const& bytes, bool alpha) {
   AVCodec const* const xsub = avcodec_find_decoder(AV_CODEC_ID_XSUB);
   require(xsub != nullptr, "this libavcodec reads no XSUB");
-  AvPtr<AVCodecContext> codec(avcodec_alloc_context3(xsub));
-  AvPtr<AVPacket> packet(av_packet_alloc());
+  lav::CodecContext const codec(avcodec_alloc_context3(xsub));
+  lav::Packet const packet(av_packet_alloc());
   require(codec && packet, "no memory");
   codec->codec_tag = alpha ? MKTAG('D', 'X', 'S', 'A') : MKTAG('D', 'X', 'S', 'B');
   codec->pkt_timebase = {1, 1000};
@@ -80,7 +77,7 @@ SubtitlePicture decodeSubtitle(std::vector<uint8_t> const& bytes, bool alpha) {
   Subtitle subtitle;
   int found = 0;
   int const result = avcodec_decode_subtitle2(codec.get(), &subtitle, &found, packet.get());
-  if (result < 0) require(false, avErrorText(result).c_str());
+  if (result < 0) require(false, lav::errorText(result).c_str());
   require(found && subtitle.num_rects > 0, "has no usable picture");
   AVSubtitleRect const& rect = *subtitle.rects[0];
   return {colouredCopy(rect), rect.x, rect.y};

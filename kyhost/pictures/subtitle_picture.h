@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <vector>
 
-#include "kyhost/writers/av_handles.h"
+#include "mediafile/lav.h"
 
 namespace kyhost {
 
@@ -19,8 +19,8 @@ struct SubtitleFile {
 std::vector<SubtitleFile> subtitleFiles(std::filesystem::path const& folder);
 
 struct SubtitlePicture {
-  AvPtr<AVFrame> frame;  // RGBA
-  int left, top;         // in the video picture, pixels
+  lav::Frame frame;  // RGBA
+  int left, top;     // in the video picture, pixels
 };
 
 // Decodes one XSUB packet; `alpha`: its colours have alpha values (dxsa). Throws Failure (read).

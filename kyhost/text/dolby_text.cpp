@@ -4,25 +4,24 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <string>
 
-#include "mfimport/mfimport.h"
+#include "host/dolby.h"
 
 namespace kyhost {
 namespace {
 
-// False when the decoder does not answer with a record of that size.
-template <class Record>
-bool fetch(KyDecodePipe const& pipe, int index, char const* key, Record& record) {
+using KyDolby::field;
+
+// Invalid when the decoder does not answer with a record of that size.
+Any fetch(KyDecodePipe const& pipe, int index, KyDolbyRecord const& record) {
   Any value;
-  if (pipe.getStreamParam(kKindAudio, index, key, value) != 0) return false;
-  if (value.kind() != Any::kGeneric || value.genericSize() != static_cast<int>(sizeof record)) return false;
-  std::memcpy(&record, value.asGeneric(), sizeof record);
-  return true;
+  bool const answered = pipe.getStreamParam(kKindAudio, index, record.key, value) == 0 &&
+                        value.kind() == Any::kGeneric && value.genericSize() == record.bytes;
+  return answered ? value : Any();
 }
 
-bool given(int field) { return field != kDolbyAbsent; }
+bool given(int field) { return field != kKyDolbyAbsent; }
 
 int dialogueDb(int dialnorm) { return dialnorm == 0 ? -31 : -dialnorm; }
 
@@ -40,12 +39,28 @@ void addProduction(AnyDict& facts, std::string const& suffix, int level, int roo
   if (given(room)) facts.set(("mixingRoom" + suffix).c_str(), kRooms[room & 3]);
 }
 
-void addTimecode(AnyDict& facts, MpegDolbyTimecode const& time) {
-  if (!given(time.timecod1)) return;
-  int const seconds = time.eights * 8 + (given(time.timecod2) ? time.seconds : 0);
-  std::string text = fmt::format("{:02}:{:02}:{:02}", time.hours, time.minutes, seconds);
-  if (given(time.timecod2)) text += fmt::format(":{:02}", time.frames);
+void addTimecode(AnyDict& facts, Any const& record) {
+  if (!given(field(record, KyDolby::kTimecod1))) return;
+  bool const exact = given(field(record, KyDolby::kTimecod2));
+  int const seconds = field(record, KyDolby::kEights) * 8 + (exact ? field(record, KyDolby::kSeconds) : 0);
+  std::string text = fmt::format("{:02}:{:02}:{:02}", field(record, KyDolby::kHours),
+                                 field(record, KyDolby::kMinutes), seconds);
+  if (exact) text += fmt::format(":{:02}", field(record, KyDolby::kFrames));
   facts.set("timeCode", text);
+}
+
+void addGeneral(AnyDict& facts, Any const& record) {
+  auto const fact = [&](int number) { return field(record, number); };
+  int const acmod = fact(KyDolby::kAcmod);
+  facts.set("codingMode", codingModeText(acmod, fact(KyDolby::kLfeon) == 1));
+  if (int const bsmod = fact(KyDolby::kBsmod); given(bsmod))
+    facts.set("bitStreamMode", bitStreamModeText(bsmod, acmod));
+  addLevels(facts, "", fact(KyDolby::kDialnorm), fact(KyDolby::kCompr));
+  addLevels(facts, "2", fact(KyDolby::kDialnorm2), fact(KyDolby::kCompr2));
+  if (int const dsurmod = fact(KyDolby::kDsurmod); given(dsurmod)) facts.set("surroundEncoded", dsurmod == 2);
+  if (int const copyright = fact(KyDolby::kCopyrightb); given(copyright))
+    facts.set("copyright", copyright == 1);
+  if (int const original = fact(KyDolby::kOrigbs); given(original)) facts.set("original", original == 1);
 }
 
 }  // namespace
@@ -73,26 +88,17 @@ double compressionDb(int word) {
 
 AnyDict dolbyFacts(KyDecodePipe const& pipe, int index) {
   AnyDict facts;
-  MpegDolbyConfig config;
-  MpegDolbyGeneral general;
-  if (!fetch(pipe, index, "dd_config_info_tt", config) || config.present != 1) return facts;
-  if (!fetch(pipe, index, "dd_gen_info_tt", general)) return facts;
-  facts.set("syntax", config.bsid > 10 ? "E-AC-3" : "AC-3");
-  facts.set("bsid", static_cast<int>(config.bsid));
-  facts.set("codingMode", codingModeText(general.acmod, general.lfeon == 1));
-  if (given(general.bsmod)) facts.set("bitStreamMode", bitStreamModeText(general.bsmod, general.acmod));
-  addLevels(facts, "", general.dialnorm, general.compr);
-  addLevels(facts, "2", general.dialnorm2, general.compr2);
-  if (given(general.dsurmod)) facts.set("surroundEncoded", general.dsurmod == 2);
-  if (given(general.copyrightb)) facts.set("copyright", general.copyrightb == 1);
-  if (given(general.origbs)) facts.set("original", general.origbs == 1);
-  MpegDolbyProduction production;
-  if (fetch(pipe, index, "dd_prod_info_tt", production)) {
-    addProduction(facts, "", production.mixlevel, production.roomtyp);
-    addProduction(facts, "2", production.mixlevel2, production.roomtyp2);
-  }
-  MpegDolbyTimecode time;
-  if (fetch(pipe, index, "dd_timecode_info_tt", time)) addTimecode(facts, time);
+  Any const config = fetch(pipe, index, KyDolby::kConfig);
+  Any const general = fetch(pipe, index, KyDolby::kGeneral);
+  if (field(config, KyDolby::kPresent) != 1 || !general.valid()) return facts;
+  int const bsid = field(config, KyDolby::kBsid);
+  facts.set("syntax", bsid > 10 ? "E-AC-3" : "AC-3");
+  facts.set("bsid", bsid);
+  addGeneral(facts, general);
+  Any const production = fetch(pipe, index, KyDolby::kProduction);
+  addProduction(facts, "", field(production, KyDolby::kMixlevel), field(production, KyDolby::kRoomtyp));
+  addProduction(facts, "2", field(production, KyDolby::kMixlevel2), field(production, KyDolby::kRoomtyp2));
+  addTimecode(facts, fetch(pipe, index, KyDolby::kTimecode));
   return facts;
 }
 

@@ -2,10 +2,15 @@
 #pragma once
 
 #include <array>
+#include <memory>
 #include <string>
 
 #include "host/frame.h"
-#include "kyhost/writers/av_handles.h"
+#include "mediafile/lav.h"
+
+extern "C" {
+#include <libavutil/md5.h>
+}
 
 namespace kyhost {
 
@@ -42,7 +47,10 @@ class Md5 {
  private:
   void restart() { av_md5_init(state_.get()); }
 
-  AvPtr<AVMD5> state_;
+  struct Free {
+    void operator()(AVMD5* state) const { av_free(state); }
+  };
+  std::unique_ptr<AVMD5, Free> state_;
 };
 
 }  // namespace kyhost

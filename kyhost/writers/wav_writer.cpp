@@ -9,8 +9,8 @@
 
 #include "host/util.h"
 #include "kyhost/session/failure.h"
-#include "kyhost/writers/av_handles.h"
 #include "kyhost/writers/output_file.h"
+#include "mediafile/lav.h"
 
 namespace kyhost {
 namespace {
@@ -42,6 +42,26 @@ void packTo24(unsigned char const* words, size_t count, std::vector<unsigned cha
   }
 }
 
+void describe(AVCodecParameters& parameters, SoundFormat const& format) {
+  parameters.codec_type = AVMEDIA_TYPE_AUDIO;
+  parameters.codec_id = codecFor(format.bytesPerSample);
+  parameters.sample_rate = format.rate;
+  parameters.bits_per_coded_sample = av_get_bits_per_sample(parameters.codec_id);
+  parameters.block_align = format.channels * parameters.bits_per_coded_sample / 8;
+  parameters.bit_rate = int64_t{8} * parameters.block_align * format.rate;
+  if (format.discrete) {
+    parameters.ch_layout.order = AV_CHANNEL_ORDER_UNSPEC;
+    parameters.ch_layout.nb_channels = format.channels;
+  } else {
+    av_channel_layout_default(&parameters.ch_layout, format.channels);
+  }
+}
+
+// lav::FormatContext is for what was opened to be read.
+struct FreeMuxer {
+  void operator()(AVFormatContext* muxer) const { avformat_free_context(muxer); }
+};
+
 }  // namespace
 
 struct WavWriter::Impl {
@@ -51,10 +71,10 @@ struct WavWriter::Impl {
     if (result >= 0) return;
     if (failure) std::rethrow_exception(failure);
     throw Failure(ExitCode::Write,
-                  fmt::format("{}: cannot be written ({})", file.name(), avErrorText(result)));
+                  fmt::format("{}: cannot be written ({})", file.name(), lav::errorText(result)));
   }
 
-  static int onWrite(void* opaque, AvioWriteBytes* data, int size) {
+  static int onWrite(void* opaque, lav::AvioWriteBytes* data, int size) {
     auto* const self = static_cast<Impl*>(opaque);
     return self->guarded([&] {
       self->file.write({data, static_cast<size_t>(size)});
@@ -84,9 +104,9 @@ struct WavWriter::Impl {
 
   OutputFile file;
   SoundFormat format;
-  AvPtr<AVIOContext> io;
-  AvPtr<AVFormatContext> muxer;
-  AvPtr<AVPacket> packet;
+  lav::Io io;
+  std::unique_ptr<AVFormatContext, FreeMuxer> muxer;
+  lav::Packet packet;
   std::vector<unsigned char> packed;
   std::exception_ptr failure;
   int64_t written = 0;
@@ -110,19 +130,7 @@ WavWriter::WavWriter(std::filesystem::path const& output, SoundFormat const& for
   muxer->pb = impl_->io.get();
   muxer->flags |= AVFMT_FLAG_CUSTOM_IO | AVFMT_FLAG_BITEXACT;
 
-  AVCodecParameters* const parameters = stream->codecpar;
-  parameters->codec_type = AVMEDIA_TYPE_AUDIO;
-  parameters->codec_id = codecFor(format.bytesPerSample);
-  parameters->sample_rate = format.rate;
-  parameters->bits_per_coded_sample = av_get_bits_per_sample(parameters->codec_id);
-  parameters->block_align = format.channels * parameters->bits_per_coded_sample / 8;
-  parameters->bit_rate = int64_t{8} * parameters->block_align * format.rate;
-  if (format.discrete) {
-    parameters->ch_layout.order = AV_CHANNEL_ORDER_UNSPEC;
-    parameters->ch_layout.nb_channels = format.channels;
-  } else {
-    av_channel_layout_default(&parameters->ch_layout, format.channels);
-  }
+  describe(*stream->codecpar, format);
   stream->time_base = {1, format.rate};
 
   AVDictionary* options = nullptr;

@@ -8,10 +8,7 @@
 #include "kyhost/session/failure.h"
 #include "kyhost/writers/output_file.h"
 #include "kyhost/writers/picture_sink.h"
-
-extern "C" {
-#include <libavutil/rational.h>
-}
+#include "mediafile/lav.h"
 
 namespace kyhost {
 namespace {
