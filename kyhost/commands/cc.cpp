@@ -6,9 +6,11 @@
 
 #include "host/util.h"
 #include "kyhost/commands/commands.h"
+#include "kyhost/commands/usual_arguments.h"
 #include "kyhost/session/failure.h"
 #include "kyhost/session/progress.h"
 #include "kyhost/session/readers.h"
+#include "kyhost/session/session.h"
 #include "kyhost/session/signals.h"
 #include "kyhost/session/stats.h"
 #include "kyhost/text/captions.h"
@@ -18,7 +20,19 @@
 namespace kyhost {
 namespace {
 
-constexpr int kTypeCaptions = 4;  // "type" of a subtitle stream that stands for closed captions
+struct Options {
+  std::string path;
+  int stream = 0;      // among the closed-caption streams
+  int channel = 1;     // CC1 to CC4
+  std::string output;  // .srt or .scc; empty or "-": lines with times
+};
+
+void describe(Arguments& arguments, Options& options) {
+  addPath(arguments, options.path);
+  addStream(arguments, options.stream, "Closed-caption stream");
+  arguments.add("--channel", &options.channel, "CC1 to CC4").between(1, kCaptionChannels).withDefault();
+  addOutput(arguments, options.output, "FILE.srt, FILE.scc or -; default: lines with times");
+}
 
 enum class CaptionFormat { Lines, Srt, Scc };
 
@@ -44,9 +58,9 @@ int captionEntry(Session const& session, int stream) {
   if (captions > 0)
     throw Failure(ExitCode::Usage, fmt::format("{}: no closed captions {}: the file has {} such stream{}",
                                                file, stream, captions, captions == 1 ? "" : "s"));
-  throw Failure(
-      ExitCode::Usage, fmt::format("{}: has no closed captions", file),
-      "they are looked for in the first 10 pictures of MPEG-1, MPEG-2 and H.264 that do not run at 25 or 50");
+  throw Failure(ExitCode::Usage, fmt::format("{}: has no closed captions", file),
+                "they are looked for in the first 10 pictures of MPEG-1, MPEG-2 and H.264 that do not run "
+                "at 25 or 50");
 }
 
 // The caption bytes of the whole stream. Captions name no video stream, so where there are several and not
@@ -126,9 +140,7 @@ void requireText(std::array<std::vector<Cue>, kCaptionChannels> const& all, int 
                 others.empty() ? "no channel has any" : "there is text in " + others);
 }
 
-}  // namespace
-
-void runCaptions(Settings const& settings, CaptionOptions const& options) {
+void run(Settings const& settings, Options const& options) {
   CaptionFormat const format = formatFor(options.output);
   std::string const output = options.output.empty() ? "-" : options.output;
   refuseToOverwriteInput(output, options.path);
@@ -158,6 +170,17 @@ void runCaptions(Settings const& settings, CaptionOptions const& options) {
         ExitCode::Read,
         fmt::format("{}: {} frames could not be decoded", session.path().string(), reader.unreadable()),
         "the captions of the others have been written");
+}
+
+}  // namespace
+
+Command captionsCommand() {
+  return makeCommand(
+      "cc", "Closed captions as text",
+      "CEA-608 captions of one channel: FILE.srt gets SubRip text, FILE.scc the caption bytes of "
+      "the channel's field. Text counts as shown from the picture behind the one that sends its "
+      "last code.",
+      describe, run);
 }
 
 }  // namespace kyhost

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "kyhost/commands/commands.h"
+#include "kyhost/commands/usual_arguments.h"
 #include "kyhost/pictures/contact_sheet.h"
 #include "kyhost/pictures/rgb_picture.h"
 #include "kyhost/session/failure.h"
@@ -16,6 +17,26 @@
 namespace kyhost {
 namespace {
 
+struct Options {
+  std::string path;
+  int stream = 0;
+  std::string output;
+  int overlay = -1;  // bitmap subtitle stream, -1 none
+  int columns = 4;
+  int rows = 3;
+  int width = 1280;  // of the sheet, pixels
+};
+
+void describe(Arguments& arguments, Options& options) {
+  addPath(arguments, options.path);
+  addStream(arguments, options.stream, "Video stream");
+  addOutput(arguments, options.output, "FILE.png or -").mandatory();
+  addOverlay(arguments, options.overlay);
+  arguments.add("--columns", &options.columns, "Pictures side by side").between(1, 100).withDefault();
+  arguments.add("--rows", &options.rows, "Rows of pictures").between(1, 100).withDefault();
+  arguments.add("--width", &options.width, "Width of the sheet in pixels").between(32, 16384).withDefault();
+}
+
 // "#123  0:00:04.920": the frame's number and its time in the stream.
 std::string labelOf(int64_t frame, double rate) {
   if (!(rate > 0.0)) return fmt::format("#{}", frame);
@@ -23,7 +44,7 @@ std::string labelOf(int64_t frame, double rate) {
 }
 
 // For `count` pictures: a file shorter than the sheet shows every frame once.
-SheetLayout layoutFor(ContactOptions const& options, VideoReader const& reader, int64_t count) {
+SheetLayout layoutFor(Options const& options, VideoReader const& reader, int64_t count) {
   auto const columns = static_cast<int>(std::min<int64_t>(options.columns, count));
   auto const rows = static_cast<int>((count + columns - 1) / columns);
   SheetLayout const layout(columns, rows, options.width, reader.info()["frameAspect"].asDouble());
@@ -35,9 +56,7 @@ SheetLayout layoutFor(ContactOptions const& options, VideoReader const& reader, 
   return layout;
 }
 
-}  // namespace
-
-void runContact(Settings const& settings, ContactOptions const& options) {
+void run(Settings const& settings, Options const& options) {
   refuseToOverwriteInput(options.output, options.path);
   Plugin const plugin(settings);
   Session const session(plugin, options.path, settings);
@@ -64,6 +83,16 @@ void runContact(Settings const& settings, ContactOptions const& options) {
   file.write(encoder.encode(sheet.image(), {1, 1}));
   file.commit();
   printStats(session, settings, "", 0, 0.0);
+}
+
+}  // namespace
+
+Command contactCommand() {
+  return makeCommand(
+      "contact", "Contact sheet as PNG",
+      "Evenly spaced frames, each with its number and time below it. A file shorter than the sheet "
+      "shows every frame once.",
+      describe, run);
 }
 
 }  // namespace kyhost

@@ -3,11 +3,15 @@
 #include "host/util.h"
 #include "kyhost/commands/commands.h"
 #include "kyhost/commands/params.h"
+#include "kyhost/commands/usual_arguments.h"
 #include "kyhost/session/failure.h"
+#include "kyhost/session/messages.h"
 #include "kyhost/session/progress.h"
 #include "kyhost/session/readers.h"
+#include "kyhost/session/session.h"
 #include "kyhost/session/signals.h"
 #include "kyhost/session/stats.h"
+#include "kyhost/text/fourcc_text.h"
 #include "kyhost/writers/output_file.h"
 #include "kyhost/writers/picture_sink.h"
 
@@ -16,7 +20,27 @@ namespace fs = std::filesystem;
 namespace kyhost {
 namespace {
 
-PictureFormat formatFor(FramesOptions const& options) {
+struct Options {
+  std::string path;
+  int stream = 0;
+  std::string from, to;  // positions as parsePosition() reads them; empty: first and last
+  std::string output;
+  std::string format;  // "y4m", "raw", "png"; empty: by the output's name
+  int overlay = -1;    // bitmap subtitle stream, -1 none
+  bool skipErrors = false;
+};
+
+void describe(Arguments& arguments, Options& options) {
+  addPath(arguments, options.path);
+  addStream(arguments, options.stream, "Video stream");
+  addRange(arguments, options.from, options.to);
+  addOutput(arguments, options.output, "FILE.y4m, .yuv, .raw, .png (%05d numbers), FOLDER/ or -").mandatory();
+  arguments.add("--format", &options.format, "In place of what the name says").oneOf({"y4m", "raw", "png"});
+  addOverlay(arguments, options.overlay);
+  arguments.add("--skip-errors", &options.skipErrors, "Leave out pictures that cannot be decoded");
+}
+
+PictureFormat formatFor(Options const& options) {
   if (options.format == "y4m") return PictureFormat::Y4m;
   if (options.format == "raw") return PictureFormat::Raw;
   if (options.format == "png") return PictureFormat::Png;
@@ -47,9 +71,7 @@ std::unique_ptr<PictureSink> makeSink(PictureFormat format, fs::path const& outp
 
 // How to play what has no header.
 void describeRaw(AnyDict const& info) {
-  auto const code = static_cast<uint32_t>(info["FOURCC"].asInt32());
-  fmt::print(stderr, "raw pictures: {}{}{}{} {}x{}, {:.6g} frames/s\n", static_cast<char>(code),
-             static_cast<char>(code >> 8), static_cast<char>(code >> 16), static_cast<char>(code >> 24),
+  fmt::print(stderr, "raw pictures: {} {}x{}, {:.6g} frames/s\n", fourccText(info["FOURCC"].asInt32()),
              info["width"].asInt32(), info["height"].asInt32(), info["framerate"].asFramerate().rate());
 }
 
@@ -95,7 +117,7 @@ class PictureCopy {
         throw Failure(ExitCode::Read, failure.what(),
                       "to leave out pictures that cannot be decoded add --skip-errors");
       }
-      fmt::print(stderr, "kyhost: {}: left out\n", failure.what());
+      printMessage(std::string(failure.what()) + ": left out");
       progress_.advance();
       return false;
     }
@@ -108,9 +130,7 @@ class PictureCopy {
   int64_t written_ = 0;
 };
 
-}  // namespace
-
-void runFrames(Settings const& settings, FramesOptions const& options) {
+void run(Settings const& settings, Options const& options) {
   PictureFormat const format = formatFor(options);
   refuseToOverwriteInput(options.output, options.path);
   Plugin const plugin(settings);
@@ -138,6 +158,16 @@ void runFrames(Settings const& settings, FramesOptions const& options) {
                   fmt::format("{}: {} of {} frames could not be decoded", name, missing, range.size()),
                   "the others have been written");
   }
+}
+
+}  // namespace
+
+Command framesCommand() {
+  return makeCommand(
+      "frames", "Pictures as Y4M, raw or PNG",
+      "The name after -o decides what is written: one stream of pictures, or a PNG for each. A "
+      "picture that cannot be decoded ends the command, since no other may stand in its place.",
+      describe, run);
 }
 
 }  // namespace kyhost

@@ -4,12 +4,29 @@
 
 #include "kyhost/commands/commands.h"
 #include "kyhost/commands/params.h"
+#include "kyhost/commands/usual_arguments.h"
 #include "kyhost/session/failure.h"
+#include "kyhost/session/session.h"
 #include "kyhost/text/json_any.h"
 #include "kyhost/writers/output_file.h"
 
 namespace kyhost {
 namespace {
+
+struct Options {
+  std::string path;
+  std::string key;       // of the decoder, or "video0/width" of a stream
+  std::string argument;  // of the question, or empty
+  bool json = false;
+};
+
+void describe(Arguments& arguments, Options& options) {
+  addPath(arguments, options.path);
+  arguments.add("KEY", &options.key, "As tsStructure, or video0/width, audio1/channels, subtitle0/language")
+      .mandatory();
+  arguments.add("ARGUMENT", &options.argument, "Of the question: a number, or KIND,NUMBER of a stream");
+  addJson(arguments, options.json);
+}
 
 // "video0/width": a parameter of a stream.
 struct StreamKey {
@@ -45,7 +62,7 @@ Any argument(std::string const& text) {
   return text.empty() ? Any() : valueFromText(text);
 }
 
-Any asked(Session const& session, GetOptions const& options) {
+Any asked(Session const& session, Options const& options) {
   KyDecodePipe& pipe = session.pipe();
   Any value;
   if (auto const stream = streamKey(options.key)) {
@@ -60,17 +77,24 @@ Any asked(Session const& session, GetOptions const& options) {
   return value;
 }
 
-}  // namespace
-
-void runGet(Settings const& settings, GetOptions const& options) {
+void run(Settings const& settings, Options const& options) {
   Plugin const plugin(settings);
   Session const session(plugin, options.path, settings);
   Any const value = asked(session, options);
   if (!value.valid())
     throw Failure(ExitCode::Usage, options.path + ": '" + options.key + "' has no value for this file");
   OutputFile out("-");
-  out.write((options.json ? dumpJson(toJson(value)) : toLine(value)) + "\n");
+  out.write((options.json ? jsonText(value) : toLine(value)) + "\n");
   out.commit();
+}
+
+}  // namespace
+
+Command getCommand() {
+  return makeCommand("get", "One parameter of the decoder or of a stream",
+                     "KIND of a stream is 1 video, 2 audio or 4 subtitle. A key that is not there, or has no "
+                     "value for the file, ends with exit code 1.",
+                     describe, run);
 }
 
 }  // namespace kyhost

@@ -3,9 +3,11 @@
 #include <optional>
 
 #include "kyhost/commands/commands.h"
+#include "kyhost/commands/usual_arguments.h"
 #include "kyhost/session/failure.h"
 #include "kyhost/session/progress.h"
 #include "kyhost/session/readers.h"
+#include "kyhost/session/session.h"
 #include "kyhost/session/signals.h"
 #include "kyhost/session/stats.h"
 #include "kyhost/text/json_any.h"
@@ -14,6 +16,16 @@
 
 namespace kyhost {
 namespace {
+
+struct Options {
+  std::string path;
+  bool json = false;
+};
+
+void describe(Arguments& arguments, Options& options) {
+  addPath(arguments, options.path);
+  addJson(arguments, options.json);
+}
 
 // Hashes of one stream, given out as lines at once or collected for a document.
 class HashList {
@@ -24,17 +36,17 @@ class HashList {
     all_.add(hash.data(), hash.size());
     all_.add("\n", 1);
     if (json_) {
-      hashes_.push_back(hash);
+      hashes_.append(Any(hash));
     } else {
       out_.write(fmt::format("{} {} {}\n", tag_, number, hash));
     }
   }
 
   // `count`: pictures or samples read.
-  Json total(int64_t count) {
+  AnyDict total(int64_t count) {
     std::string const hash = all_.take();
     if (!json_) out_.write(fmt::format("{} total {} {}\n", tag_, count, hash));
-    return Json{{"count", count}, {"total", hash}, {"hashes", std::move(hashes_)}};
+    return {"count", count, "total", hash, "hashes", hashes_};
   }
 
  private:
@@ -42,7 +54,7 @@ class HashList {
   OutputFile& out_;
   bool json_;
   Md5 all_;
-  Json hashes_ = Json::array();
+  AnyVector hashes_;
 };
 
 class Hasher {
@@ -50,7 +62,7 @@ class Hasher {
   Hasher(Session const& session, Settings const& settings, OutputFile& out, bool json)
       : session_(session), settings_(settings), out_(out), json_(json) {}
 
-  Json video(int stream) {
+  AnyDict video(int stream) {
     VideoReader reader(session_, stream);
     HashList list(fmt::format("v{}", stream), out_, json_);
     Progress progress(fmt::format("video {}", stream), "frames", reader.frames(), settings_.quiet);
@@ -79,7 +91,7 @@ class Hasher {
     return list.total(count);
   }
 
-  Json audio(int stream) {
+  AnyDict audio(int stream) {
     AudioReader reader(session_, stream);
     HashList list(fmt::format("a{}", stream), out_, json_);
     Progress progress(fmt::format("audio {}", stream), "samples", reader.samples(), settings_.quiet);
@@ -126,21 +138,29 @@ class Hasher {
   int64_t frames_ = 0;
 };
 
-}  // namespace
-
-void runHash(Settings const& settings, HashOptions const& options) {
+void run(Settings const& settings, Options const& options) {
   Plugin const plugin(settings);
   Session const session(plugin, options.path, settings);
   OutputFile out("-");
   Hasher hasher(session, settings, out, options.json);
   Progress const watch({}, {}, 0, true);
-  Json document{{"file", options.path}, {"video", Json::array()}, {"audio", Json::array()}};
-  for (int i = 0; i < session.streams(kKindVideo); ++i) document["video"].push_back(hasher.video(i));
-  for (int i = 0; i < session.streams(kKindAudio); ++i) document["audio"].push_back(hasher.audio(i));
-  if (options.json) out.write(dumpJson(document) + "\n");
+  AnyVector video, audio;
+  for (int i = 0; i < session.streams(kKindVideo); ++i) video.append(hasher.video(i));
+  for (int i = 0; i < session.streams(kKindAudio); ++i) audio.append(hasher.audio(i));
+  if (options.json) out.write(jsonText(AnyDict("file", options.path, "video", video, "audio", audio)) + "\n");
   out.commit();
   printStats(session, settings, "frames", hasher.frames(), watch.seconds());
   if (hasher.damage()) throw Failure(*hasher.damage());
+}
+
+}  // namespace
+
+Command hashCommand() {
+  return makeCommand(
+      "hash", "MD5 of every frame and of every second of sound",
+      "A line for each, then the total of each stream. What cannot be decoded has the word error "
+      "in place of its hash.",
+      describe, run);
 }
 
 }  // namespace kyhost

@@ -5,15 +5,28 @@
 
 #include "host/frame.h"
 #include "kyhost/commands/commands.h"
+#include "kyhost/commands/usual_arguments.h"
 #include "kyhost/session/decoder_log.h"
+#include "kyhost/session/session.h"
 #include "kyhost/session/stats.h"
 #include "kyhost/text/dolby_text.h"
+#include "kyhost/text/fourcc_text.h"
 #include "kyhost/text/json_any.h"
 #include "kyhost/text/time_text.h"
 #include "kyhost/writers/output_file.h"
 
 namespace kyhost {
 namespace {
+
+struct Options {
+  std::string path;
+  bool json = false;
+};
+
+void describe(Arguments& arguments, Options& options) {
+  addPath(arguments, options.path);
+  addJson(arguments, options.json);
+}
 
 struct Group {
   KyStreamKind kind;
@@ -88,35 +101,22 @@ AnyDict streamFacts(Session const& session, KyStreamKind kind, int index) {
   return info;
 }
 
-Json document(Session const& session, AnyDict const& facts) {
+AnyDict document(Session const& session, AnyDict const& facts) {
   KyPlugin const& plugin = session.plugin().object();
-  Json out;
-  out["file"] = session.path().string();
-  out["plugin"] = {{"name", plugin.name()},
-                   {"displayName", plugin.displayName()},
-                   {"version", toJson(plugin.attrs()["version"])},
-                   {"versionDate", toJson(plugin.attrs()["versionDate"])}};
-  out["container"] = toJson(facts);
+  AnyDict out("file", session.path().string());
+  out.set("plugin", AnyDict("name", plugin.name(), "displayName", plugin.displayName(), "version",
+                            plugin.attrs()["version"], "versionDate", plugin.attrs()["versionDate"]));
+  out.set("container", facts);
   if (facts.contains("program_stream_flag"))
-    out["container"]["name"] = containerName(facts["program_stream_flag"].asInt32());
-  out["openSeconds"] = session.openSeconds();
+    out.child("container").set("name", containerName(facts["program_stream_flag"].asInt32()));
+  out.set("openSeconds", session.openSeconds());
   for (Group const& group : kGroups) {
-    Json streams = Json::array();
-    for (int i = 0; i < session.streams(group.kind); ++i)
-      streams.push_back(toJson(streamFacts(session, group.kind, i)));
-    out[group.key] = std::move(streams);
+    AnyVector& streams = out.childVector(group.key);
+    for (int i = 0; i < session.streams(group.kind); ++i) streams.append(streamFacts(session, group.kind, i));
   }
-  out["messages"] = takeUserMessages();
+  AnyVector& messages = out.childVector("messages");
+  for (std::string const& text : takeUserMessages()) messages.append(Any(text));
   return out;
-}
-
-std::string fourccText(int code) {
-  std::string text;
-  for (int shift = 0; shift < 32; shift += 8) {
-    char const character = static_cast<char>(static_cast<uint32_t>(code) >> shift);
-    text += character >= ' ' && character <= '~' ? character : '?';
-  }
-  return text;
 }
 
 std::string languageText(Any const& code) {
@@ -141,7 +141,7 @@ std::string headline(KyStreamKind kind, AnyDict const& info) {
                        timeText(info["duration"].asDouble()),
                        languageText(info.descendant("languageDescriptor.ISO_639_language_code", nullptr)));
   }
-  if (info["type"].asInt32() == 4) return "closed captions";
+  if (info["type"].asInt32() == kTypeCaptions) return "closed captions";
   return (info.contains("subType") ? toLine(info["subType"]) : "subtitles") + languageText(info["language"]);
 }
 
@@ -190,16 +190,22 @@ std::string table(Session const& session, AnyDict const& facts) {
   return out;
 }
 
-}  // namespace
-
-void runInfo(Settings const& settings, InfoOptions const& options) {
+void run(Settings const& settings, Options const& options) {
   Plugin const plugin(settings);
   Session const session(plugin, options.path, settings);
   AnyDict const facts = containerFacts(session);
   OutputFile out("-");
-  out.write(options.json ? dumpJson(document(session, facts)) + "\n" : table(session, facts));
+  out.write(options.json ? jsonText(document(session, facts)) + "\n" : table(session, facts));
   out.commit();
   printStats(session, settings, "", 0, 0.0);
+}
+
+}  // namespace
+
+Command infoCommand() {
+  return makeCommand("info", "What the file holds",
+                     "Facts about the whole file, then every key of every stream's description.", describe,
+                     run);
 }
 
 }  // namespace kyhost

@@ -6,9 +6,12 @@
 
 #include "host/util.h"
 #include "kyhost/commands/commands.h"
+#include "kyhost/commands/usual_arguments.h"
 #include "kyhost/pictures/rgb_picture.h"
 #include "kyhost/pictures/subtitle_picture.h"
 #include "kyhost/session/failure.h"
+#include "kyhost/session/messages.h"
+#include "kyhost/session/session.h"
 #include "kyhost/session/signals.h"
 #include "kyhost/text/time_text.h"
 #include "kyhost/writers/output_file.h"
@@ -19,7 +22,19 @@ namespace fs = std::filesystem;
 namespace kyhost {
 namespace {
 
-constexpr int kCaptions = 4;  // "type" of a closed-caption stream
+struct Options {
+  std::string path;
+  int stream = 0;
+  std::string output;
+};
+
+void describe(Arguments& arguments, Options& options) {
+  addPath(arguments, options.path);
+  addStream(arguments, options.stream, "Subtitle stream");
+  addOutput(arguments, options.output,
+            "FILE.srt, .ass, .ssa or -; for pictures FOLDER/ or FILE.png (%05d numbers)")
+      .mandatory();
+}
 
 // The ending of a text of that kind, or null for pictures.
 char const* textEnding(std::string const& subType) {
@@ -79,7 +94,7 @@ void writePictures(std::string const& name, AnyDict const& info, std::string con
                              picture.frame->width, picture.frame->height));
     } catch (Failure const& failure) {
       if (failure.code() != ExitCode::Read) throw;
-      fmt::print(stderr, "kyhost: {}: picture {}: {}: left out\n", name, file.number, failure.what());
+      printMessage(fmt::format("{}: picture {}: {}: left out", name, file.number, failure.what()));
       ++failed;
     }
   }
@@ -91,16 +106,14 @@ void writePictures(std::string const& name, AnyDict const& info, std::string con
   }
 }
 
-}  // namespace
-
-void runSubs(Settings const& settings, SubsOptions const& options) {
+void run(Settings const& settings, Options const& options) {
   refuseToOverwriteInput(options.output, options.path);
   Plugin const plugin(settings);
   Session const session(plugin, options.path, settings);
   session.requireStream(kKindSubpic, options.stream);
   AnyDict const info = session.info(kKindSubpic, options.stream);
   std::string const name = session.name(kKindSubpic, options.stream);
-  if (info["type"].asInt32() == kCaptions)
+  if (info["type"].asInt32() == kTypeCaptions)
     throw Failure(ExitCode::Usage, fmt::format("{}: closed captions lie in the pictures", name));
   if (!info.contains("subtitles")) {
     throw Failure(ExitCode::Usage, fmt::format("{}: its pictures are drawn by the decoder alone", name),
@@ -111,6 +124,17 @@ void runSubs(Settings const& settings, SubsOptions const& options) {
   } else {
     writePictures(name, info, options.output);
   }
+}
+
+}  // namespace
+
+Command subsCommand() {
+  return makeCommand(
+      "subs", "Subtitles as text or as PNG",
+      "Text is written as the file holds it, in a file of its kind; bitmaps of DXSA and DXSB "
+      "streams as PNG with transparency, with a line for each on standard output: file, begin, "
+      "end, left, top, width, height.",
+      describe, run);
 }
 
 }  // namespace kyhost

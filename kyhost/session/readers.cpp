@@ -14,8 +14,6 @@ namespace {
 // whole block in which a track ends, so blocks are short.
 constexpr int kBlocksPerSecond = 25;
 
-constexpr int kTypeBitmaps = 2;  // "type" of a subtitle stream that the decoder can draw
-
 void select(Session const& session, KyStreamKind kind, int stream) {
   session.requireStream(kind, stream);
   if (session.pipe().selectStream(kind, stream) != 0)

@@ -1,26 +1,17 @@
-// The plug-in and a file opened through it.
+// The plug-in and a file opened through it: a file name and settings come in, an opened file with its
+// readers, or a Failure that says what to do, goes out.
 #pragma once
 
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "host/any.h"
 #include "host/codec.h"
 #include "host/plugin.h"
+#include "kyhost/session/settings.h"
 
 namespace kyhost {
-
-struct Settings {
-  std::filesystem::path plugin;  // empty: looked for beside the program
-  AnyDict module;                // module attributes, set before a decoder is made
-  AnyDict pipe;                  // decoder parameters, set before the file is opened
-  int threads = 0;               // of the decoder; 0: one for each processor
-  std::optional<int> debug;      // mask of debug levels to be shown
-  bool stats = false;
-  bool quiet = false;
-};
 
 // The loaded plug-in. Outlives its sessions. One thread.
 class Plugin {
@@ -75,6 +66,10 @@ class Session {
   std::unique_ptr<KyDecodePipe> pipe_;
   double openSeconds_ = 0.0;
 };
+
+// "type" in the description of a subtitle stream: one that the decoder draws, and closed captions, which lie
+// in the pictures.
+constexpr int kTypeBitmaps = 2, kTypeCaptions = 4;
 
 char const* kindName(KyStreamKind kind);  // "video", "audio", "subtitle"
 

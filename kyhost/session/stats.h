@@ -11,13 +11,17 @@
 
 namespace kyhost {
 
+inline double perSecond(int64_t count, double seconds) {
+  return seconds > 0.0 ? static_cast<double>(count) / seconds : 0.0;
+}
+
 inline void printStats(Session const& session, Settings const& settings, std::string_view unit, int64_t count,
                        double seconds) {
   if (!settings.stats) return;
   fmt::print(stderr, "opened in {:.3f} s\n", session.openSeconds());
   if (count > 0) {
-    fmt::print(stderr, "{} {} in {:.3f} s, {:.1f} {}/s\n", count, unit, seconds,
-               seconds > 0.0 ? static_cast<double>(count) / seconds : 0.0, unit);
+    fmt::print(stderr, "{} {} in {:.3f} s, {:.1f} {}/s\n", count, unit, seconds, perSecond(count, seconds),
+               unit);
   }
   Any memory;
   if (session.pipe().getParam("memoryEstimateKB", memory) == 0 && memory.asInt32() > 0)

@@ -3,11 +3,13 @@
 #include <fmt/format.h>
 
 #include <cmath>
-
-#include "host/text.h"
+#include <nlohmann/json.hpp>
 
 namespace kyhost {
 namespace {
+
+// Keeps the order of a dictionary's keys.
+using Json = nlohmann::ordered_json;
 
 std::string hexOf(void const* data, int size) {
   auto const* const bytes = static_cast<unsigned char const*>(data);
@@ -30,7 +32,7 @@ std::string lineOf(KyFramerate const& rate) {
   return out;
 }
 
-}  // namespace
+Json toJson(AnyDict const& value);
 
 Json toJson(Any const& value) {
   switch (value.kind()) {
@@ -39,9 +41,8 @@ Json toJson(Any const& value) {
     case Any::kInt64:
       return value.asInt64();
     case Any::kString:
-      return value.asString();
     case Any::kWString:
-      return KyText::toUtf8(value.asWString());
+      return value.asString();
     case Any::kDouble:
     case Any::kFloat:
       return number(value.asDouble());
@@ -77,16 +78,20 @@ Json toJson(AnyDict const& value) {
   return out;
 }
 
-std::string dumpJson(Json const& document) {
-  return document.dump(2, ' ', false, Json::error_handler_t::replace);
+// `indent` -1: on one line.
+std::string dumped(Json const& document, int indent) {
+  return document.dump(indent, ' ', false, Json::error_handler_t::replace);
 }
+
+}  // namespace
+
+std::string jsonText(Any const& value) { return dumped(toJson(value), 2); }
 
 std::string toLine(Any const& value) {
   switch (value.kind()) {
     case Any::kString:
-      return value.asString();
     case Any::kWString:
-      return KyText::toUtf8(value.asWString());
+      return value.asString();
     case Any::kDouble:
     case Any::kFloat:
       return fmt::format("{:.10g}", value.asDouble());
@@ -97,7 +102,7 @@ std::string toLine(Any const& value) {
     case Any::kInvalid:
       return "-";
     default:
-      return toJson(value).dump(-1, ' ', false, Json::error_handler_t::replace);
+      return dumped(toJson(value), -1);
   }
 }
 

@@ -1,23 +1,16 @@
-// Values of the host as JSON and as text for people.
+// Values of the host come in, JSON and text for people go out.
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
 
 #include "host/any.h"
 
 namespace kyhost {
 
-// Keeps the order of a dictionary's keys.
-using Json = nlohmann::ordered_json;
-
 // Frame rates become {"rate", "order", "dropFrame", "pulldown"}, pairs and vectors arrays, bytes lower-case
-// hex, wide text UTF-8. Invalid values, addresses and numbers that are not finite become null.
-Json toJson(Any const& value);
-Json toJson(AnyDict const& value);
-
-// JSON text of a whole document; bytes that are no UTF-8 are replaced.
-std::string dumpJson(Json const& document);
+// hex, wide text UTF-8. Invalid values, addresses and numbers that are not finite become null; keys keep
+// their order. Bytes of a text that are no UTF-8 are replaced. Indented by two blanks a level.
+std::string jsonText(Any const& value);
 
 // One value on one line.
 std::string toLine(Any const& value);

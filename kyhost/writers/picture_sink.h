@@ -1,4 +1,5 @@
-// Where pictures go.
+// What a command read comes in: pictures here, samples in wav_writer.h, text and bytes in output_file.h;
+// files that are complete or absent go out.
 #pragma once
 
 #include <cstdint>
