@@ -5,10 +5,12 @@
 #include <cstdio>
 #include <exception>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "kyhost/commands/command_line.h"
 #include "kyhost/commands/commands.h"
+#include "kyhost/commands/man_page.h"
 #include "kyhost/commands/params.h"
 #include "kyhost/session/decoder_log.h"
 #include "kyhost/session/memory_io.h"
@@ -117,6 +119,11 @@ void printRemarks(bool quiet) {
 int run(int argc, char** argv) {
   GlobalOptions options;
   Program const program = describe(options);
+  // For the build, which makes the manual page: no help shows it.
+  if (argc == 2 && std::string_view(argv[1]) == "--help-man") {
+    std::fputs(manPage(program).c_str(), stdout);
+    return static_cast<int>(ExitCode::Ok);
+  }
   Call const call = readCommandLine(argc, argv, program, [&] { return versions(program, options.plugin); });
   if (!call.command) return static_cast<int>(call.code);
   try {

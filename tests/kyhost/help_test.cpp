@@ -1,4 +1,4 @@
-// What the program says about itself: help and versions.
+// What the program says about itself: help, versions and the manual page.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -31,6 +31,14 @@ Lines wordsBelow(std::string const& help, std::string const& heading) {
     if (line->starts_with("  ") && !line->starts_with("   "))
       words.push_back(line->substr(2, line->find(' ', 2) - 2));
   return words;
+}
+
+// "-o" and "--output" of "-o,--output".
+Lines namesOf(std::string const& word) {
+  Lines names;
+  std::istringstream in(word);
+  for (std::string name; std::getline(in, name, ',');) names.push_back(name);
+  return names;
 }
 
 constexpr char const* kFooter =
@@ -134,5 +142,87 @@ TEST(Version, WithoutAPlugin_IsThatOfTheRest) {
   EXPECT_EQ(run.errors, "");
   EXPECT_EQ(linesOf(run.output), libraryVersions());
 }
+
+std::string manPage() { return kyhost("--help-man").output; }
+
+// From the line that is `heading` to the next heading of its level or above.
+std::string manSection(std::string const& page, std::string const& heading) {
+  size_t const begin = page.find(heading + "\n");
+  if (begin == std::string::npos) return {};
+  size_t const end = std::min(page.find("\n.SS ", begin), page.find("\n.SH ", begin));
+  return page.substr(begin, end - begin);
+}
+
+void expectOptions(std::string const& help, std::string const& section) {
+  Lines words = wordsBelow(help, "Options:");
+  EXPECT_GE(words.size(), 2U) << help;
+  for (std::string const& word : words) {
+    for (std::string const& name : namesOf(word)) {
+      // Each command has it, and the page tells it once.
+      if (name == "-h" || name == "--help") continue;
+      std::string const bold = "\\fB" + std::regex_replace(name, std::regex("-"), "\\-") + "\\fR";
+      EXPECT_NE(section.find(bold), std::string::npos) << name << " in\n" << section;
+    }
+  }
+}
+
+TEST(ManPage, HasEveryOptionThatHelpShows) {
+  std::string const page = manPage();
+  expectOptions(kyhost("--help").output, manSection(page, ".SH OPTIONS"));
+  EXPECT_NE(page.find("\\fB\\-h\\fR, \\fB\\-\\-help\\fR"), std::string::npos);
+  for (std::string const& command : kCommands)
+    expectOptions(kyhost(command + " --help").output, manSection(page, ".SS " + command));
+}
+
+TEST(ManPage, HasTheSectionsThatReadersLookFor) {
+  std::string const page = manPage();
+  EXPECT_TRUE(page.starts_with(".TH KYHOST 1 \"\" \"kyhost " KY_VERSION "\" ")) << page.substr(0, 80);
+  size_t at = 0;
+  for (char const* name : {"NAME", "SYNOPSIS", "DESCRIPTION", "OPTIONS", "COMMANDS", "EXIT STATUS",
+                           "EXAMPLES", "FILES", "ENVIRONMENT"}) {
+    size_t const next = page.find(std::string("\n.SH ") + name + "\n", at);
+    ASSERT_NE(next, std::string::npos) << name;
+    at = next;
+  }
+}
+
+TEST(ManPage, TellsEveryExitCodeThatHelpTells) {
+  std::string const section = manSection(manPage(), ".SH EXIT STATUS");
+  std::string const help = kyhost("--help").output;
+  std::string codes = help.substr(help.find("Exit codes:"));
+  std::regex const code(R"((\d) (?:the )?([a-z -]+)[,.])");
+  int found = 0;
+  for (std::sregex_iterator it(codes.begin(), codes.end(), code), end; it != end; ++it, ++found) {
+    std::string const text = std::regex_replace((*it).str(2).substr(1), std::regex("-"), "\\-");
+    EXPECT_NE(section.find("\\fB" + (*it).str(1) + "\\fR\n"), std::string::npos) << (*it).str();
+    EXPECT_NE(section.find(text + "."), std::string::npos) << text;
+  }
+  EXPECT_EQ(found, 6);
+}
+
+TEST(ManPage, IsSetWithoutAWarning) {
+  if (shell("command -v groff").code != 0) GTEST_SKIP() << "groff is not installed";
+  Outcome const run = shell(kyhostCommand("--help-man") + " | groff -man -ww -Tascii -P-cbou");
+  EXPECT_EQ(run.code, 0);
+  EXPECT_EQ(run.errors, "");
+  EXPECT_NE(run.output.find("ENVIRONMENT"), std::string::npos);
+}
+
+// No example or environment variable that the program does not know.
+TEST(ManPage, ExamplesAreCallsThatTheProgramUnderstands) {
+  Folder const folder;
+  std::string const section = manSection(manPage(), ".SH EXAMPLES");
+  std::regex const example(R"(\\fB(kyhost [^|\n]*?)(?: \||\\fR))");
+  int found = 0;
+  for (std::sregex_iterator it(section.begin(), section.end(), example), end; it != end; ++it, ++found) {
+    std::string const call = std::regex_replace((*it).str(1), std::regex(R"(\\-)"), "-").substr(7);
+    Outcome const run = shell("cd " + folder.path().string() + " && " + scriptedCommand(call));
+    // Their file is not there; arguments that are wrong end with 1.
+    EXPECT_EQ(run.code, 3) << call << "\n" << run.errors;
+  }
+  EXPECT_GE(found, 5);
+}
+
+TEST(ManPage, OfTheBuild_IsWhatTheProgramWrites) { EXPECT_EQ(fileText(KY_MAN_PAGE), manPage()); }
 
 }  // namespace
