@@ -143,6 +143,13 @@ TEST(Version, WithoutAPlugin_IsThatOfTheRest) {
   EXPECT_EQ(linesOf(run.output), libraryVersions());
 }
 
+TEST(Version, OfAPluginThatRefuses_IsThatOfTheRest) {
+  Outcome const run = shell("SCRIPTED_REFUSES=1 " + scriptedCommand("--version"));
+  EXPECT_EQ(run.code, 0);
+  EXPECT_EQ(run.errors, "");
+  EXPECT_EQ(linesOf(run.output), libraryVersions());
+}
+
 std::string manPage() { return kyhost("--help-man").output; }
 
 // From the line that is `heading` to the next heading of its level or above.

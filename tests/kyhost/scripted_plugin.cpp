@@ -184,7 +184,10 @@ class ScriptedModule : public KyModule {
 }  // namespace
 
 extern "C" KY_API KyPlugin* plugin_init() {
-  if (std::getenv("SCRIPTED_REFUSES")) return nullptr;
+  if (std::getenv("SCRIPTED_REFUSES")) {
+    ky_dbg()->error("scripted: refuses");
+    return nullptr;
+  }
   static KyPlugin plugin("scripted", "Scripted decoder");
   if (plugin.nrModules() == 0) plugin.addModule(new ScriptedModule, nullptr);
   return &plugin;
