@@ -62,14 +62,10 @@ void VideoReader::showSubtitles(int subtitle) {
     throw Failure(ExitCode::Read, session_.describe(kKindVideo, stream_,
                                                     fmt::format("subtitles {} cannot be drawn", subtitle)));
   }
-  std::string const has = bitmaps == 0 ? "the file has no bitmap subtitle streams"
-                          : bitmaps == 1
-                              ? "the file has one bitmap subtitle stream, number 0"
-                              : fmt::format("the file has bitmap subtitle streams 0 to {}", bitmaps - 1);
-  throw Failure(
-      ExitCode::Usage,
-      fmt::format("{}: no bitmap subtitle stream {} to draw: {}", session_.path().string(), subtitle, has),
-      entries > bitmaps ? "closed captions and text subtitles cannot be drawn" : "");
+  throw Failure(ExitCode::Usage,
+                fmt::format("{}: no bitmap subtitle stream {} to draw: {}", session_.path().string(),
+                            subtitle, streamsThere("bitmap subtitle", bitmaps)),
+                entries > bitmaps ? "closed captions and text subtitles cannot be drawn" : "");
 }
 
 AudioReader::AudioReader(Session const& session, int stream) : session_(session), stream_(stream) {

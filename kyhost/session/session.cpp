@@ -53,6 +53,12 @@ char const* kindName(KyStreamKind kind) {
   return kind == kKindVideo ? "video" : kind == kKindAudio ? "audio" : "subtitle";
 }
 
+std::string streamsThere(std::string const& kind, int count) {
+  if (count == 0) return fmt::format("the file has no {} streams", kind);
+  if (count == 1) return fmt::format("the file has one {} stream, number 0", kind);
+  return fmt::format("the file has {} streams 0 to {}", kind, count - 1);
+}
+
 void Plugin::Unload::operator()(void* library) const { dlclose(library); }
 
 Plugin::Plugin(Settings const& settings) {
@@ -157,12 +163,8 @@ AnyDict Session::info(KyStreamKind kind, int index) const {
 void Session::requireStream(KyStreamKind kind, int index) const {
   int const count = streams(kind);
   if (index >= 0 && index < count) return;
-  std::string const has = count == 0 ? fmt::format("the file has no {} streams", kindName(kind))
-                          : count == 1
-                              ? fmt::format("the file has one {} stream, number 0", kindName(kind))
-                              : fmt::format("the file has {} streams 0 to {}", kindName(kind), count - 1);
-  throw Failure(ExitCode::Usage,
-                fmt::format("{}: no {} stream {}: {}", path_.string(), kindName(kind), index, has));
+  throw Failure(ExitCode::Usage, fmt::format("{}: no {} stream {}: {}", path_.string(), kindName(kind), index,
+                                             streamsThere(kindName(kind), count)));
 }
 
 std::string Session::name(KyStreamKind kind, int index) const {

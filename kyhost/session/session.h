@@ -73,4 +73,7 @@ constexpr int kTypeBitmaps = 2, kTypeCaptions = 4;
 
 char const* kindName(KyStreamKind kind);  // "video", "audio", "subtitle"
 
+// "the file has audio streams 0 to 3", for messages about one that it does not have.
+std::string streamsThere(std::string const& kind, int count);
+
 }  // namespace kyhost
