@@ -2,7 +2,7 @@
 #pragma once
 
 #include "dmfdemux/dmfdemux.h"
-#include "mpegdecode/mpeginutil.h"
+#include "mpegdecode/stream.h"
 
 // Gives the first of `streams` whose identifier is `stream` and whose program is `title` the language of that
 // DMF audio stream: "languageDescriptor" with "ISO_639_language_code". What is missing is logged.

@@ -3,7 +3,7 @@
 
 #include "dmfdemux/dmfdemux.h"
 #include "host/any.h"
-#include "mpegdecode/mpeginutil.h"
+#include "mpegdecode/stream.h"
 
 // Opens the file a second time, appends one entry per text or bitmap subtitle stream to `subpics` and gives
 // the languages to the streams of `streams`. -1 when the file cannot be opened or described, after a warning.

@@ -7,7 +7,7 @@
 
 #include "host/codec.h"
 #include "host/frame.h"
-#include "mpegdecode/mpeginutil.h"
+#include "mpegdecode/stream.h"
 
 class MpegInDec : public KyDecodePipe {
  public:

@@ -3,7 +3,7 @@
 
 #include "host/failure.h"
 #include "host/pcm.h"
-#include "mpegdecode/mpeginutil.h"
+#include "mpegdecode/stream.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 
 #include "host/colour.h"
 #include "host/framerate.h"
-#include "mpegdecode/mpeginutil.h"
+#include "mpegdecode/stream.h"
 #include "tests/support/media.h"
 #include "tests/support/plugin_host.h"
 #include "tests/support/recording.h"

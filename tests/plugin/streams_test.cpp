@@ -10,7 +10,7 @@
 #include "host/failure.h"
 #include "mpegdecode/dolbytracker.h"
 #include "mpegdecode/libcalls.h"
-#include "mpegdecode/mpeginutil.h"
+#include "mpegdecode/stream.h"
 
 namespace {
 

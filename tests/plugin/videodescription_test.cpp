@@ -3,7 +3,7 @@
 
 #include "host/colour.h"
 #include "host/failure.h"
-#include "mpegdecode/mpeginutil.h"
+#include "mpegdecode/stream.h"
 
 namespace {
 

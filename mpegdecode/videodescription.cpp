@@ -5,7 +5,7 @@
 #include "host/failure.h"
 #include "host/util.h"
 #include "mpegdecode/frameaspect.h"
-#include "mpegdecode/mpeginutil.h"
+#include "mpegdecode/stream.h"
 
 namespace {
 

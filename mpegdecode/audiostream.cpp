@@ -3,7 +3,7 @@
 #include "host/failure.h"
 #include "mpegdecode/audiorules.h"
 #include "mpegdecode/dolbytracker.h"
-#include "mpegdecode/mpeginutil.h"
+#include "mpegdecode/stream.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "mpegdecode/mpeginutil.h"
+#include "mpegdecode/stream.h"
 
 #include <algorithm>
 #include <cstddef>
