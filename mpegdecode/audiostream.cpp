@@ -2,8 +2,8 @@
 
 #include "host/failure.h"
 #include "mpegdecode/audiorules.h"
+#include "mpegdecode/audiostream.h"
 #include "mpegdecode/dolbytracker.h"
-#include "mpegdecode/stream.h"
 
 namespace {
 
@@ -40,7 +40,7 @@ MpegInAudioStream::MpegInAudioStream(MpegIn const& file, int streamIndex) : Mpeg
   int number = streamIndex;
   for (int i = 0; i < kAudioFormats && number >= 0; ++i) {
     if (number < file.nAudio[i]) {
-      name = nameOfFormat(file, i);
+      name_ = nameOfFormat(file, i);
       format = i;
       formatIndex = number;
       if (file.audioId[i]) setIdentity(file.audioId[i][number]);
@@ -51,43 +51,70 @@ MpegInAudioStream::MpegInAudioStream(MpegIn const& file, int streamIndex) : Mpeg
   kyExceptionFail("./mpegdecode/mpeginutil(280)", nullptr);
 }
 
-MpegInAudioStream::~MpegInAudioStream() = default;
+MpegInAudioStream::~MpegInAudioStream() { MpegInAudioStream::close(); }
 
-bool MpegInAudioStream::isDolby() const { return std::string_view(static_cast<char*>(name)) == "Dolby"; }
+void MpegInAudioStream::close() {
+  decoder_.reset();
+  pcm.reset();
+  scratch.reset();
+  blocks.reset();
+  tracker.reset();
+  carry.clear();
+  carrySamples = 0;
+  syncDelaySamples = 0;
+  selected_ = false;
+}
+
+bool MpegInAudioStream::isDolby() const { return std::string_view(static_cast<char*>(name_)) == "Dolby"; }
 
 void MpegInAudioStream::refreshIdentity() {
   // QuickTime PCM keeps the identity that was found at construction.
-  if (format < 0 || !decoder || name == Any("QT_PCM")) return;
-  if (formatIndex < decoder->nAudio[format] && decoder->audioId[format])
-    setIdentity(decoder->audioId[format][formatIndex]);
+  if (format < 0 || !decoder_ || name_ == Any("QT_PCM")) return;
+  if (formatIndex < decoder_->nAudio[format] && decoder_->audioId[format])
+    setIdentity(decoder_->audioId[format][formatIndex]);
 }
 
 void MpegInAudioStream::store() {
   static MpegIn const none{};
-  if (!decoder) kyExceptionFail("./mpegdecode/mpeginutil(288)", nullptr);
-  MpegAudioInfo const& audio = (decoder ? *decoder : none).audio;
+  if (!decoder_) kyExceptionFail("./mpegdecode/mpeginutil(288)", nullptr);
+  MpegAudioInfo const& audio = (decoder_ ? *decoder_ : none).audio;
 
-  info.set("codec", name);
-  info.set("audioCodec", name);
+  info_.set("codec", name_);
+  info_.set("audioCodec", name_);
   refreshIdentity();
-  AnyDict& codecParams = info.child("codecParams");
+  AnyDict& codecParams = info_.child("codecParams");
   codecParams.clear();
-  codecParams.set("id", static_cast<int>(id));
-  codecParams.set("sub_id", static_cast<int>(subId));
-  codecParams.set("pid", static_cast<int>(pid));
-  codecParams.set("program_number", static_cast<int>(programNumber));
+  codecParams.set("id", static_cast<int>(identity().id));
+  codecParams.set("sub_id", static_cast<int>(identity().subId));
+  codecParams.set("pid", static_cast<int>(identity().pid));
+  codecParams.set("program_number", static_cast<int>(identity().program));
   codecParams.set("firstAPTS", Any(static_cast<long>(audio.firstPts)));
-  info.set("samplerate", audio.rate);
-  info.set("bitsPerSample", audio.bits);
+  info_.set("samplerate", audio.rate);
+  info_.set("bitsPerSample", audio.bits);
   // The buffer was made for them, where there is one.
-  info.set("bytesPerSample", pcm ? pcm->bytesPerSample() : bytesPerSample(audio.bits));
-  if (isDolby() && audio.bits == 32) info.set("actualBitsPerSample", 24);
-  info.set("channels", audio.channels);
-  info.set("aBitrate", audio.bitRate);
+  info_.set("bytesPerSample", pcm ? pcm->bytesPerSample() : bytesPerSample(audio.bits));
+  if (isDolby() && audio.bits == 32) info_.set("actualBitsPerSample", 24);
+  info_.set("channels", audio.channels);
+  info_.set("aBitrate", audio.bitRate);
   sampleCount = audio.samples;
-  info.set("samples", Any(static_cast<long>(sampleCount)));
+  info_.set("samples", Any(static_cast<long>(sampleCount)));
   double const seconds = static_cast<double>(sampleCount) / audio.rate;
-  info.set("aDuration", seconds);
-  info.set("duration", seconds);
-  info.set("_explicitDRC", 0);
+  info_.set("aDuration", seconds);
+  info_.set("duration", seconds);
+  info_.set("_explicitDRC", 0);
+}
+
+void selectAudioStream(MpegSettings& settings, MpegIn const& counts, int streamIndex) {
+  std::fill(std::begin(settings.audioStream), std::end(settings.audioStream), 0);
+  int number = streamIndex;
+  if (number >= 0) {
+    for (int format = 0; format < kAudioFormats; ++format) {
+      if (number < counts.nAudio[format]) {
+        settings.audioStream[format] = number + 1;
+        return;
+      }
+      number -= counts.nAudio[format];
+    }
+  }
+  kyExceptionFail("./mpegdecode/mpeginutil(918)", nullptr);
 }

@@ -30,10 +30,10 @@ int MpegInDec::openAudio(MpegInAudioStream& stream, MpegIn const& file) {
   instance->io = streamIo(file);
 
   MpegSettings& set = instance->set;
-  set.searchMode = stream.index != 0 || file.titleIsDvd ? params_.searchMode : 2;
+  set.searchMode = stream.index() != 0 || file.titleIsDvd ? params_.searchMode : 2;
   set.decodingMode = kDecodeSamples;
   instance->fileName = nullptr;
-  selectAudioStream(set, file, stream.index);
+  selectAudioStream(set, file, stream.index());
   bool const withVideo = avSync_ && file.nVideo > 0;
   if (withVideo) ky_dbg()->info("[%s] Opening video in audio decoder instance to maintain AV Sync", name());
   set.decodeVideo[0] = set.decodeVideo[1] = withVideo;
@@ -53,12 +53,12 @@ int MpegInDec::openAudio(MpegInAudioStream& stream, MpegIn const& file) {
     }
   }
   if (int const result = createPcm(stream, *instance)) return result;
-  stream.decoder = instance.release();
-  stream.endOfStream = false;
+  stream.decoder_.own(std::move(instance));
+  stream.endOfStream_ = false;
   stream.store();
-  if (stream.isDolby() && !stream.decoder->smartRenderOnly && dolbyTrackerWanted()) {
-    stream.tracker = std::make_unique<DolbyMetadataTracker>((stream.decoder->audio.bits + 7) / 8);
-    stream.tracker->remember(stream.info.descendant("codecParams", "dolbyMeta0", nullptr));
+  if (stream.isDolby() && !stream.decoder()->smartRenderOnly && dolbyTrackerWanted()) {
+    stream.tracker = std::make_unique<DolbyMetadataTracker>((stream.decoder()->audio.bits + 7) / 8);
+    stream.tracker->remember(stream.info().descendant("codecParams", "dolbyMeta0", nullptr));
   }
   return 0;
 }
@@ -75,7 +75,7 @@ int MpegInDec::startAudio(MpegInAudioStream& stream, MpegIn& instance) {
     mpegInClose(&instance);
   }
   if (canPassThrough(stream)) return passThrough(stream, instance);
-  return _setErr(kResultError, "Failed to decode audio stream #%d.", stream.index);
+  return _setErr(kResultError, "Failed to decode audio stream #%d.", stream.index());
 }
 
 int MpegInDec::passThrough(MpegInAudioStream const& stream, MpegIn& instance) {
@@ -92,14 +92,14 @@ int MpegInDec::passThrough(MpegInAudioStream const& stream, MpegIn& instance) {
   }
   return stream.isDolby()
              ? _setErr(kResultError, "Failed to pass audio stream #%d through without Dolby decoder.",
-                       stream.index)
+                       stream.index())
              : _setErr(kResultError, "Failed to pass audio stream #%d through without DTS decoder.",
-                       stream.index);
+                       stream.index());
 }
 
 int MpegInDec::prepareDecoding(MpegInAudioStream& stream, MpegIn& instance) {
-  if (instance.audio.mpegAudio != 0) stream.name = "MPEG";
-  std::string const format = stream.name.asString();
+  if (instance.audio.mpegAudio != 0) stream.name_ = "MPEG";
+  std::string const format = stream.name().asString();
   if (params_.preferredSampleFormat != 0) {
     if (setPreferredSampleFormat(format, instance, params_.preferredSampleFormat) != 0)
       ky_dbg()->log(kLogTrace, "[mpegdec] Failed to set preferred sample format");
@@ -109,9 +109,10 @@ int MpegInDec::prepareDecoding(MpegInAudioStream& stream, MpegIn& instance) {
   }
   if (guardedSeekSample(&instance, 0) != 0)
     return _setErr(kResultError, "Failed to decode audio stream %d - mpeginSeekSample64 failed",
-                   stream.index);
+                   stream.index());
   if (stream.isDolby() && checkDolbyCodingMode(instance) != 0)
-    return setError(kResultError, "Failed to open audio stream #%d: unsupported Dolby stream", stream.index);
+    return setError(kResultError, "Failed to open audio stream #%d: unsupported Dolby stream",
+                    stream.index());
   return 0;
 }
 

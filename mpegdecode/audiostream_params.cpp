@@ -108,7 +108,7 @@ int MpegInDec::getStreamParam(int kind, int index, char const* key, Any& value) 
   }
   switch (kind) {
     case kKindVideo: {
-      AnyDict const& info = video(index)->info;
+      AnyDict const& info = video_.at(index)->info();
       if (std::string_view(key) == "subpicOverlay")
         value = info["_displaySubpics"].asInt32() != 0 && info["_subpicOverlay"].isInt32()
                     ? info["_subpicOverlay"].asInt32()
@@ -118,9 +118,9 @@ int MpegInDec::getStreamParam(int kind, int index, char const* key, Any& value) 
       return 0;
     }
     case kKindAudio:
-      return getAudioParam(*audio(index), index, key, value);
+      return getAudioParam(*audio_.at(index), index, key, value);
     case kKindSubpic:
-      value = subpic(index)->info[key];
+      value = subpic_.at(index)->info()[key];
       return 0;
     default:
       value.invalidate();
@@ -135,7 +135,7 @@ int MpegInDec::getAudioParam(MpegInAudioStream const& stream, int index, char co
     for (DolbyRecord const& record : kDolbyRecords) {
       if (wanted != record.key) continue;
       std::vector<unsigned char> buffer(static_cast<size_t>(record.size));
-      guardedAudioAuxinfo(stream.decoder, record.request, buffer.data(), record.size);
+      guardedAudioAuxinfo(stream.decoder(), record.request, buffer.data(), record.size);
       value.set(buffer.data(), record.size);
       return 0;
     }
@@ -145,22 +145,22 @@ int MpegInDec::getAudioParam(MpegInAudioStream const& stream, int index, char co
       return 0;
     }
   }
-  value = stream.info[key];
+  value = stream.info()[key];
   if (!value.valid()) ky_dbg()->warning("[%s] Failed to get %s for stream #%d", name(), key, index);
   return 0;
 }
 
 Any MpegInDec::channelName(int streamIndex, int channel) const {
-  MpegInAudioStream const* const stream = audio(streamIndex);
+  MpegInAudioStream const* const stream = audio_.at(streamIndex);
   if (!stream) {
     char text[32];
     std::snprintf(text, sizeof text, "Error: invalid stream %d", streamIndex);
     return text;
   }
-  int const channels = stream->info["channels"].asInt32();
+  int const channels = stream->info()["channels"].asInt32();
   if (channels == 1) return "mono";
   if (channels == 2) return channel == 0 ? "left" : "right";
-  if (stream->name == Any("AAC")) return aacChannelName(channel, channels);
+  if (stream->name() == Any("AAC")) return aacChannelName(channel, channels);
   if (stream->isDolby()) {
     Any answer = streamIndex;
     getParam("dolby", answer);
@@ -172,14 +172,14 @@ Any MpegInDec::channelName(int streamIndex, int channel) const {
 }
 
 void MpegInDec::correctSwing(MpegInVideoStream& stream) {
-  if (static_cast<bool>(stream.info["_needSwing"])) swing_.correct(*stream.frame);
+  if (static_cast<bool>(stream.info()["_needSwing"])) swing_.correct(*stream.frame);
 }
 
 int MpegInDec::setStreamParam(int kind, int index, char const* key, Any const& value) {
   std::string_view const wanted = key;
   switch (kind) {
     case kKindAudio: {
-      MpegInAudioStream* const stream = audio(index);
+      MpegInAudioStream* const stream = audio_.at(index);
       if (!stream) return kResultError;
       if (!stream->isDolby()) break;
       if (wanted == "dd_parser_settings") {
@@ -194,14 +194,14 @@ int MpegInDec::setStreamParam(int kind, int index, char const* key, Any const& v
       break;
     }
     case kKindVideo:
-      if (!video(index)) {
+      if (!video_.at(index)) {
         kyExceptionFail("./mpegdecode/mpegindec(2662)", nullptr);
         return kResultError;
       }
       if (wanted == "subpicOverlay") return setOverlay(index, value.isInt32() ? value.asInt32() : -1);
       break;
     case kKindSubpic:
-      if (!subpic(index)) {
+      if (!subpic_.at(index)) {
         kyExceptionFail("./mpegdecode/mpegindec(2705)", nullptr);
         return kResultError;
       }
@@ -224,16 +224,16 @@ int MpegInDec::setOverlay(int videoIndex, int overlay) {
   getStreamParam(kKindVideo, videoIndex, "subpicOverlay", shown);
   if (shown == Any(overlay)) return 0;
 
-  MpegInVideoStream& stream = *video(videoIndex);
-  AnyDict& info = stream.info;
-  MpegSettings* const set = stream.decoder ? &stream.decoder->set : nullptr;
+  MpegInVideoStream& stream = *video_.at(videoIndex);
+  AnyDict& info = stream.info();
+  MpegSettings* const set = stream.decoder() ? &stream.decoder()->set : nullptr;
   // The picture in the frame is decoded again, with or without the overlay.
   auto const refresh = [&] {
-    if (stream.selected) seekToFrame(stream.frame->frameNumber(), videoIndex);
+    if (stream.selected()) seekToFrame(stream.frame->frameNumber(), videoIndex);
   };
   if (overlay == -1) {
     info.set("_displaySubpics", 0);
-    if (stream.selected && set && set->displaySubpictures) {
+    if (stream.selected() && set && set->displaySubpictures) {
       set->displaySubpictures = 0;
       refresh();
     }
@@ -254,7 +254,7 @@ int MpegInDec::setOverlay(int videoIndex, int overlay) {
     return 0;
   }
   info.set("_displaySubpics", 1);
-  if (stream.selected && set && !set->displaySubpictures) {
+  if (stream.selected() && set && !set->displaySubpictures) {
     set->displaySubpictures = 1;
     refresh();
   }

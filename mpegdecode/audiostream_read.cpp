@@ -23,7 +23,7 @@ int nextSamples(MpegIn* instance, void* buffer, int count) {
 
 int MpegInDec::readFrame(int videoIndex) {
   if (state_ != kStateOpened) return _setErr(kResultError, "stream not opened");
-  MpegInVideoStream* const stream = selectedVideo(videoIndex);
+  MpegInVideoStream* const stream = video_.selected(videoIndex);
   if (!stream) {
     kyAssertFail("./mpegdecode/mpegindec(1146)",
                  "mpegdec.seekToFrame: invalid stream no or stream not selected");
@@ -37,10 +37,10 @@ int MpegInDec::readFrame(int videoIndex) {
                     static_cast<int>(frame.frameNumber()));
     return 0;
   }
-  if (static_cast<bool>(stream->info["_displaySubpics"])) stream->decoder->set.displaySubpictures = 1;
-  frame.setFramerate(stream->info["framerate"].asFramerate());
+  if (static_cast<bool>(stream->info()["_displaySubpics"])) stream->decoder()->set.displaySubpictures = 1;
+  frame.setFramerate(stream->info()["framerate"].asFramerate());
   int result = 0;
-  switch (guardedNextFrame(stream->decoder)) {
+  switch (guardedNextFrame(stream->decoder())) {
     case kMpegOk:
       frame.setFrameNumber(frame.frameNumber() + 1 + std::exchange(stream->passedPictures, 0));
       if (stream->userDataEnabled) attachUserData(*stream);
@@ -64,15 +64,15 @@ int MpegInDec::readFrame(int videoIndex) {
 int MpegInDec::readSamples(int count, int audioIndex) {
   if (count == 0) return 0;
   if (state_ != kStateOpened) return _setErr(kResultError, "stream not opened");
-  MpegInAudioStream* const stream = selectedAudio(audioIndex);
+  MpegInAudioStream* const stream = audio_.selected(audioIndex);
   if (!stream) {
     kyAssertFail("./mpegdecode/mpegindec(1356)",
                  "mpegdec.readSamples: invalid stream no or stream not selected");
     return kResultError;
   }
-  if (stream->decoder->smartRenderOnly)
+  if (stream->decoder()->smartRenderOnly)
     return _setErr(kResultError, "[%s] Cannot read audio samples, for stream %d. Smart rendering only mode",
-                   name(), stream->index);
+                   name(), stream->index());
 
   KyPcm& pcm = *stream->pcm;
   int64_t const total = stream->sampleCount;
@@ -81,7 +81,7 @@ int MpegInDec::readSamples(int count, int audioIndex) {
     if (trace_)
       ky_dbg()->log(kLogProgress, "mpegdec.readSamples: no more samples pos=%lld, nsamples=%lld",
                     static_cast<long long>(pcm.position), static_cast<long long>(total));
-    stream->endOfStream = true;
+    stream->endOfStream_ = true;
     return kResultEndOfStream;
   }
   int want = static_cast<int>(std::min<int64_t>(std::min(count, pcm.capacity), total - pcm.position));
@@ -97,14 +97,14 @@ int MpegInDec::readSamples(int count, int audioIndex) {
     pcm.position += delivered;
     if (delivered < want) {
       // A short read counts as the end although the samples stay in the buffer.
-      stream->endOfStream = true;
+      stream->endOfStream_ = true;
       result = kResultEndOfStream + silence;
     } else {
       result = delivered + silence;
     }
-  } else if (delivered == 0 || (stream->endOfStream && want > 0)) {
+  } else if (delivered == 0 || (stream->endOfStream_ && want > 0)) {
     // Behind the early end of a file the library may fail; that is the end still.
-    stream->endOfStream = true;
+    stream->endOfStream_ = true;
     pcm.nSamples = 0;
     result = kResultEndOfStream;
   } else {
@@ -121,7 +121,7 @@ int MpegInDec::addLeadingSilence(MpegInAudioStream& stream, int want) {
   KyPcm& pcm = *stream.pcm;
   if (pcm.position >= stream.syncDelaySamples) return 0;
   if (pcm.position == 0 && stream.tracker) {
-    Any const meta = stream.info.descendant("codecParams", "dolbyMeta0", nullptr);
+    Any const meta = stream.info().descendant("codecParams", "dolbyMeta0", nullptr);
     pcm.metadata().append(AnyDict("offset", 0, "meta", meta));
     stream.tracker->remember(meta);
   }
@@ -140,7 +140,7 @@ int MpegInDec::readDecoded(MpegInAudioStream& stream, int count) {
   if (stream.tracker) return DolbyMetadataTracker::read();
 
   KyPcm& pcm = *stream.pcm;
-  MpegAudioInfo const& audio = stream.decoder->audio;
+  MpegAudioInfo const& audio = stream.decoder()->audio;
   bool const words = audio.bits == 32;
   if (words && (audio.isFloat || stream.isDolby()))
     return readWords(stream, count, [](void const* in, int32_t* out, int64_t n) {
@@ -151,13 +151,13 @@ int MpegInDec::readDecoded(MpegInAudioStream& stream, int count) {
       int32ToInt24(static_cast<int32_t const*>(in), out, n);
     });
   if (stream.format == kAudioLpcm && audio.bits >= 17) return readPaired(stream, count);
-  return nextSamples(stream.decoder, pcm.ptr(pcm.nSamples), count);
+  return nextSamples(stream.decoder(), pcm.ptr(pcm.nSamples), count);
 }
 
 template <class Convert>
 int MpegInDec::readWords(MpegInAudioStream& stream, int count, Convert convert) {
   KyPcm& pcm = *stream.pcm;
-  int const delivered = nextSamples(stream.decoder, stream.scratch->ptr(), count);
+  int const delivered = nextSamples(stream.decoder(), stream.scratch->ptr(), count);
   if (delivered >= 1)
     convert(stream.scratch->ptr(), reinterpret_cast<int32_t*>(pcm.ptr(pcm.nSamples)),
             static_cast<int64_t>(delivered) * pcm.channels());
@@ -171,7 +171,7 @@ int MpegInDec::readPaired(MpegInAudioStream& stream, int count) {
   int const wanted = count - carried;
   // The format stores two samples of a channel together, so requests are even.
   int const paired = wanted + (wanted & 1);
-  int const delivered = nextSamples(stream.decoder, pcm.ptr(pcm.nSamples + carried), paired);
+  int const delivered = nextSamples(stream.decoder(), pcm.ptr(pcm.nSamples + carried), paired);
   if (delivered < 0) return delivered;
   int const available = delivered + carried;
   if (available <= count) return available;

@@ -6,8 +6,8 @@
 namespace {
 
 bool matches(MpegInStream const& stream, int number, int title) {
-  Any const& pid = stream.info.descendant("codecParams.pid", nullptr);
-  Any const& program = stream.info.descendant("codecParams.program_number", nullptr);
+  Any const& pid = stream.info().descendant("codecParams.pid", nullptr);
+  Any const& program = stream.info().descendant("codecParams.program_number", nullptr);
   return pid.isInt32() && program.isInt32() && pid.asInt32() == number && program.asInt32() == title;
 }
 
@@ -31,10 +31,10 @@ void attachLanguage(DmfStreamInfo const& info, int title, int stream, MpegInStre
   }
   auto const& format = *static_cast<DmfAudioFormat const*>(info.format);
   if (format.language[0] == 0) {
-    ky_dbg()->info("Stream %d (%d:%d), language not set", audio->index, title, stream);
+    ky_dbg()->info("Stream %d (%d:%d), language not set", audio->index(), title, stream);
     return;
   }
   std::string const code = dmfCode(format.language);
-  audio->info.set("languageDescriptor", AnyDict("ISO_639_language_code", code));
-  ky_dbg()->info("Stream %d (%d:%d), language=%s", audio->index, title, stream, code.c_str());
+  audio->info().set("languageDescriptor", AnyDict("ISO_639_language_code", code));
+  ky_dbg()->info("Stream %d (%d:%d), language=%s", audio->index(), title, stream, code.c_str());
 }

@@ -12,6 +12,7 @@
 #include "mpegdecode/dmflanguages.h"
 #include "mpegdecode/dmftext.h"
 #include "mpegdecode/subobserver.h"
+#include "mpegdecode/subpicstream.h"
 
 namespace {
 
@@ -142,12 +143,12 @@ void addTextStream(DmfDemux* demux, DmfStreamInfo const& stream, int title, Mpeg
   writer.destroy();
   auto const* const format = static_cast<DmfSubtitleFormat const*>(stream.format);
   auto entry = std::make_unique<MpegInSubpicStream>(subpics.size());
-  entry->info.set("type", 0);
-  entry->info.set("language", format ? dmfCode(format->language) : std::string());
-  entry->info.set("subtitles", textOf(file.name()));
-  entry->info.set("titleNr", title);
-  entry->info.set("subType", textSubType(stream.codec));
-  entry->info.set("format", 0);
+  entry->info().set("type", 0);
+  entry->info().set("language", format ? dmfCode(format->language) : std::string());
+  entry->info().set("subtitles", textOf(file.name()));
+  entry->info().set("titleNr", title);
+  entry->info().set("subType", textSubType(stream.codec));
+  entry->info().set("format", 0);
   subpics.append(entry.release());
 }
 
@@ -228,7 +229,7 @@ void writeWindow(BitmapStream const& stream, WindowSize window) {
 void addBitmapStream(BitmapStream& stream, WindowSize window, MpegInStreamList& subpics) {
   SubObserver const& observer = stream.observer;
   auto entry = std::make_unique<MpegInSubpicStream>(subpics.size());
-  AnyDict& info = entry->info;
+  AnyDict& info = entry->info();
   info.set("type", 0);
   info.set("language", observer.language);
   info.set("countryCode", observer.countryCode);
@@ -278,13 +279,4 @@ void extractBitmapSubtitles(DmfDemux* demux, MpegInStreamList& subpics, DmfFileI
     if (!prepareTitle(demux, title, pass)) return;
   pushAll(demux, pass.parsers);
   for (BitmapStream& stream : pass.streams) addBitmapStream(stream, pass.window, subpics);
-}
-
-void removeSubtitleFolder(AnyDict const& info) {
-  Any const& subType = info["subType"];
-  if (!(subType == Any("dxsa")) && !(subType == Any("dxsb"))) return;
-  Any const& folder = info["subtitles"];
-  if (!KyFile::isDir(folder)) return;
-  ky_dbg()->info("Deleting temporary subtitle folder %s", folder.asString().c_str());
-  KyFile::rmdir(folder);
 }

@@ -7,11 +7,8 @@
 
 // Opens the file a second time, appends one entry per text or bitmap subtitle stream to `subpics` and gives
 // the languages to the streams of `streams`. -1 when the file cannot be opened or described, after a warning.
-// Bitmap subtitles leave a folder for each stream: see removeSubtitleFolder.
+// Bitmap subtitles leave a folder for each stream, which goes when its entry closes.
 int parseDmfFile(MpegInStreamList const& streams, MpegInStreamList& subpics, Any const& fileName);
 
 // The bitmap part of it. Without a readable title or a parser nothing is added.
 void extractBitmapSubtitles(DmfDemux* demux, MpegInStreamList& subpics, DmfFileInfo const& file);
-
-// Removes the temporary folder of a bitmap subtitle stream, given the stream's description.
-void removeSubtitleFolder(AnyDict const& info);

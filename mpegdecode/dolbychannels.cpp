@@ -61,17 +61,17 @@ MpegInAudioStream const* MpegInDec::dolbyStream(Any const& argument) const {
     ky_dbg()->log(kLogError, "[mpegdec] get 'dolby' - invalid stream number %d", index);
     return nullptr;
   }
-  MpegInAudioStream const* const stream = audio(index);
-  if (!stream || !stream->isDolby() || !stream->decoder) return nullptr;
+  MpegInAudioStream const* const stream = audio_.at(index);
+  if (!stream || !stream->isDolby() || !stream->decoder()) return nullptr;
   // What passes through undecoded has no output channels to name.
-  return stream->decoder->smartRenderOnly ? nullptr : stream;
+  return stream->decoder()->smartRenderOnly ? nullptr : stream;
 }
 
 void MpegInDec::getDolbyParam(Any const& argument, Any& value) const {
   MpegInAudioStream const* const stream = dolbyStream(argument);
   if (!stream) return;
   AnyDict names;
-  for (auto const& [channelName, place] : dolbyChannels(stream->decoder->audio))
+  for (auto const& [channelName, place] : dolbyChannels(stream->decoder()->audio))
     names.set(channelName, place);
   if (!names.empty()) value = names;
 }
@@ -80,6 +80,6 @@ void MpegInDec::getChannelMapping(Any const& argument, Any& value) const {
   MpegInAudioStream const* const stream = dolbyStream(argument);
   if (!stream) return;
   AnyVector places;
-  for (auto const& [channelName, place] : dolbyChannels(stream->decoder->audio)) places.append(place);
+  for (auto const& [channelName, place] : dolbyChannels(stream->decoder()->audio)) places.append(place);
   if (!places.empty()) value = places;
 }

@@ -17,8 +17,9 @@ bool isAudioCode(int typeCode) { return typeCode >= 131 && typeCode <= 198; }
 MpegInStream* findByIdentifier(MpegInStreamList const& list, int identifier) {
   for (int i = 0; i < list.size(); ++i) {
     MpegInStream* const stream = list.at(i);
-    char const* const key = stream->decoder && identifiedById(stream->decoder->containerType) ? "id" : "pid";
-    Any const& value = stream->info.descendant("codecParams", key, nullptr);
+    char const* const key =
+        stream->decoder() && identifiedById(stream->decoder()->containerType) ? "id" : "pid";
+    Any const& value = stream->info().descendant("codecParams", key, nullptr);
     if (value.isInt32() && value.asInt32() == identifier) return stream;
   }
   return nullptr;
@@ -32,7 +33,7 @@ int64_t audioStart(MfUnit const& unit, MpegAudioInfo const& audio) {
 }
 
 void replaceStamp(MpegInStream& stream, char const* key, int identifier, int64_t measured) {
-  AnyDict& codecParams = stream.info.child("codecParams");
+  AnyDict& codecParams = stream.info().child("codecParams");
   Any const& reported = codecParams[key];
   if (!reported.isInt64()) {
     ky_log()->error("Internal error in getFirstTimestampInfo");
@@ -47,7 +48,7 @@ void replaceStamp(MpegInStream& stream, char const* key, int identifier, int64_t
 MpegInStream const* referenceVideo(MpegInStreamList const& videos, Any const& program) {
   if (program.isInt32()) {
     for (int i = 0; i < videos.size(); ++i)
-      if (videos.at(i)->info.descendant("codecParams", "program_number", nullptr) == program)
+      if (videos.at(i)->info().descendant("codecParams", "program_number", nullptr) == program)
         return videos.at(i);
   }
   return videos.at(0);
@@ -77,7 +78,7 @@ void MpegInDec::measureFirstStamp(MfHandle* handle, int title, int number) {
   if (mfCall([&] { return mfimportGetStreamInfo(handle, title, number, &info); }) != 0) return;
   bool const isVideo = isVideoCode(info.typeCode);
   if (!isVideo && !isAudioCode(info.typeCode)) return;
-  MpegInStream* const stream = findByIdentifier(isVideo ? video_ : audio_, info.identifier);
+  MpegInStream* const stream = findByIdentifier(isVideo ? video_.list() : audio_.list(), info.identifier);
   if (!stream) return;
   MfStreamPtr const reader(
       mfCall([&] { return mfimportStreamNew(handle, title, number, kMfDecodingOrder); }));
@@ -88,7 +89,7 @@ void MpegInDec::measureFirstStamp(MfHandle* handle, int title, int number) {
   if (isVideo)
     replaceStamp(*stream, "firstVPTS", info.identifier, unit.pts);
   else
-    replaceStamp(*stream, "firstAPTS", info.identifier, audioStart(unit, stream->decoder->audio));
+    replaceStamp(*stream, "firstAPTS", info.identifier, audioStart(unit, stream->decoder()->audio));
 }
 
 bool MpegInDec::avSyncWanted(MpegIn const& file) const {
@@ -100,11 +101,11 @@ bool MpegInDec::avSyncWanted(MpegIn const& file) const {
 void MpegInDec::correctAvDelay() {
   if (video_.empty()) return;
   for (int i = 0; i < audio_.size(); ++i) {
-    MpegInAudioStream& stream = *audio(i);
-    AnyDict const& codecParams = stream.info["codecParams"].asDict();
-    AnyDict const& videoInfo = referenceVideo(video_, codecParams["program_number"])->info;
+    MpegInAudioStream& stream = *audio_.at(i);
+    AnyDict const& codecParams = stream.info()["codecParams"].asDict();
+    AnyDict const& videoInfo = referenceVideo(video_.list(), codecParams["program_number"])->info();
     int64_t const firstVideo = videoInfo.descendant("codecParams", "firstVPTS", nullptr).asInt64();
-    int const rate = stream.info["samplerate"].asInt32();
+    int const rate = stream.info()["samplerate"].asInt32();
     if (auto const delay = syncDelay(firstVideo, codecParams["firstAPTS"].asInt64(),
                                      videoInfo["framerate"].asFramerate().rate(), rate)) {
       delaySound(stream, static_cast<int32_t>(std::min<int64_t>(delay->samples, INT32_MAX)));
@@ -118,8 +119,8 @@ void MpegInDec::correctAvDelay() {
 void MpegInDec::delaySound(MpegInAudioStream& stream, int32_t samples) {
   stream.syncDelaySamples = samples;
   stream.sampleCount += samples;
-  double const seconds = static_cast<double>(stream.sampleCount) / stream.info["samplerate"].asInt32();
-  stream.info.set("samples", Any(static_cast<long>(stream.sampleCount)));
-  stream.info.set("aDuration", seconds);
-  stream.info.set("duration", seconds);
+  double const seconds = static_cast<double>(stream.sampleCount) / stream.info()["samplerate"].asInt32();
+  stream.info().set("samples", Any(static_cast<long>(stream.sampleCount)));
+  stream.info().set("aDuration", seconds);
+  stream.info().set("duration", seconds);
 }

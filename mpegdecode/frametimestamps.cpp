@@ -1,4 +1,5 @@
-// Time stamps of the pictures of a stream, read by a container reader of their own.
+#include "mpegdecode/frametimestamps.h"
+
 #include <algorithm>
 #include <memory>
 #include <new>
@@ -59,11 +60,16 @@ std::unique_ptr<KyStreamTimestamps> tableOfTitle(MfHandle* handle, int title, in
 
 }  // namespace
 
+void sortFrameTimes(std::vector<FrameTime>& times) {
+  std::stable_sort(times.begin(), times.end(),
+                   [](FrameTime const& a, FrameTime const& b) { return a.sortKey < b.sortKey; });
+}
+
 KyStreamTimestamps* MpegInDec::frameTimestamps(int videoIndex) {
-  MpegInVideoStream const* const stream = video(videoIndex);
-  if (!stream || !stream->decoder) return nullptr;
-  char const* const key = identifiedById(stream->decoder->containerType) ? "id" : "pid";
-  int const identifier = stream->info.descendant("codecParams", key, nullptr).asInt32();
+  MpegInVideoStream const* const stream = video_.at(videoIndex);
+  if (!stream || !stream->decoder()) return nullptr;
+  char const* const key = identifiedById(stream->decoder()->containerType) ? "id" : "pid";
+  int const identifier = stream->info().descendant("codecParams", key, nullptr).asInt32();
 
   MfHandlePtr const handle(mfCall([] { return mfimportNew(nullptr, 0); }));
   if (!handle) return nullptr;

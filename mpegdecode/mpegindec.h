@@ -7,7 +7,10 @@
 
 #include "host/codec.h"
 #include "host/frame.h"
-#include "mpegdecode/stream.h"
+#include "mpegdecode/audiostream.h"
+#include "mpegdecode/parameters.h"
+#include "mpegdecode/subpicstream.h"
+#include "mpegdecode/videostream.h"
 
 class MpegInDec : public KyDecodePipe {
  public:
@@ -44,42 +47,9 @@ class MpegInDec : public KyDecodePipe {
   int userDataEnabled(int kind, int index) const;
 
  private:
-  struct Parameters {
-    Any fileName;
-    uint32_t fourcc = 0;
-    int32_t fastAccess = 1;
-    bool removeImxTopBlanking = false;
-    int32_t searchLimit = 0;
-    int32_t searchMode = 8;
-    uint8_t probableError = 0;
-    int32_t disableCc = 0;
-    int32_t smpMode = -1;
-    int32_t numThreads = -1;
-    int32_t transcodeAudioOnly = 0;
-    int32_t forceAudioSmartRender = 0;
-    uint8_t forceFramerate = 0;
-    uint8_t ignoreUnknownStreams = 0;
-    int32_t preferredSampleFormat = 0;
-    int32_t preferredVideoBitDepth = 0;
-    bool useExternalIo = false;
-    void* appData = nullptr;
-    bool estimateMemory = false;
-    int32_t avDelayCorrection = 1;
-    int64_t fileSize = 0;
-  };
-
   MpegInStreamList const* listOf(int kind) const;
-  MpegInVideoStream* video(int index) const;  // any listed stream, or null
-  MpegInAudioStream* audio(int index) const;
-  MpegInSubpicStream* subpic(int index) const;
-  MpegInVideoStream* selectedVideo(int index) const;
-  MpegInAudioStream* selectedAudio(int index) const;
 
   // Parameters (mpegindec_params.cpp, mpegindec_overrides.cpp, streamparams.cpp, dolbychannels.cpp).
-  void setFourcc(Any const& value);
-  void setOpenParameters(AnyDict const& values);
-  int setDecoderParameters(Any const& value);
-  bool getSetting(char const* key, Any& value) const;
   bool getFact(char const* key, Any const& argument, Any& value) const;
   AnyVector tsStructure() const;
   void guessedProfile(Any& value) const;
@@ -145,11 +115,7 @@ class MpegInDec : public KyDecodePipe {
   bool avSyncWanted(MpegIn const& file) const;
   void correctAvDelay();
   static void delaySound(MpegInAudioStream& stream, int32_t samples);
-  void addDmfStreams();  // mpegindec_dmf.cpp
-  void releaseDecoder(MpegInStream& stream);
-  void closeStream(MpegInVideoStream& stream);
-  void closeStream(MpegInAudioStream& stream);
-  void closeStream(MpegInSubpicStream& stream);
+  void addDmfStreams();
 
   // Closed captions (mpegindec_captions.cpp). Every video stream that carries some gets an entry.
   void createCaptionEntries();
@@ -165,11 +131,11 @@ class MpegInDec : public KyDecodePipe {
   void attachUserData(MpegInVideoStream& stream);
   void correctSwing(MpegInVideoStream& stream);
 
-  Parameters params_;
+  MpegInParameters params_;
   MpegInPtr shared_;
-  MpegInStreamList audio_;
-  MpegInStreamList video_;
-  MpegInStreamList subpic_;
+  StreamsOf<MpegInVideoStream> video_;
+  StreamsOf<MpegInAudioStream> audio_;
+  StreamsOf<MpegInSubpicStream> subpic_;
   YSwingCorrect swing_;
   int trace_ = 0;
   MpegColour colour_;    // of the first video stream, by the file's headers

@@ -1,16 +1,13 @@
-// Settings in, facts out.
+// Parameters: settings in, settings and facts of the open file out.
 #include <algorithm>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "host/failure.h"
-#include "host/log.h"
 #include "host/registry.h"
 #include "host/util.h"
 #include "mpeg12/mpegutil.h"
-#include "mpegdecode/callbacks.h"
 #include "mpegdecode/mpegindec.h"
 
 namespace {
@@ -23,122 +20,21 @@ int integerOr(Any const& value, int otherwise) { return value.isInt32() ? value.
 }  // namespace
 
 int MpegInDec::setParam(char const* key, Any const& value) {
-  std::string_view const wanted = key;
-  if (wanted == "filename" && state_ == kStateInitialised) {
+  if (std::string_view(key) == "filename" && state_ == kStateInitialised) {
     params_.fileName = value;
     return 0;
   }
   if (static_cast<bool>(ky_registry()->getDbgOption("log_setparam")))
     KyUtil::debugOutSetParam(this, key, value);
-  if (wanted == "FOURCC") {
-    setFourcc(value);
-  } else if (wanted == "openParameters") {
-    if (value.kind() == Any::kDict) setOpenParameters(value.asDict());
-  } else if (wanted == "fastAccess") {
-    params_.fastAccess = integerOr(value, params_.fastAccess);
-  } else if (wanted == "removeIMXTopBlanking") {
-    params_.removeImxTopBlanking = static_cast<bool>(value);
-  } else if (wanted == "searchLimit") {
-    params_.searchLimit = integerOr(value, 0);
-  } else if (wanted == "searchMode") {
-    params_.searchMode = integerOr(value, params_.searchMode);
-  } else if (wanted == "decoderParameters") {
-    return setDecoderParameters(value);
-  } else if (wanted == "estimateMemory") {
-    params_.estimateMemory = static_cast<bool>(value);
-  } else if (wanted == "smpMode") {
-    params_.smpMode = integerOr(value, -1);
-  } else if (wanted == "numThreads") {
-    params_.numThreads = integerOr(value, -1);
-  } else if (wanted == "avDelayCorrection") {
-    params_.avDelayCorrection = integerOr(value, 0);
-  } else {
-    return KyDecodePipe::setParam(key, value);
-  }
-  return 0;
-}
-
-void MpegInDec::setFourcc(Any const& value) {
-  if (value.isInt32()) params_.fourcc = static_cast<uint32_t>(value.asInt32());
-  if (value.kind() != Any::kString) return;
-  std::string const text = value.asString();
-  params_.fourcc = 0;
-  std::memcpy(&params_.fourcc, text.data(), std::min(text.size(), sizeof params_.fourcc));
-}
-
-void MpegInDec::setOpenParameters(AnyDict const& values) {
-  if (Any const& value = values["disableCC"]; value.isInt32()) {
-    params_.disableCc = value.asInt32();
-    ky_dbg()->info("[mpegindec]Disable CC parse set to %d", params_.disableCc);
-  }
-  if (Any const& value = values["transcodeAudioOnly"]; value.isInt32())
-    params_.transcodeAudioOnly = value.asInt32();
-  if (Any const& value = values["forceAudioSmartRender"]; value.isInt32()) {
-    params_.forceAudioSmartRender = value.asInt32();
-    ky_dbg()->info("[mpegindec]Force audio smart render set to %d", params_.forceAudioSmartRender);
-  }
-  if (Any const& value = values["forceFramerate"]; value.isInt32()) {
-    params_.forceFramerate = static_cast<uint8_t>(value.asInt32());
-    ky_dbg()->info("[mpegindec]Force video frame rate set to %d", params_.forceFramerate);
-  }
-  if (Any const& value = values["ignoreUnknownStreams"]; value.isInt32()) {
-    params_.ignoreUnknownStreams = static_cast<uint8_t>(value.asInt32());
-    ky_dbg()->info("[mpegindec]Ignore unknown streams set to %d", params_.ignoreUnknownStreams);
-  }
-}
-
-int MpegInDec::setDecoderParameters(Any const& value) {
-  if (value.kind() != Any::kDict) return kResultError;
-  AnyDict const& values = value.asDict();
-  if (Any const& use = values["useExternalIO"]; use.isInt32()) params_.useExternalIo = use.asInt32() != 0;
-  Any const& data = values["appData"];
-  // Bytes are the value's own and go with it.
-  bool const isPointer = data.kind() == Any::kGeneric && data.genericSize() == 0;
-  params_.appData = isPointer ? const_cast<void*>(data.asGeneric()) : nullptr;
-  return 0;
+  if (auto const result = params_.set(key, value)) return *result;
+  return KyDecodePipe::setParam(key, value);
 }
 
 int MpegInDec::getParam(char const* key, Any& value) const {
   Any const argument = value;
   value.invalidate();
-  if (getSetting(key, value) || getFact(key, argument, value)) return 0;
+  if (params_.get(key, value) || getFact(key, argument, value)) return 0;
   return KyDecodePipe::getParam(key, value);
-}
-
-bool MpegInDec::getSetting(char const* key, Any& value) const {
-  std::string_view const wanted = key;
-  if (wanted == "filename") {
-    value = params_.fileName;
-  } else if (wanted == "removeIMXTopBlanking") {
-    value = static_cast<int>(params_.removeImxTopBlanking);
-  } else if (wanted == "filesize") {
-    value.set(static_cast<long>(params_.fileSize));
-  } else if (wanted == "instantSeek") {
-    value = 0;
-  } else if (wanted == "fastAccess") {
-    value = params_.fastAccess;
-  } else if (wanted == "probableError") {
-    value = static_cast<int>(params_.probableError);
-  } else if (wanted == "displayName") {
-    value = "MPEG decoder";
-  } else if (wanted == "searchLimit") {
-    value = params_.searchLimit;
-  } else if (wanted == "searchMode") {
-    value = params_.searchMode;
-  } else if (wanted == "estimateMemory") {
-    value = static_cast<int>(params_.estimateMemory);
-  } else if (wanted == "memoryEstimateKB") {
-    value = MemoryRegistry::instance().estimateKB();
-  } else if (wanted == "smpMode") {
-    value = params_.smpMode;
-  } else if (wanted == "numThreads") {
-    value = params_.numThreads;
-  } else if (wanted == "avDelayCorrection") {
-    value = params_.avDelayCorrection;
-  } else {
-    return false;
-  }
-  return true;
 }
 
 bool MpegInDec::getFact(char const* key, Any const& argument, Any& value) const {
@@ -146,8 +42,8 @@ bool MpegInDec::getFact(char const* key, Any const& argument, Any& value) const 
   if (wanted == "tsStructure") {
     value = tsStructure();
   } else if (wanted == "program_stream_flag") {
-    MpegInStream const* const first = video_.empty() ? audio_.at(0) : video_.at(0);
-    if (first && first->decoder) value = first->decoder->containerType;
+    MpegInStream const* const first = video_.empty() ? audio_.list().at(0) : video_.list().at(0);
+    if (first && first->decoder()) value = first->decoder()->containerType;
   } else if (wanted == "dolby") {
     getDolbyParam(argument, value);
   } else if (wanted == "DecoderChannelsMappingKY") {
@@ -207,25 +103,25 @@ AnyVector MpegInDec::tsStructure() const {
 }
 
 void MpegInDec::guessedProfile(Any& value) const {
-  if (MpegInVideoStream const* const stream = video(0)) {
-    if (stream->decoder)
-      value = static_cast<int>(guessProfile(stream->decoder->containerType, stream->decoder->video));
-  } else if (MpegInAudioStream const* const sound = audio(0)) {
-    if (sound->info["codec"] == Any("H.264"))
+  if (MpegInVideoStream const* const stream = video_.at(0)) {
+    if (stream->decoder())
+      value = static_cast<int>(guessProfile(stream->decoder()->containerType, stream->decoder()->video));
+  } else if (MpegInAudioStream const* const sound = audio_.at(0)) {
+    if (sound->info()["codec"] == Any("H.264"))
       value = kProfileAudioH264;
-    else if (sound->decoder)
-      value = static_cast<int>(guessProfile(sound->decoder->containerType, sound->decoder->video));
+    else if (sound->decoder())
+      value = static_cast<int>(guessProfile(sound->decoder()->containerType, sound->decoder()->video));
   }
 }
 
 std::string MpegInDec::typeName() const {
-  MpegInVideoStream const* const stream = video(0);
+  MpegInVideoStream const* const stream = video_.at(0);
   if (!stream) return "";
-  std::string codec = stream->info["codec"].asString();
+  std::string codec = stream->info()["codec"].asString();
   if (codec == "H.264") return "H.264/AVC";
   for (char const* same : {"DivX", "MPEG-4", "VC-1", "JPEG2000", "HEVC"})
     if (codec == same) return codec;
-  return stream->decoder ? profileName(stream->decoder->video.profileType) : "";
+  return stream->decoder() ? profileName(stream->decoder()->video.profileType) : "";
 }
 
 void MpegInDec::getSrParams(Any const& argument, Any& value) const {
@@ -244,19 +140,19 @@ void MpegInDec::getSrParams(Any const& argument, Any& value) const {
                     "mpegdec: invalid stream no. for 'srParams'");
     return;
   }
-  value = AnyDict("decoder_struct", Any(static_cast<void const*>(stream->decoder), 0), "decoder_name", name(),
-                  "codec_name", stream->info["codec"]);
+  value = AnyDict("decoder_struct", Any(static_cast<void const*>(stream->decoder()), 0), "decoder_name",
+                  name(), "codec_name", stream->info()["codec"]);
 }
 
 // The index is checked against the audio streams and then taken among the video streams.
 void MpegInDec::getSrAudioParams(Any const& argument, Any& value) const {
   int const index = integerOr(argument, 0);
-  if (!audio(index)) {
+  if (!audio_.at(index)) {
     kyExceptionFail("./mpegdecode/mpegindec(590)", "mpegdec: invalid stream no. for 'srParams'");
     return;
   }
-  MpegInVideoStream const* const stream = video(index);
+  MpegInVideoStream const* const stream = video_.at(index);
   if (!stream) return;
   value =
-      AnyDict("decoder_struct", Any(static_cast<void const*>(stream->decoder), 0), "decoder_name", name());
+      AnyDict("decoder_struct", Any(static_cast<void const*>(stream->decoder()), 0), "decoder_name", name());
 }

@@ -6,30 +6,14 @@
 MpegInStreamList const* MpegInDec::listOf(int kind) const {
   switch (kind) {
     case kKindVideo:
-      return &video_;
+      return &video_.list();
     case kKindAudio:
-      return &audio_;
+      return &audio_.list();
     case kKindSubpic:
-      return &subpic_;
+      return &subpic_.list();
     default:
       return nullptr;
   }
-}
-
-MpegInVideoStream* MpegInDec::video(int index) const {
-  return static_cast<MpegInVideoStream*>(video_.at(index));
-}
-MpegInAudioStream* MpegInDec::audio(int index) const {
-  return static_cast<MpegInAudioStream*>(audio_.at(index));
-}
-MpegInSubpicStream* MpegInDec::subpic(int index) const {
-  return static_cast<MpegInSubpicStream*>(subpic_.at(index));
-}
-MpegInVideoStream* MpegInDec::selectedVideo(int index) const {
-  return static_cast<MpegInVideoStream*>(selectedStream(video_, index));
-}
-MpegInAudioStream* MpegInDec::selectedAudio(int index) const {
-  return static_cast<MpegInAudioStream*>(selectedStream(audio_, index));
 }
 
 int MpegInDec::countStreams(int kindMask) const {
@@ -59,14 +43,15 @@ int MpegInDec::selectStream(int kind, int index) {
 }
 
 int MpegInDec::selectVideo(int index) {
-  MpegInVideoStream* const stream = video(index);
+  MpegInVideoStream* const stream = video_.at(index);
   if (!stream) return _setErr(kResultError, "wrong stream number %d", index);
-  if (stream->selected) return _setErr(kResultError, "Already selected");
-  int const result = stream->decoder ? guardedSeekFrame(stream->decoder, 0) : openVideo(*stream, *shared_);
+  if (stream->selected()) return _setErr(kResultError, "Already selected");
+  int const result =
+      stream->decoder() ? guardedSeekFrame(stream->decoder(), 0) : openVideo(*stream, *shared_);
   if (result != 0) return result;
   correctSwing(*stream);
   stream->framePending = true;
-  stream->selected = true;
+  stream->selected_ = true;
   stream->frame->setFrameNumber(0);
   stream->passedPictures = 0;
   if (stream->userDataEnabled) attachUserData(*stream);
@@ -74,14 +59,14 @@ int MpegInDec::selectVideo(int index) {
 }
 
 int MpegInDec::selectAudio(int index) {
-  MpegInAudioStream* const stream = audio(index);
+  MpegInAudioStream* const stream = audio_.at(index);
   if (!stream) return _setErr(kResultError, "wrong stream number %d", index);
-  if (!stream->decoder) return _setErr(kResultError, "stream %d was closed", index);
-  if (!stream->decoder->smartRenderOnly) {
-    if (int const result = guardedSeekSample(stream->decoder, 0)) return result;
+  if (!stream->decoder()) return _setErr(kResultError, "stream %d was closed", index);
+  if (!stream->decoder()->smartRenderOnly) {
+    if (int const result = guardedSeekSample(stream->decoder(), 0)) return result;
   }
   rewind(*stream, 0);
-  stream->selected = true;
+  stream->selected_ = true;
   return 0;
 }
 
@@ -91,12 +76,12 @@ int MpegInDec::selectSubpic(int index) {
     return kResultError;
   }
   if (index < 0) return _setErr(kResultError, "wrong stream number %d", index);
-  if (subpic(index)->info["type"].asInt32() != kSubpicTypeCaptions) return 0;
+  if (!subpic_.at(index)->isCaptions()) return 0;
   return selectStream(kKindVideo, index);
 }
 
 int MpegInDec::deselectStream(int kind, int index) {
-  if (isSelected(kind, index)) listOf(kind)->at(index)->selected = false;
+  if (isSelected(kind, index)) listOf(kind)->at(index)->selected_ = false;
   return 0;
 }
 
@@ -104,35 +89,35 @@ int MpegInDec::selected(AnyDict& out) const {
   auto const indices = [](MpegInStreamList const& list) {
     AnyVector numbers;
     for (int i = 0; i < list.size(); ++i)
-      if (list.at(i)->selected) numbers.append(i);
+      if (list.at(i)->selected()) numbers.append(i);
     return numbers;
   };
-  out.set("video", indices(video_));
-  out.set("audio", indices(audio_));
+  out.set("video", indices(video_.list()));
+  out.set("audio", indices(audio_.list()));
   return 0;
 }
 
 int MpegInDec::frameCount(int videoIndex) const {
-  MpegInVideoStream const* const stream = selectedVideo(videoIndex);
-  return stream ? stream->info["frames"].asInt32() : -1;
+  MpegInVideoStream const* const stream = video_.selected(videoIndex);
+  return stream ? stream->info()["frames"].asInt32() : -1;
 }
 
 int64_t MpegInDec::sampleCount(int audioIndex) const {
-  MpegInAudioStream const* const stream = selectedAudio(audioIndex);
-  if (stream) return stream->info["samples"].asInt64();
+  MpegInAudioStream const* const stream = audio_.selected(audioIndex);
+  if (stream) return stream->info()["samples"].asInt64();
   kyAssertFail("./mpegdecode/mpegindec(1532)", nullptr);
   return -1;
 }
 
 KyFrame* MpegInDec::videoFrame(int videoIndex) {
-  MpegInVideoStream* const stream = selectedVideo(videoIndex);
+  MpegInVideoStream* const stream = video_.selected(videoIndex);
   if (!stream || !stream->frame) return nullptr;
-  stream->frame->setFramerate(stream->info["framerate"].asFramerate());
+  stream->frame->setFramerate(stream->info()["framerate"].asFramerate());
   return stream->frame.get();
 }
 
 KyPcm* MpegInDec::audioPcm(int audioIndex) {
-  MpegInAudioStream* const stream = selectedAudio(audioIndex);
+  MpegInAudioStream* const stream = audio_.selected(audioIndex);
   if (stream) return stream->pcm.get();
   kyAssertFail("./mpegdecode/mpegindec(1512)", nullptr);
   return nullptr;
@@ -145,7 +130,7 @@ int MpegInDec::streamInfo(int kind, int index, AnyDict& info) const {
     kyExceptionFail("./mpegdecode/mpegindec(787)", nullptr);
     return 0;
   }
-  info = list->at(index)->info;
+  info = list->at(index)->info();
   if (kind == kKindVideo) {
     Any overlay;
     getStreamParam(kKindVideo, index, "subpicOverlay", overlay);
@@ -155,14 +140,14 @@ int MpegInDec::streamInfo(int kind, int index, AnyDict& info) const {
 }
 
 int MpegInDec::setUserDataEnabled(int kind, int index, int on) {
-  MpegInVideoStream* const stream = kind == kKindVideo ? video(index) : nullptr;
+  MpegInVideoStream* const stream = kind == kKindVideo ? video_.at(index) : nullptr;
   if (!stream) return kResultError;
   stream->userDataEnabled = on != 0;
-  if (on && stream->selected) attachUserData(*stream);
+  if (on && stream->selected()) attachUserData(*stream);
   return 0;
 }
 
 int MpegInDec::userDataEnabled(int kind, int index) const {
-  MpegInVideoStream const* const stream = kind == kKindVideo ? video(index) : nullptr;
+  MpegInVideoStream const* const stream = kind == kKindVideo ? video_.at(index) : nullptr;
   return stream && stream->userDataEnabled ? 1 : 0;
 }

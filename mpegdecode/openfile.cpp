@@ -9,6 +9,7 @@
 #include "host/timer.h"
 #include "host/util.h"
 #include "mpegdecode/callbacks.h"
+#include "mpegdecode/dmfsubtitles.h"
 #include "mpegdecode/libcalls.h"
 #include "mpegdecode/mfreader.h"
 #include "mpegdecode/mpegindec.h"
@@ -23,6 +24,11 @@ int countAudioStreams(MpegIn const& file) {
   int count = 0;
   for (int n : file.nAudio) count += n;
   return count;
+}
+
+// Subtitles of DMF files are extracted, not overlaid.
+bool overlaysSubpictures(MpegIn const& file) {
+  return file.containerType != kContainerDmf && file.nSubpictures > 0;
 }
 
 }  // namespace
@@ -127,12 +133,12 @@ int MpegInDec::refuseDv(MpegIn& file) {
 void MpegInDec::createStreams(MpegIn const& file) {
   for (int i = 0; i < file.nVideo; ++i) {
     auto stream = std::make_unique<MpegInVideoStream>(file, i);
-    if (openVideo(*stream, file) == 0) video_.append(stream.release());
+    if (openVideo(*stream, file) == 0) video_.add(std::move(stream));
   }
   int const audioStreams = countAudioStreams(file);
   for (int i = 0; i < audioStreams; ++i) {
     auto stream = std::make_unique<MpegInAudioStream>(file, i);
-    if (openAudio(*stream, file) == 0) audio_.append(stream.release());
+    if (openAudio(*stream, file) == 0) audio_.add(std::move(stream));
   }
 }
 
@@ -201,4 +207,35 @@ MpegExternalIo MpegInDec::streamIo(MpegIn const& file) {
   MpegExternalIo io = file.io;
   if (io.on && file.fileSize >= 1) io.size = file.fileSize;
   return io;
+}
+
+void MpegInDec::addDmfStreams() {
+  if (shared_->io.on) {
+    // The demultiplexer opens files by their names in the file system, where this one need not be.
+    ky_log()->warning("No subtitles and languages of %s: it is opened through external file access.",
+                      textOf(params_.fileName).c_str());
+    return;
+  }
+  parseDmfFile(audio_.list(), subpic_.list(), params_.fileName);
+}
+
+// Closed captions are listed already: an overlay is a number of the list, and the decoders have to know how
+// many entries in front are not theirs.
+void MpegInDec::createSubpictures(MpegIn const& file) {
+  for (int i = 0; i < video_.size(); ++i)
+    if (MpegIn* const decoder = video_.at(i)->decoder()) announceSubpictures(decoder->set, file);
+  if (!overlaysSubpictures(file)) return;
+  for (int i = 0; i < file.nSubpictures; ++i) {
+    auto stream = std::make_unique<MpegInSubpicStream>(i);
+    if (file.subpictureId) stream->setIdentity(file.subpictureId[i]);
+    stream->store();
+    subpic_.add(std::move(stream));
+  }
+}
+
+void MpegInDec::announceSubpictures(MpegSettings& set, MpegIn const& file) const {
+  set.decodeSubpictures = overlaysSubpictures(file) ? 1 : 0;
+  set.captionEntries = 0;
+  for (int i = 0; i < subpic_.size(); ++i)
+    if (subpic_.at(i)->isCaptions()) ++set.captionEntries;
 }

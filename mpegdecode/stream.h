@@ -1,15 +1,14 @@
-// Stream objects: one per elementary stream of an opened file, with its decoder and its description.
+// What the streams of all kinds have in common, and the lists that hold them.
 #pragma once
 
 #include <cstdint>
 #include <memory>
-#include <vector>
+#include <utility>
 
 #include "host/any.h"
-#include "host/frame.h"
-#include "host/pcm.h"
 #include "host/ptrlist.h"
 #include "mfimport/mfimport.h"
+#include "mpegdecode/decoderhandle.h"
 
 // Names of the stream kinds in messages, and as keys of the collection of a kind; video, audio, subpicture.
 struct StreamTypeName {
@@ -19,136 +18,86 @@ struct StreamTypeName {
 };
 extern StreamTypeName const streamTypeNames[3];
 
-constexpr int kSubpicTypeCaptions = 4;  // description key "type" of a closed-caption entry
-
-// Base of all stream objects. A closed stream stays in its list, so stream numbers do not move.
+// Base of all stream objects: one per elementary stream of an opened file, with its decoder and its
+// description. A closed stream stays in its list, so stream numbers do not move.
 class MpegInStream {
  public:
-  explicit MpegInStream(int streamIndex) : index(streamIndex) {}
+  explicit MpegInStream(int streamIndex) : index_(streamIndex) {}
   virtual ~MpegInStream() = default;
   MpegInStream(MpegInStream const&) = delete;
   MpegInStream& operator=(MpegInStream const&) = delete;
 
-  // Fills `info` from the decoder's information.
+  // Fills the description from the decoder's information.
   virtual void store() = 0;
 
-  void setIdentity(MpegStreamId const& record);
+  Any const& name() const { return name_; }
+  // Number within the kind, as the file has it; -1 none.
+  int32_t index() const { return index_; }
+  // Null while the stream is closed.
+  MpegIn* decoder() const { return decoder_.get(); }
+  // Decodes with an instance of somebody else, which must outlive the stream or its closing.
+  void share(MpegIn& instance) { decoder_.share(instance); }
+  MpegStreamId const& identity() const { return identity_; }
+  void setIdentity(MpegStreamId const& record) { identity_ = record; }
+  // The description, which hosts see.
+  AnyDict& info() { return info_; }
+  AnyDict const& info() const { return info_; }
+  // Of "codecParams" of the description; invalid when absent.
+  Any const& codecParam(char const* key) const { return info_.descendant("codecParams", key, nullptr); }
+  bool selected() const { return selected_; }
+  // The decoder stays open.
+  void deselect() { selected_ = false; }
 
-  Any name;
-  MpegIn* decoder = nullptr;  // own instance, or the pipe's shared one
-  uint16_t pid = 0;
-  uint8_t id = 0;
-  uint8_t subId = 0;
-  uint16_t programNumber = 0;
-  uint32_t reserved32 = 0;
-  uint16_t reserved16 = 0;
-  int32_t index;  // number within the kind, as the file has it; -1 none
-  AnyDict info;
-  bool selected = false;
-  bool ownsDecoderMemory = false;  // the instance's block came from malloc and goes back to free
-  bool endOfStream = false;
-};
-
-struct MpegColour {
-  int primaries = 2, transfer = 2, matrix = 2;  // ISO/IEC 23091-2 code points, 2 unspecified
-};
-// That of the stream; what it leaves unspecified is that of `otherwise`.
-MpegColour colourOf(MpegVideoInfo const& video, MpegColour const& otherwise);
-
-class MpegInVideoStream : public MpegInStream {
- public:
-  MpegInVideoStream(MpegIn const& file, int streamIndex);
-  void store() override;
-
-  std::unique_ptr<KyFrame> frame;    // output
-  std::unique_ptr<KyFrame> scratch;  // full picture when `frame` is a view into it
-  bool framePending = false;         // the next readFrame has nothing to decode
-  int64_t passedPictures = 0;        // failed to decode since `frame` was filled: the decoder is past them
-  bool userDataEnabled = false;
-  uint32_t colorRange = 1;
-  MpegColour headerColour;  // by the headers of the file, where they describe this stream
-};
-
-// One block of 1536 sample frames is what a Dolby sync frame carries (ATSC A/52, 6 blocks of 256).
-class AudioBlockBuffer {
- public:
-  static constexpr uint32_t kSampleFrames = 1536;
-  static constexpr uint32_t kKeepBlocks = 0xFFFFFFFF;
-
-  AudioBlockBuffer(MpegIn const* file, uint32_t bytesPerSampleFrame, uint32_t blocks);
-  // Allocates room for eight 16-bit channels in every block, whatever `bytesPerSampleFrame` is.
-  void resize(uint32_t bytesPerSampleFrame, uint32_t blocks);
-  int reset();
-
-  std::vector<uint8_t> const& data() const { return data_; }
-  int32_t filled() const { return filled_; }
-  MpegIn const* file() const { return file_; }
-  uint32_t blocks() const { return blocks_; }
-  uint32_t bytesPerSampleFrame() const { return bytesPerSampleFrame_; }
+  // Its own and its kind's.
+  Any name_;
+  DecoderHandle decoder_;
+  AnyDict info_;
+  bool selected_ = false;
+  bool endOfStream_ = false;
 
  private:
-  Any attributes_[2];  // of the last block
-  std::vector<uint8_t> data_;
-  int32_t filled_ = 0;
-  MpegIn const* file_;
-  uint32_t blocks_;
-  uint32_t bytesPerSampleFrame_;
+  MpegStreamId identity_{};
+  int32_t index_;
 };
 
-class DolbyMetadataTracker;
-
-class MpegInAudioStream : public MpegInStream {
- public:
-  MpegInAudioStream(MpegIn const& file, int streamIndex);
-  ~MpegInAudioStream() override;
-  void store() override;
-  // By its name, which opening may change: among Dolby streams an instance may find MPEG audio.
-  bool isDolby() const;
-
-  std::unique_ptr<KyPcm> pcm;      // output
-  std::unique_ptr<KyPcm> scratch;  // source of conversions
-  std::unique_ptr<AudioBlockBuffer> blocks;
-  std::unique_ptr<DolbyMetadataTracker> tracker;
-  int32_t format = -1;       // MpegAudioFormat of the run of streams that it was listed in
-  int32_t formatIndex = -1;  // number within the audio format
-  int64_t sampleCount = 0;   // leading silence included
-  int32_t syncDelaySamples = 0;
-  uint32_t use32BitSamples = 0;
-  // The one sample that an odd request of paired 24-bit samples left over.
-  std::vector<uint8_t> carry;
-  int carrySamples = 0;
-
- private:
-  void refreshIdentity();
-};
-
-class MpegInSubpicStream : public MpegInStream {
- public:
-  explicit MpegInSubpicStream(int streamIndex);
-  void store() override;
-
-  MpegInVideoStream* captionSource = nullptr;  // of closed captions; not owned
-};
-
-// Pointers only; the decoder deletes the streams.
+// Pointers only; who fills a list deletes the streams.
 class MpegInStreamList : public TPtrList<MpegInStream> {};
 
 // The selected stream at the index, else null.
 MpegInStream* selectedStream(MpegInStreamList const& list, int index);
 
-// Place in decoding order and time of a picture.
-struct FrameTime {
-  int64_t sortKey;
-  int64_t time;  // 27 MHz
-};
-// Ascending by sort key, equal keys in their order.
-void sortFrameTimes(std::vector<FrameTime>& times);
+// The streams of one kind, in a list of their own that ends them.
+template <class Stream>
+class StreamsOf {
+ public:
+  StreamsOf() = default;
+  ~StreamsOf() { clear(); }
+  StreamsOf(StreamsOf&& other) noexcept { std::swap(list_, other.list_); }
+  StreamsOf& operator=(StreamsOf&& other) noexcept {
+    std::swap(list_, other.list_);
+    return *this;
+  }
 
-// A library instance; closing and releasing is the deleter's.
-struct MpegInDeleter {
-  void operator()(MpegIn* instance) const { mpegInFree(instance); }
-};
-using MpegInPtr = std::unique_ptr<MpegIn, MpegInDeleter>;
+  void add(std::unique_ptr<Stream> stream) {
+    list_.append(stream.get());
+    static_cast<void>(stream.release());  // the list's now
+  }
+  // Closes and deletes them one by one; they are listed until the last one is gone.
+  void clear() {
+    for (int i = 0; i < size(); ++i) {
+      std::unique_ptr<Stream> const stream(at(i));
+      stream->close();
+    }
+    list_.clear();
+  }
+  int size() const { return list_.size(); }
+  bool empty() const { return list_.empty(); }
+  Stream* at(int i) const { return static_cast<Stream*>(list_.at(i)); }  // null outside the list
+  Stream* selected(int i) const { return static_cast<Stream*>(selectedStream(list_, i)); }
+  // For those who treat all kinds alike. What is added to it belongs to this.
+  MpegInStreamList& list() { return list_; }
+  MpegInStreamList const& list() const { return list_; }
 
-// Sets the selection of host audio stream `streamIndex` in `settings`, by the counts of `counts`.
-void selectAudioStream(MpegSettings& settings, MpegIn const& counts, int streamIndex);
+ private:
+  MpegInStreamList list_;
+};

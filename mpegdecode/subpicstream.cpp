@@ -1,32 +1,45 @@
-// Entries of the subpicture list for the bitmap subtitles that the import library overlays.
-#include "mpegdecode/mpegindec.h"
+#include "mpegdecode/subpicstream.h"
+
+#include "host/file.h"
+#include "host/log.h"
 
 namespace {
 
-// Subtitles of DMF files are extracted, not overlaid.
-bool overlaysSubpictures(MpegIn const& file) {
-  return file.containerType != kContainerDmf && file.nSubpictures > 0;
+// Description key "type" of entries that the library overlays, and of closed captions.
+constexpr int kTypeOverlay = 2;
+constexpr int kTypeCaptions = 4;
+
+// Of extracted bitmap subtitles.
+void removeSubtitleFolder(AnyDict const& info) {
+  Any const& subType = info["subType"];
+  if (!(subType == Any("dxsa")) && !(subType == Any("dxsb"))) return;
+  Any const& folder = info["subtitles"];
+  if (!KyFile::isDir(folder)) return;
+  ky_dbg()->info("Deleting temporary subtitle folder %s", folder.asString().c_str());
+  KyFile::rmdir(folder);
 }
 
 }  // namespace
 
-// Closed captions are listed already: an overlay is a number of the list, and the decoders have to know how
-// many entries in front are not theirs.
-void MpegInDec::createSubpictures(MpegIn const& file) {
-  for (int i = 0; i < video_.size(); ++i)
-    if (MpegIn* const decoder = video(i)->decoder) announceSubpictures(decoder->set, file);
-  if (!overlaysSubpictures(file)) return;
-  for (int i = 0; i < file.nSubpictures; ++i) {
-    auto stream = std::make_unique<MpegInSubpicStream>(i);
-    if (file.subpictureId) stream->setIdentity(file.subpictureId[i]);
-    stream->store();
-    subpic_.append(stream.release());
-  }
+MpegInSubpicStream::MpegInSubpicStream(int streamIndex) : MpegInStream(streamIndex) { name_ = "Subpicture"; }
+
+MpegInSubpicStream::MpegInSubpicStream(int streamIndex, MpegInVideoStream const& source)
+    : MpegInSubpicStream(streamIndex) {
+  captionSource_ = &source;
+  info_.set("type", kTypeCaptions);
 }
 
-void MpegInDec::announceSubpictures(MpegSettings& set, MpegIn const& file) const {
-  set.decodeSubpictures = overlaysSubpictures(file) ? 1 : 0;
-  set.captionEntries = 0;
-  for (int i = 0; i < subpic_.size(); ++i)
-    if (subpic(i)->info["type"].asInt32() == kSubpicTypeCaptions) ++set.captionEntries;
+void MpegInSubpicStream::store() {
+  info_.set("type", kTypeOverlay);
+  AnyDict const codecParams("id", static_cast<int>(identity().id), "pid", static_cast<int>(identity().pid),
+                            "sub_id", static_cast<int>(identity().subId), "program_number",
+                            static_cast<int>(identity().program));
+  if (!codecParams.empty()) info_.set("codecParams", codecParams);
 }
+
+void MpegInSubpicStream::close() {
+  removeSubtitleFolder(info_);
+  decoder_.reset();
+}
+
+bool MpegInSubpicStream::isCaptions() const { return info_["type"].asInt32() == kTypeCaptions; }

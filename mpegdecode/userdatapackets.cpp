@@ -45,6 +45,6 @@ void collectUserData(MpegIn* decoder, std::string const& codec, KyUserData& out)
 void MpegInDec::attachUserData(MpegInVideoStream& stream) {
   stream.frame->clearUserData();
   KyUserData data;
-  collectUserData(stream.decoder, stream.name.asString(), data);
+  collectUserData(stream.decoder(), stream.name().asString(), data);
   if (data.countPackets(kUserDataPicture) > 0) stream.frame->setUserData(data);
 }

@@ -5,7 +5,7 @@
 #include "host/failure.h"
 #include "host/util.h"
 #include "mpegdecode/frameaspect.h"
-#include "mpegdecode/stream.h"
+#include "mpegdecode/videostream.h"
 
 namespace {
 
@@ -56,61 +56,55 @@ MpegColour colourOf(MpegVideoInfo const& video, MpegColour const& otherwise) {
           either(video.matrix, otherwise.matrix)};
 }
 
-MpegInVideoStream::MpegInVideoStream(MpegIn const& file, int streamIndex) : MpegInStream(streamIndex) {
-  bool const known = streamIndex >= 0 && streamIndex < file.nVideo;
-  if (!known) kyExceptionFail("./mpegdecode/mpeginutil(467)", nullptr);
-  if (known && file.videoId) setIdentity(file.videoId[streamIndex]);
-}
-
 void MpegInVideoStream::store() {
   MpegIn none{};
-  if (!decoder || !decoder->video.present) kyExceptionFail("./mpegdecode/mpeginutil(540)", nullptr);
-  MpegIn& file = decoder ? *decoder : none;
+  if (!decoder_ || !decoder_->video.present) kyExceptionFail("./mpegdecode/mpeginutil(540)", nullptr);
+  MpegIn& file = decoder_ ? *decoder_ : none;
   MpegVideoInfo& video = file.video;
 
-  if (index >= 0 && index < file.nVideo && file.videoId) setIdentity(file.videoId[index]);
+  if (index() >= 0 && index() < file.nVideo && file.videoId) setIdentity(file.videoId[index()]);
   uint32_t const fourcc = video.fourcc == mpegFourcc("YUY2") ? mpegFourcc("YUYV") : video.fourcc;
-  info.set("FOURCC", static_cast<int>(fourcc));
-  info.set("width", video.width);
-  info.set("height", video.height);
-  info.set("containerWidth", video.containerWidth);
-  info.set("containerHeight", video.containerHeight);
+  info_.set("FOURCC", static_cast<int>(fourcc));
+  info_.set("width", video.width);
+  info_.set("height", video.height);
+  info_.set("containerWidth", video.containerWidth);
+  info_.set("containerHeight", video.containerHeight);
   if (video.jpeg2000 && video.secondRate < 0.1) video.secondRate = video.rate = 48.0;
-  info.set("vBitrate", video.bitRate < 1000.0 ? 0.0 : video.bitRate);
-  info.set("frames", video.frames);
+  info_.set("vBitrate", video.bitRate < 1000.0 ? 0.0 : video.bitRate);
+  info_.set("frames", video.frames);
   double const aspect = frameAspect(video);
-  info.set("frameAspect", aspect);
-  info.set("pixelAspect", video.height * aspect / video.width);
+  info_.set("frameAspect", aspect);
+  info_.set("pixelAspect", video.height * aspect / video.width);
   double const seconds = video.frames / video.rate;
-  info.set("vDuration", seconds);
-  info.set("duration", seconds);
-  info.set("framerate", framerateOf(video));
-  info.set("containerFPS", video.containerFps);
-  info.set("streamFPS", video.streamFps);
-  info.set("pal", same(video.rate, 25.0) || same(video.rate, 50.0) ? 1 : 0);
-  info.set("N", video.gopN);
-  info.set("M", video.gopM);
+  info_.set("vDuration", seconds);
+  info_.set("duration", seconds);
+  info_.set("framerate", framerateOf(video));
+  info_.set("containerFPS", video.containerFps);
+  info_.set("streamFPS", video.streamFps);
+  info_.set("pal", same(video.rate, 25.0) || same(video.rate, 50.0) ? 1 : 0);
+  info_.set("N", video.gopN);
+  info_.set("M", video.gopM);
   MpegColour const colour = colourOf(video, headerColour);
-  info.set("colorimetry", KyColourDesc(colour.primaries, colour.transfer, colour.matrix).toAny());
-  info.set("inColorRange", static_cast<int>(colorRange));
-  if (int const vbr = variableRate(video); vbr >= 0) info.set("vbr", vbr);
+  info_.set("colorimetry", KyColourDesc(colour.primaries, colour.transfer, colour.matrix).toAny());
+  info_.set("inColorRange", static_cast<int>(colorRange));
+  if (int const vbr = variableRate(video); vbr >= 0) info_.set("vbr", vbr);
 
-  name = codecName(video, file.containerType);
+  name_ = codecName(video, file.containerType);
   AnyDict codecParams;
-  if (name == Any("MPEG-2")) codecParams.set("MPEG", 2);
-  if (name == Any("MPEG-1")) codecParams.set("MPEG", 1);
-  codecParams.set("id", static_cast<int>(id));
-  codecParams.set("pid", static_cast<int>(pid));
-  codecParams.set("sub_id", static_cast<int>(subId));
-  codecParams.set("program_number", static_cast<int>(programNumber));
-  info.set("codec", name);
-  info.set("videoCodec", name);
+  if (name_ == Any("MPEG-2")) codecParams.set("MPEG", 2);
+  if (name_ == Any("MPEG-1")) codecParams.set("MPEG", 1);
+  codecParams.set("id", static_cast<int>(identity().id));
+  codecParams.set("pid", static_cast<int>(identity().pid));
+  codecParams.set("sub_id", static_cast<int>(identity().subId));
+  codecParams.set("program_number", static_cast<int>(identity().program));
+  info_.set("codec", name_);
+  info_.set("videoCodec", name_);
   codecParams.set("frame_dct", video.frameDct);
   codecParams.set("firstVPTS", Any(static_cast<long>(video.firstPts)));
   codecParams.set("inFrameOffset", KyUtil::pts2FrameNr(video.firstPts, video.rate, false));
-  info.set("codecParams", codecParams);
+  info_.set("codecParams", codecParams);
 
   MpegSettings const& set = file.set;
-  info.set("_subpicOverlay", set.decodeSubpictures && set.overlay ? set.overlay - 1 : -1);
-  info.set("_displaySubpics", set.decodeSubpictures ? set.displaySubpictures : 0);
+  info_.set("_subpicOverlay", set.decodeSubpictures && set.overlay ? set.overlay - 1 : -1);
+  info_.set("_displaySubpics", set.decodeSubpictures ? set.displaySubpictures : 0);
 }

@@ -17,7 +17,7 @@ constexpr int kSearchedFrames = 10;
 // 0 when the current picture has captions, else -1. `out` is empty before.
 int extractCaptions(MpegInVideoStream const& stream, MediaTime const* time, KyCcData& out) {
   KyUserData data;
-  collectUserData(stream.decoder, stream.name.asString(), data);
+  collectUserData(stream.decoder(), stream.name().asString(), data);
   int const packets = data.countPackets(kUserDataPicture);
   for (int i = 0; i < packets; ++i) {
     int size = 0;
@@ -33,23 +33,23 @@ int extractCaptions(MpegInVideoStream const& stream, MediaTime const* time, KyCc
 
 // Line 21 captions belong to the 60 Hz world.
 bool mayHaveCaptions(MpegInVideoStream const& stream) {
-  std::string const codec = stream.name.asString();
+  std::string const codec = stream.name().asString();
   return (codec == "MPEG-1" || codec == "MPEG-2" || codec == "H.264") &&
-         !stream.info["framerate"].asFramerate().isPAL();
+         !stream.info()["framerate"].asFramerate().isPAL();
 }
 
 // Moves the stream's decoder.
 bool findCaptions(MpegInVideoStream const& stream) {
-  int const frames = stream.info["frames"].asInt32();
+  int const frames = stream.info()["frames"].asInt32();
   int const searched = frames > kSearchedFrames ? kSearchedFrames : frames - 1;
   KyCcData captions;
-  guardedSeekFrame(stream.decoder, 0);
+  guardedSeekFrame(stream.decoder(), 0);
   for (int k = 0; k < searched; ++k) {
     if (extractCaptions(stream, nullptr, captions) == 0) {
       ky_dbg()->log(kLogTrace, "Found cc in frame nr %d", k);
       return true;
     }
-    guardedNextFrame(stream.decoder);
+    guardedNextFrame(stream.decoder());
   }
   return false;
 }
@@ -59,11 +59,9 @@ std::unique_ptr<MpegInSubpicStream> captionEntry(MpegInVideoStream& stream, int 
   if (!mayHaveCaptions(stream)) return nullptr;
   ky_dbg()->log(kLogTrace, "parsing frames for cc data");
   bool const found = findCaptions(stream);
-  guardedSeekFrame(stream.decoder, 0);
+  guardedSeekFrame(stream.decoder(), 0);
   if (!found) return nullptr;
-  auto entry = std::make_unique<MpegInSubpicStream>(number);
-  entry->captionSource = &stream;
-  entry->info.set("type", kSubpicTypeCaptions);
+  auto entry = std::make_unique<MpegInSubpicStream>(number, stream);
   ky_dbg()->log(kLogTrace, "parsing frames for cc data done");
   return entry;
 }
@@ -74,8 +72,8 @@ void MpegInDec::createCaptionEntries() {
   if (params_.disableCc) return;
   int number = 0;
   for (int i = 0; i < video_.size(); ++i) {
-    if (auto entry = captionEntry(*video(i), number)) {
-      subpic_.append(entry.release());
+    if (auto entry = captionEntry(*video_.at(i), number)) {
+      subpic_.add(std::move(entry));
       ++number;
     }
   }
@@ -83,18 +81,18 @@ void MpegInDec::createCaptionEntries() {
 
 int MpegInDec::readCcData(int subpicIndex, int, AnyDict& out) {
   out.clear();
-  MpegInSubpicStream const* const entry = subpic(subpicIndex);
+  MpegInSubpicStream const* const entry = subpic_.at(subpicIndex);
   if (!entry) {
     kyAssertFail("./mpegdecode/mpegindec(3042)", nullptr);
     return 0;
   }
-  if (entry->info["type"].asInt32() != kSubpicTypeCaptions || !entry->captionSource) {
+  if (!entry->isCaptions() || !entry->captionSource()) {
     kyAssertFail("./mpegdecode/mpegindec(3046)", nullptr);
     return 0;
   }
-  MpegInVideoStream const& stream = *entry->captionSource;
-  if (!stream.frame || !stream.decoder || stream.frame->frameNumber() < 0) return kResultNotOpened;
-  MediaTime const time(stream.frame->frameNumber(), stream.info["framerate"].asFramerate());
+  MpegInVideoStream const& stream = *entry->captionSource();
+  if (!stream.frame || !stream.decoder() || stream.frame->frameNumber() < 0) return kResultNotOpened;
+  MediaTime const time(stream.frame->frameNumber(), stream.info()["framerate"].asFramerate());
   KyCcData captions;
   if (int const result = extractCaptions(stream, &time, captions)) return result;
   captions.store(out);

@@ -88,31 +88,31 @@ int MpegInDec::openVideo(MpegInVideoStream& stream, MpegIn const& file) {
     instance->video.rate = file.video.rate;
     instance->video.secondRate = file.video.secondRate;
   }
-  if (opened != 0) return _setErr(kResultError, "Failed to decode video stream #%d.", stream.index);
+  if (opened != 0) return _setErr(kResultError, "Failed to decode video stream #%d.", stream.index());
   instance->video.fourcc = chooseFourcc(*instance);
   bool const deliverable = isOutputFormat(instance->video.fourcc);
-  if (!deliverable) reportRefusedFormat(stream.index, instance->video.fourcc);
+  if (!deliverable) reportRefusedFormat(stream.index(), instance->video.fourcc);
   // The headers describe the first stream.
-  if (stream.index == 0) stream.headerColour = colour_;
+  if (stream.index() == 0) stream.headerColour = colour_;
   if (!deliverable || !createFrames(stream, *instance))
-    return _setErr(kResultError, "Failed to decode video stream #%d.", stream.index);
+    return _setErr(kResultError, "Failed to decode video stream #%d.", stream.index());
 
-  stream.decoder = instance.release();
-  stream.endOfStream = false;
+  stream.decoder_.own(std::move(instance));
+  stream.endOfStream_ = false;
   try {
     stream.store();
   } catch (...) {
     // A failed check of the description went to a handler that throws.
-    closeStream(stream);
+    stream.close();
     throw;
   }
-  stream.info.set("encodedHeight", stream.info["height"].asInt32());
-  stream.info.set("height", stream.frame->height());
-  stream.info.set("_needSwing", 0);
-  applyThreading(*stream.decoder, stream);
-  if (guardedSeekFrame(stream.decoder, 0) == 0) return 0;
-  closeStream(stream);
-  return _setErr(kResultError, "Failed to decode video stream #%d - mpeginSeekFrame failed", stream.index);
+  stream.info().set("encodedHeight", stream.info()["height"].asInt32());
+  stream.info().set("height", stream.frame->height());
+  stream.info().set("_needSwing", 0);
+  applyThreading(*stream.decoder(), stream);
+  if (guardedSeekFrame(stream.decoder(), 0) == 0) return 0;
+  stream.close();
+  return _setErr(kResultError, "Failed to decode video stream #%d - mpeginSeekFrame failed", stream.index());
 }
 
 void MpegInDec::configureVideo(MpegIn& instance, MpegInVideoStream const& stream, MpegIn const& file) const {
@@ -121,8 +121,8 @@ void MpegInDec::configureVideo(MpegIn& instance, MpegInVideoStream const& stream
   if (set.forceFrameRate != 0)
     ky_dbg()->info("[mpegindec] Video forcing %s frame-rate mode.",
                    set.forceFrameRate == 1 ? "container" : "stream");
-  set.searchMode = stream.index == 0 && !file.titleIsDvd ? 1 : params_.searchMode;
-  set.videoStream = stream.index + 1;
+  set.searchMode = stream.index() == 0 && !file.titleIsDvd ? 1 : params_.searchMode;
+  set.videoStream = stream.index() + 1;
   set.dvdTitle = file.titleIsDvd;
   set.dvdPalette = file.titleIsDvd && KyFile::getExt(params_.fileName, true).asString() != "ifo";
   if (set.dvdPalette) std::memcpy(set.palette, kDefaultPalette, sizeof set.palette);
@@ -186,7 +186,7 @@ bool MpegInDec::createFrames(MpegInVideoStream& stream, MpegIn& instance) const 
 }
 
 void MpegInDec::applyThreading(MpegIn& instance, MpegInVideoStream const& stream) const {
-  std::string const codec = stream.info["codec"].asString();
+  std::string const codec = stream.info()["codec"].asString();
   int mode = params_.smpMode;
   if (mode == -1 && (codec == "HEVC" || codec == "VC-1")) mode = 1;
   if (mode != -1) setSmpMode(instance, mode);

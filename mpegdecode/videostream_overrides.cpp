@@ -17,7 +17,7 @@ int MpegInDec::setOverride(int kind, int index, char const* key, Any const& valu
   Any const stored = override(kind, index, key);
   if (!stored.valid()) return kResultError;
   if (kind != kKindVideo) return _setErr(kResultError, "Can not set override for non video streams");
-  MpegInVideoStream* const stream = video(index);
+  MpegInVideoStream* const stream = video_.at(index);
   if (!stream) {
     kyAssertFail("./mpegdecode/mpegindec(2940)", nullptr);
     return kResultError;
@@ -27,7 +27,7 @@ int MpegInDec::setOverride(int kind, int index, char const* key, Any const& valu
 
 int MpegInDec::applyOverride(MpegInVideoStream& stream, char const* key, Any const& value) {
   std::string_view const wanted = key;
-  AnyDict& info = stream.info;
+  AnyDict& info = stream.info();
   KyFrame* const frame = stream.frame.get();
   if (wanted == "FOURCC") {
     if (!KyUtil::exchengeableFOURCC(info["FOURCC"].asInt32(), value.asInt32())) {

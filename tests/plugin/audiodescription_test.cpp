@@ -3,9 +3,12 @@
 
 #include "host/failure.h"
 #include "host/pcm.h"
-#include "mpegdecode/stream.h"
+#include "mpegdecode/audiostream.h"
+#include "tests/support/stream_state.h"
 
 namespace {
+
+using test::stateOf;
 
 struct Format {
   char const* name;
@@ -53,10 +56,10 @@ class AudioDescription : public testing::Test {
   // Of the second stream.
   AnyDict described(MpegIn const& listed) {
     MpegInAudioStream stream(listed, 1);
-    stream.decoder = &opened.file;
+    stream.share(opened.file);
     stream.store();
-    sampleCount = stream.sampleCount;
-    return stream.info;
+    sampleCount = stateOf(stream).sampleCount;
+    return stream.info();
   }
   AnyDict described() { return described(opened.file); }
 
@@ -90,13 +93,13 @@ TEST_F(AudioDescription, IsTheFactsOfTheInstanceUnderTheirKeys) {
 
 TEST_F(AudioDescription, MadeAgainHoldsNothingOfTheOneBefore) {
   MpegInAudioStream stream(opened.file, 1);
-  stream.decoder = &opened.file;
-  stream.info.child("codecParams").set("old", 1);
+  stream.share(opened.file);
+  stream.info().child("codecParams").set("old", 1);
   stream.store();
-  EXPECT_FALSE(stream.info["codecParams"].asDict().contains("old"));
+  EXPECT_FALSE(stream.info()["codecParams"].asDict().contains("old"));
   opened.file.audio.firstPts = 5;
   stream.store();
-  EXPECT_EQ(stream.info["codecParams"].asDict()["firstAPTS"], Any(5L));
+  EXPECT_EQ(stream.info()["codecParams"].asDict()["firstAPTS"], Any(5L));
 }
 
 TEST_F(AudioDescription, OfA32BitDolbyStreamTellsTheBitsThatItHas) {
@@ -114,11 +117,11 @@ TEST_F(AudioDescription, OfA32BitDolbyStreamTellsTheBitsThatItHas) {
 
 TEST_F(AudioDescription, CountsTheBytesOfItsBufferWhereThereIsOne) {
   MpegInAudioStream stream(opened.file, 0);
-  stream.decoder = &opened.file;
-  stream.pcm = std::make_unique<KyPcm>();
-  ASSERT_EQ(stream.pcm->init(48000, 2, 4, 48000), 0);
+  stream.share(opened.file);
+  stateOf(stream).pcm = std::make_unique<KyPcm>();
+  ASSERT_EQ(stateOf(stream).pcm->init(48000, 2, 4, 48000), 0);
   stream.store();
-  EXPECT_EQ(stream.info["bytesPerSample"], Any(4));
+  EXPECT_EQ(stream.info()["bytesPerSample"], Any(4));
 }
 
 // The identity of a stream after it was opened: what its own instance tells, where that knows the stream.
@@ -126,10 +129,10 @@ class AudioIdentity : public testing::TestWithParam<Format> {
  protected:
   Any pidAfterOpening(int streamIndex = 1) {
     MpegInAudioStream stream(listed.file, streamIndex);
-    EXPECT_EQ(stream.name, Any(GetParam().name));
-    stream.decoder = &opened.file;
+    EXPECT_EQ(stream.name(), Any(GetParam().name));
+    stream.share(opened.file);
     stream.store();
-    return stream.info["codecParams"].asDict()["pid"];
+    return stream.info()["codecParams"].asDict()["pid"];
   }
   Told listed{GetParam(), 0x40}, opened{GetParam(), 0x80};
 };
@@ -154,8 +157,8 @@ TEST_P(AudioIdentity, WithoutRecordsIsKept) {
 TEST_P(AudioIdentity, WithoutRecordsOfTheFileIsZeroUntilItIsOpened) {
   listed.file.audioId[GetParam().run] = nullptr;
   MpegInAudioStream const stream(listed.file, 1);
-  EXPECT_EQ(stream.pid, 0);
-  EXPECT_EQ(stream.formatIndex, 1);
+  EXPECT_EQ(stream.identity().pid, 0);
+  EXPECT_EQ(stateOf(stream).formatIndex, 1);
   EXPECT_EQ(pidAfterOpening(), Any(0x86));
 }
 
@@ -166,20 +169,20 @@ TEST(AudioIdentityOfQuickTimePcm, IsTheOneThatTheFileListed) {
   Told listed({"QT_PCM", kAudioAes3}, 0x40), opened({"QT_PCM", kAudioAes3}, 0x80);
   listed.file.containerType = opened.file.containerType = kContainerQuickTime;
   MpegInAudioStream stream(listed.file, 1);
-  stream.decoder = &opened.file;
+  stream.share(opened.file);
   stream.store();
-  EXPECT_EQ(stream.info["codec"], Any("QT_PCM"));
-  EXPECT_EQ(stream.info["codecParams"].asDict()["pid"], Any(0x46));
+  EXPECT_EQ(stream.info()["codec"], Any("QT_PCM"));
+  EXPECT_EQ(stream.info()["codecParams"].asDict()["pid"], Any(0x46));
 }
 
 TEST(AudioIdentityOfNoRun, IsZero) {
   Told const listed({"LPCM", kAudioLpcm}, 0x40);
   Told opened({"LPCM", kAudioLpcm}, 0x80);
   MpegInAudioStream stream(listed.file, 2);
-  stream.decoder = &opened.file;
+  stream.share(opened.file);
   stream.store();
-  EXPECT_FALSE(stream.info["codec"].valid());
-  EXPECT_EQ(stream.info["codecParams"].asDict()["pid"], Any(0));
+  EXPECT_FALSE(stream.info()["codec"].valid());
+  EXPECT_EQ(stream.info()["codecParams"].asDict()["pid"], Any(0));
 }
 
 }  // namespace

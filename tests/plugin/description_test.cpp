@@ -13,7 +13,7 @@
 
 #include "host/colour.h"
 #include "host/framerate.h"
-#include "mpegdecode/stream.h"
+#include "mpegdecode/videostream.h"
 #include "tests/support/media.h"
 #include "tests/support/plugin_host.h"
 #include "tests/support/recording.h"
@@ -218,10 +218,9 @@ struct Record {
   }
   AnyDict described() {
     MpegInVideoStream stream(file, 0);
-    stream.decoder = &file;
+    stream.share(file);
     stream.store();
-    stream.decoder = nullptr;
-    return stream.info;
+    return stream.info();
   }
   MpegStreamId id{};
   MpegIn file{};

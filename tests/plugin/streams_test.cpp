@@ -9,10 +9,14 @@
 
 #include "host/failure.h"
 #include "mpegdecode/dolbytracker.h"
+#include "mpegdecode/frametimestamps.h"
 #include "mpegdecode/libcalls.h"
-#include "mpegdecode/stream.h"
+#include "mpegdecode/subpicstream.h"
+#include "tests/support/stream_state.h"
 
 namespace {
+
+using test::stateOf;
 
 // Failed checks of one test, in order.
 class Failures {
@@ -71,7 +75,7 @@ TEST(Lookup, WithMinusOneTheSizeOrAnUnselectedStream_IsNull) {
   MpegInSubpicStream first(0), second(1);
   list.append(&first);
   list.append(&second);
-  second.selected = true;
+  stateOf(second).selected = true;
   EXPECT_EQ(selectedStream(list, -1), nullptr);
   EXPECT_EQ(selectedStream(list, 2), nullptr);
   EXPECT_EQ(selectedStream(list, 0), nullptr);
@@ -163,32 +167,32 @@ TEST(AudioBlockBuffer, ResizingWithAllBitsSetKeepsTheBlockCount) {
 TEST(VideoStream, ConstructionCopiesTheIdentityBlock) {
   FileInformation const information;
   MpegInVideoStream const stream(information.file, 1);
-  EXPECT_EQ(stream.index, 1);
-  EXPECT_EQ(stream.pid, 0x1012);
-  EXPECT_EQ(stream.id, 0xE1);
-  EXPECT_EQ(stream.subId, 1);
-  EXPECT_EQ(stream.programNumber, 8);
-  EXPECT_EQ(stream.reserved32, 5u);
-  EXPECT_EQ(stream.reserved16, 6);
-  EXPECT_EQ(stream.colorRange, 1u);
-  EXPECT_FALSE(stream.selected);
-  EXPECT_FALSE(stream.userDataEnabled);
+  EXPECT_EQ(stream.index(), 1);
+  EXPECT_EQ(stream.identity().pid, 0x1012);
+  EXPECT_EQ(stream.identity().id, 0xE1);
+  EXPECT_EQ(stream.identity().subId, 1);
+  EXPECT_EQ(stream.identity().program, 8);
+  EXPECT_EQ(stream.identity().reserved32, 5u);
+  EXPECT_EQ(stream.identity().reserved16, 6);
+  EXPECT_EQ(stateOf(stream).colorRange, 1u);
+  EXPECT_FALSE(stream.selected());
+  EXPECT_FALSE(stateOf(stream).userDataEnabled);
 }
 
 TEST(VideoStream, StartsWithoutDecoderFramesOrDescription) {
   MpegInVideoStream const stream(FileInformation().file, 0);
-  EXPECT_FALSE(stream.name.valid());
-  EXPECT_TRUE(stream.info.empty());
-  EXPECT_EQ(stream.decoder, nullptr);
-  EXPECT_FALSE(stream.ownsDecoderMemory);
-  EXPECT_FALSE(stream.endOfStream);
-  EXPECT_EQ(stream.frame, nullptr);
-  EXPECT_EQ(stream.scratch, nullptr);
-  EXPECT_FALSE(stream.framePending);
-  EXPECT_EQ(stream.passedPictures, 0);
-  EXPECT_EQ(stream.headerColour.primaries, 2);
-  EXPECT_EQ(stream.headerColour.transfer, 2);
-  EXPECT_EQ(stream.headerColour.matrix, 2);
+  EXPECT_FALSE(stream.name().valid());
+  EXPECT_TRUE(stream.info().empty());
+  EXPECT_EQ(stream.decoder(), nullptr);
+  EXPECT_FALSE(stateOf(stream).decoder.ownsDecoderMemory);
+  EXPECT_FALSE(stateOf(stream).endOfStream);
+  EXPECT_EQ(stateOf(stream).frame, nullptr);
+  EXPECT_EQ(stateOf(stream).scratch, nullptr);
+  EXPECT_FALSE(stateOf(stream).framePending);
+  EXPECT_EQ(stateOf(stream).passedPictures, 0);
+  EXPECT_EQ(stateOf(stream).headerColour.primaries, 2);
+  EXPECT_EQ(stateOf(stream).headerColour.transfer, 2);
+  EXPECT_EQ(stateOf(stream).headerColour.matrix, 2);
 }
 
 TEST(VideoStream, OfAFileWithoutRecordsHasNoIdentity) {
@@ -197,12 +201,12 @@ TEST(VideoStream, OfAFileWithoutRecordsHasNoIdentity) {
   Failures failures;
   MpegInVideoStream const stream(file, 0);
   EXPECT_TRUE(failures.seen.empty());
-  EXPECT_EQ(stream.pid, 0);
-  EXPECT_EQ(stream.id, 0);
-  EXPECT_EQ(stream.subId, 0);
-  EXPECT_EQ(stream.programNumber, 0);
-  EXPECT_EQ(stream.reserved32, 0u);
-  EXPECT_EQ(stream.reserved16, 0);
+  EXPECT_EQ(stream.identity().pid, 0);
+  EXPECT_EQ(stream.identity().id, 0);
+  EXPECT_EQ(stream.identity().subId, 0);
+  EXPECT_EQ(stream.identity().program, 0);
+  EXPECT_EQ(stream.identity().reserved32, 0u);
+  EXPECT_EQ(stream.identity().reserved16, 0);
 }
 
 TEST(VideoStream, NumberOutsideTheFile_RaisesAtPosition467) {
@@ -212,7 +216,7 @@ TEST(VideoStream, NumberOutsideTheFile_RaisesAtPosition467) {
     MpegInVideoStream const stream(information.file, number);
     ASSERT_EQ(failures.seen.size(), 1u);
     EXPECT_EQ(failures.seen[0].first, "./mpegdecode/mpeginutil(467)");
-    EXPECT_EQ(stream.pid, 0);
+    EXPECT_EQ(stream.identity().pid, 0);
   }
 }
 
@@ -221,9 +225,9 @@ TEST(VideoStream, NumberOutsideTheFile_DoesNotReadBesideItsRecords) {
   MpegIn file{};
   file.nVideo = 1;
   file.videoId = ids + 1;
-  EXPECT_EQ(MpegInVideoStream(file, -1).pid, 0);
-  EXPECT_EQ(MpegInVideoStream(file, 0).pid, 2);
-  EXPECT_EQ(MpegInVideoStream(file, 1).pid, 0);
+  EXPECT_EQ(MpegInVideoStream(file, -1).identity().pid, 0);
+  EXPECT_EQ(MpegInVideoStream(file, 0).identity().pid, 2);
+  EXPECT_EQ(MpegInVideoStream(file, 1).identity().pid, 0);
 }
 
 TEST(VideoStream, StoreWithoutADecoder_RaisesAtPosition540AndGoesOn) {
@@ -233,7 +237,7 @@ TEST(VideoStream, StoreWithoutADecoder_RaisesAtPosition540AndGoesOn) {
   stream.store();
   ASSERT_FALSE(failures.seen.empty());
   EXPECT_EQ(failures.seen[0].first, "./mpegdecode/mpeginutil(540)");
-  EXPECT_EQ(stream.info["codec"].asString(), "MPEG-1");
+  EXPECT_EQ(stream.info()["codec"].asString(), "MPEG-1");
 }
 
 TEST(AudioStream, NumbersRunFormatByFormat) {
@@ -248,29 +252,29 @@ TEST(AudioStream, NumbersRunFormatByFormat) {
                          Row{3, "Dolby", 0, 200}, Row{4, "AES3", 0, 300}, Row{5, "AES3", 1, 301},
                          Row{6, "AMR", 0, 400}, Row{7, "WMA", 0, 500}, Row{8, "DTS", 0, 600}}) {
     MpegInAudioStream const stream(information.file, row.number);
-    EXPECT_EQ(stream.name.asString(), row.name) << row.number;
-    EXPECT_EQ(stream.formatIndex, row.formatIndex) << row.number;
-    EXPECT_EQ(stream.pid, row.pid) << row.number;
-    EXPECT_EQ(stream.index, row.number);
+    EXPECT_EQ(stream.name().asString(), row.name) << row.number;
+    EXPECT_EQ(stateOf(stream).formatIndex, row.formatIndex) << row.number;
+    EXPECT_EQ(stream.identity().pid, row.pid) << row.number;
+    EXPECT_EQ(stream.index(), row.number);
   }
 }
 
 TEST(AudioStream, StartsWithoutDecoderSamplesOrDelay) {
   MpegInAudioStream const stream(FileInformation().file, 0);
-  EXPECT_TRUE(stream.info.empty());
-  EXPECT_EQ(stream.decoder, nullptr);
-  EXPECT_FALSE(stream.selected);
-  EXPECT_FALSE(stream.ownsDecoderMemory);
-  EXPECT_FALSE(stream.endOfStream);
-  EXPECT_EQ(stream.pcm, nullptr);
-  EXPECT_EQ(stream.scratch, nullptr);
-  EXPECT_EQ(stream.blocks, nullptr);
-  EXPECT_EQ(stream.tracker, nullptr);
-  EXPECT_EQ(stream.sampleCount, 0);
-  EXPECT_EQ(stream.syncDelaySamples, 0);
-  EXPECT_EQ(stream.use32BitSamples, 0u);
-  EXPECT_TRUE(stream.carry.empty());
-  EXPECT_EQ(stream.carrySamples, 0);
+  EXPECT_TRUE(stream.info().empty());
+  EXPECT_EQ(stream.decoder(), nullptr);
+  EXPECT_FALSE(stream.selected());
+  EXPECT_FALSE(stateOf(stream).decoder.ownsDecoderMemory);
+  EXPECT_FALSE(stateOf(stream).endOfStream);
+  EXPECT_EQ(stateOf(stream).pcm, nullptr);
+  EXPECT_EQ(stateOf(stream).scratch, nullptr);
+  EXPECT_EQ(stateOf(stream).blocks, nullptr);
+  EXPECT_EQ(stateOf(stream).tracker, nullptr);
+  EXPECT_EQ(stateOf(stream).sampleCount, 0);
+  EXPECT_EQ(stateOf(stream).syncDelaySamples, 0);
+  EXPECT_EQ(stateOf(stream).use32BitSamples, 0u);
+  EXPECT_TRUE(stateOf(stream).carry.empty());
+  EXPECT_EQ(stateOf(stream).carrySamples, 0);
 }
 
 TEST(AudioStream, RemembersTheRunThatItWasListedIn) {
@@ -278,7 +282,7 @@ TEST(AudioStream, RemembersTheRunThatItWasListedIn) {
   int const formats[] = {kAudioMpegAac, kAudioLpcm, kAudioLpcm, kAudioDolby, kAudioAes3,
                          kAudioAes3,    kAudioAmr,  kAudioWma,  kAudioDts};
   for (int number = 0; number < 9; ++number)
-    EXPECT_EQ(MpegInAudioStream(information.file, number).format, formats[number]) << number;
+    EXPECT_EQ(stateOf(MpegInAudioStream(information.file, number)).format, formats[number]) << number;
 }
 
 TEST(AudioStream, OnlyTheNameDolbyIsDolby) {
@@ -291,8 +295,8 @@ TEST(AudioStream, NamesFollowTheMpegFlagAndTheContainer) {
   FileInformation information;
   information.file.audio.mpegAudio = 1;
   information.file.containerType = kContainerQuickTime;
-  EXPECT_EQ(MpegInAudioStream(information.file, 0).name.asString(), "MPEG");
-  EXPECT_EQ(MpegInAudioStream(information.file, 4).name.asString(), "QT_PCM");
+  EXPECT_EQ(MpegInAudioStream(information.file, 0).name().asString(), "MPEG");
+  EXPECT_EQ(MpegInAudioStream(information.file, 4).name().asString(), "QT_PCM");
 }
 
 TEST(AudioStream, NumberPastAllRuns_RaisesAtPositions223And280AndHasNoIdentity) {
@@ -303,8 +307,8 @@ TEST(AudioStream, NumberPastAllRuns_RaisesAtPositions223And280AndHasNoIdentity) 
     ASSERT_EQ(failures.seen.size(), 2u);
     EXPECT_EQ(failures.seen[0].first, "./mpegdecode/mpeginutil(223)");
     EXPECT_EQ(failures.seen[1].first, "./mpegdecode/mpeginutil(280)");
-    EXPECT_EQ(stream.pid, 0);
-    EXPECT_EQ(stream.formatIndex, -1);
+    EXPECT_EQ(stream.identity().pid, 0);
+    EXPECT_EQ(stateOf(stream).formatIndex, -1);
   }
 }
 
@@ -315,7 +319,7 @@ TEST(AudioStream, OfNoFormatHasNoRun) {
   Failures failures;
   MpegInAudioStream const stream(information.file, 9);
   EXPECT_EQ(failures.seen.size(), 2u);
-  EXPECT_EQ(stream.format, -1);
+  EXPECT_EQ(stateOf(stream).format, -1);
   MpegSettings settings{};
   selectAudioStream(settings, information.file, 9);
   EXPECT_EQ(failures.seen.size(), 3u);
@@ -328,7 +332,7 @@ TEST(AudioStream, StoreWithoutADecoder_RaisesAtPosition288AndGoesOn) {
   stream.store();
   ASSERT_FALSE(failures.seen.empty());
   EXPECT_EQ(failures.seen[0].first, "./mpegdecode/mpeginutil(288)");
-  EXPECT_EQ(stream.info["codec"].asString(), "LPCM");
+  EXPECT_EQ(stream.info()["codec"].asString(), "LPCM");
 }
 
 TEST(DolbyMetadataTracker, CannotReadAndSaysSo) {
@@ -342,10 +346,10 @@ TEST(SubpictureStream, StoreDescribesItByTypeAndIdentity) {
   MpegInSubpicStream stream(3);
   stream.setIdentity({0x20, 0xBD, 0x21, 2, 0, 0});
   stream.store();
-  EXPECT_EQ(stream.name.asString(), "Subpicture");
-  EXPECT_EQ(stream.index, 3);
-  EXPECT_EQ(stream.info["type"].asInt32(), 2);
-  AnyDict const& codecParams = stream.info["codecParams"].asDict();
+  EXPECT_EQ(stream.name().asString(), "Subpicture");
+  EXPECT_EQ(stream.index(), 3);
+  EXPECT_EQ(stream.info()["type"].asInt32(), 2);
+  AnyDict const& codecParams = stream.info()["codecParams"].asDict();
   EXPECT_EQ(codecParams["id"].asInt32(), 0xBD);
   EXPECT_EQ(codecParams["pid"].asInt32(), 0x20);
   EXPECT_EQ(codecParams["sub_id"].asInt32(), 0x21);

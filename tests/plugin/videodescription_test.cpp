@@ -3,9 +3,12 @@
 
 #include "host/colour.h"
 #include "host/failure.h"
-#include "mpegdecode/stream.h"
+#include "mpegdecode/videostream.h"
+#include "tests/support/stream_state.h"
 
 namespace {
+
+using test::stateOf;
 
 class VideoDescription : public testing::Test {
  protected:
@@ -23,10 +26,10 @@ class VideoDescription : public testing::Test {
   }
   AnyDict described() {
     MpegInVideoStream stream(file, 0);
-    stream.headerColour = headerColour;
-    stream.decoder = &file;
+    stateOf(stream).headerColour = headerColour;
+    stream.share(file);
     stream.store();
-    return stream.info;
+    return stream.info();
   }
   AnyDict describedAt(double rate, double secondRate) {
     file.video.rate = rate;
@@ -229,9 +232,9 @@ TEST_F(VideoDescription, HasTheIdentityOfTheOpenedInstanceWhereThatKnowsTheStrea
     listed.nVideo = 2;
     listed.videoId = ids;
     MpegInVideoStream stream(listed, streamIndex);
-    stream.decoder = &opened;
+    stream.share(opened);
     stream.store();
-    return stream.info["codecParams"].asDict()["pid"];
+    return stream.info()["codecParams"].asDict()["pid"];
   };
   opened.nVideo = 2;
   opened.videoId = other;

@@ -69,11 +69,11 @@ TEST_F(AttributeKinds, OfTheSyncFix) {
   for (Any const& other : others(0)) {
     module.setAttr("AVSyncFix", other);
     opened();
-    EXPECT_EQ(audioOf(*pipe, 0).syncDelaySamples, 4800) << other.kind();
+    EXPECT_EQ(stateOf(audioOf(*pipe, 0)).syncDelaySamples, 4800) << other.kind();
   }
   module.setAttr("AVSyncFix", 0);
   opened();
-  EXPECT_EQ(audioOf(*pipe, 0).syncDelaySamples, 0);
+  EXPECT_EQ(stateOf(audioOf(*pipe, 0)).syncDelaySamples, 0);
 }
 
 TEST_F(AttributeKinds, OfTheDolbyTracker) {
@@ -81,7 +81,7 @@ TEST_F(AttributeKinds, OfTheDolbyTracker) {
   for (Any const& other : others(0)) {
     module.setAttr("dolbyMetadataTracker", other);
     opened();
-    EXPECT_NE(audioOf(*pipe, 0).tracker, nullptr) << other.kind();
+    EXPECT_NE(stateOf(audioOf(*pipe, 0)).tracker, nullptr) << other.kind();
   }
 }
 

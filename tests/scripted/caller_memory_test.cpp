@@ -28,20 +28,20 @@ class CallerMemory : public ScriptedTest {
   CallerMemory() {
     library.addVideo();
     opened();
-    stream().ownsDecoderMemory = true;
-    library.ownedByCaller = stream().decoder;
+    stateOf(stream()).decoder.ownsDecoderMemory = true;
+    library.ownedByCaller = stream().decoder();
     released = 0;
-    watched = stream().decoder;
+    watched = stream().decoder();
   }
   ~CallerMemory() override { watched = nullptr; }
   MpegInVideoStream& stream() { return videoOf(*pipe, 0); }
 };
 
 TEST_F(CallerMemory, IsReleasedWithItsStream) {
-  (pipe.get()->*memberOf(CloseVideo{}))(stream());
+  stream().close();
   EXPECT_EQ(released, 1);
   EXPECT_FALSE(instance(1).alive);
-  EXPECT_FALSE(stream().ownsDecoderMemory);
+  EXPECT_FALSE(stateOf(stream()).decoder.ownsDecoderMemory);
   EXPECT_EQ(pipe->close(), 0);
   EXPECT_EQ(released, 1);
 }

@@ -23,7 +23,7 @@ class CaptionSearch : public ScriptedTest {
   // Number of the picture in the frame of a stream that nobody selected.
   int heldPicture() const {
     int number = -1;
-    std::memcpy(&number, videoOf(*pipe, 0).frame->pixelPtr(0, 0, 0), sizeof number);
+    std::memcpy(&number, stateOf(videoOf(*pipe, 0)).frame->pixelPtr(0, 0, 0), sizeof number);
     return number;
   }
   AnyDict captionsOf(int frame) {
@@ -102,15 +102,15 @@ TEST_F(CaptionSearch, NumbersTheEntriesInTheOrderOfTheStreamsThatHaveSome) {
   library.subpictures = 1;
   opened();
   ASSERT_EQ(pipe->countStreams(kKindSubpic), 3);
-  MpegInStreamList const& entries = pipe.get()->*memberOf(SubpicList{});
+  auto const& entries = pipe.get()->*memberOf(SubpicList{});
   for (int i = 0; i < 2; ++i) {
-    auto const& entry = *static_cast<MpegInSubpicStream const*>(entries.at(i));
-    EXPECT_EQ(entry.index, i);
-    EXPECT_EQ(entry.info["type"], Any(4));
-    EXPECT_EQ(entry.captionSource, &videoOf(*pipe, 2 * i));
+    MpegInSubpicStream const& entry = *entries.at(i);
+    EXPECT_EQ(entry.index(), i);
+    EXPECT_EQ(entry.info()["type"], Any(4));
+    EXPECT_EQ(entry.captionSource(), &videoOf(*pipe, 2 * i));
   }
-  EXPECT_EQ(entries.at(2)->info["type"], Any(2)) << "subpictures follow";
-  EXPECT_EQ(entries.at(2)->index, 0);
+  EXPECT_EQ(entries.at(2)->info()["type"], Any(2)) << "subpictures follow";
+  EXPECT_EQ(entries.at(2)->index(), 0);
 }
 
 TEST_F(CaptionSearch, OfSeveralPacketsWithCaptions_TheFirstCounts) {

@@ -34,7 +34,7 @@ class ClosingOrder : public ScriptedTest {
     pipe->setParam("estimateMemory", true);
     EXPECT_EQ(pipe->open(), 0);
     fs::create_directories(folder_);
-    AnyDict& subtitles = addSubpicture(*pipe).info;
+    AnyDict& subtitles = addSubpicture(*pipe).info();
     subtitles.set("subType", "dxsa");
     subtitles.set("subtitles", Any(folder_.string()));
     library.onFree = [this](size_t number) { releases_.push_back(release(number)); };

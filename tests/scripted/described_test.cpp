@@ -49,7 +49,7 @@ TEST_P(Described, AStreamIsDolbyByItsName) {
 TEST_P(Described, WhatIsNotCalledDolbyHasNothingOfIt) {
   openMpegAmongDolby();
   EXPECT_FALSE(info(kKindAudio, 0).contains("actualBitsPerSample"));
-  EXPECT_EQ(audioOf(*pipe, 0).tracker, nullptr);
+  EXPECT_EQ(stateOf(audioOf(*pipe, 0)).tracker, nullptr);
   EXPECT_FALSE(get("dolby", 0).valid());
   EXPECT_FALSE(get("DecoderChannelsMappingKY", 0).valid());
 }
@@ -68,7 +68,7 @@ TEST_P(Described, ChannelsOfWhatIsNotCalledDolbyAreNumbers) {
 TEST_P(Described, AnOverlayThatIsNoIntegerCountsAsNotSet) {
   library.addVideo();
   opened();
-  AnyDict& description = videoOf(*pipe, 0).info;
+  AnyDict& description = videoOf(*pipe, 0).info();
   description.set("_displaySubpics", 1);
   for (Any const& odd : {Any("3"), Any(2.0), Any(), Any(4L)}) {
     description.set("_subpicOverlay", odd);

@@ -129,7 +129,7 @@ TEST_F(Measuring, PrimingIsExactOverHoursAndOfAnyRate) {
                          Row{1, 1, 3 * kSecond, kSecond}, Row{480, 0, 5, 5}}) {
     library.titles = {{track(kAudioCode, 16, 1000, row.offset)}};
     opened();
-    MpegAudioInfo& audio = audioOf(*pipe, 0).decoder->audio;
+    MpegAudioInfo& audio = audioOf(*pipe, 0).decoder()->audio;
     audio.leadingSamples = row.leading;
     audio.rate = row.rate;
     EXPECT_EQ((pipe.get()->*memberOf(Measure{}))(), 0);
@@ -205,7 +205,7 @@ TEST_F(Measuring, ATitleThatCannotBeRead_LeavesOutItsStreamsAlone) {
 TEST_F(Measuring, AnEntryThatIsMissingOrOfAnotherKind_IsAnErrorForTheUserAndStays) {
   opened();
   ky_log()->take();
-  AnyDict& codecParams = videoOf(*pipe, 0).info.child("codecParams");
+  AnyDict& codecParams = videoOf(*pipe, 0).info().child("codecParams");
   for (Any const& odd : {Any(7), Any("text"), Any()}) {
     codecParams.set("firstVPTS", odd);
     EXPECT_EQ((pipe.get()->*memberOf(Measure{}))(), 0);
@@ -230,7 +230,7 @@ class Delay : public ScriptedTest {
     library.video[0].info.firstPts = 1000000;
     library.audio[0].info.firstPts = 1000000 + ticks;
     opened();
-    return audioOf(*pipe, 0).syncDelaySamples;
+    return stateOf(audioOf(*pipe, 0)).syncDelaySamples;
   }
 };
 
@@ -244,7 +244,7 @@ TEST_F(Delay, By41Milliseconds_Is1968Samples) {
   EXPECT_EQ(delayed(41 * kMs), 1968);
   EXPECT_TRUE(
       log.hasAt(kLogInfo, "[scripted]Audio stream 0 delayed 41ms, applying correction (1968 samples)"));
-  EXPECT_EQ(audioOf(*pipe, 0).sampleCount, 101968);
+  EXPECT_EQ(stateOf(audioOf(*pipe, 0)).sampleCount, 101968);
   EXPECT_EQ(info(kKindAudio, 0)["samples"], Any(101968L));
   EXPECT_DOUBLE_EQ(info(kKindAudio, 0)["aDuration"].asDouble(), 101968 / 48000.0);
   EXPECT_DOUBLE_EQ(info(kKindAudio, 0)["duration"].asDouble(), 101968 / 48000.0);
@@ -302,14 +302,14 @@ TEST_F(Delay, UsesTheMeasuredStamps) {
   library.containerType = kContainerTransport;
   library.titles = {{track(kVideoCode, 0, 0), track(kAudioCode, 16, 50 * kMs)}};
   opened();
-  EXPECT_EQ(audioOf(*pipe, 0).syncDelaySamples, 2400);
+  EXPECT_EQ(stateOf(audioOf(*pipe, 0)).syncDelaySamples, 2400);
 }
 
 TEST_F(Delay, NeedsVideo) {
   library.video.clear();
   library.audio[0].info.firstPts = 100 * kMs;
   opened();
-  EXPECT_EQ(audioOf(*pipe, 0).syncDelaySamples, 0);
+  EXPECT_EQ(stateOf(audioOf(*pipe, 0)).syncDelaySamples, 0);
 }
 
 // Every time stamp of a video stream.

@@ -141,7 +141,7 @@ TEST_P(Joining, StreamsThatChangeWhileTheyAreJoined_AreExceptionFailures) {
   // They are counted as mono and then, when each is selected, become stereo.
   library.onCall = [&](Function function) {
     if (function != kSeekSample || inner().state() != kStateOpened) return;
-    for (int i = 0; i < 2; ++i) audioOf(inner(), i).info.set("channels", 2);
+    for (int i = 0; i < 2; ++i) audioOf(inner(), i).info().set("channels", 2);
   };
   failing([&] { return wrapper->open(); });
   library.onCall = nullptr;
@@ -166,7 +166,7 @@ TEST_P(Joining, OfOneStreamThatStayedMono_HasOneChannel) {
   readyWrapper();
   library.onCall = [&](Function function) {
     if (function == kSeekSample && inner().state() == kStateOpened)
-      audioOf(inner(), 1).info.set("channels", 2);
+      audioOf(inner(), 1).info().set("channels", 2);
   };
   ASSERT_EQ(wrapper->open(), 0);
   library.onCall = nullptr;

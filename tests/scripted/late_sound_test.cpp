@@ -16,7 +16,7 @@ class LateSound : public ScriptedTest {
     library.addVideo();
     library.addAudio(format).info.firstPts = ms * kMs;
   }
-  int delay() { return audioOf(*pipe, 0).syncDelaySamples; }
+  int delay() { return stateOf(audioOf(*pipe, 0)).syncDelaySamples; }
 };
 
 TEST_F(LateSound, IsCorrectedInSystemProgramAndTransportStreamsAlone) {

@@ -4,9 +4,12 @@
 
 #include "mpegdecode/mpegdecwrapper.h"
 #include "mpegdecode/mpegindec.h"
+#include "tests/support/stream_state.h"
 #include "xdcamdecode/xdcamdec.h"
 
 namespace scripted {
+
+using test::stateOf;
 
 // An explicit instantiation may name private members ([temp.spec.general]); the friend hands the pointer out.
 template <class Tag, typename Tag::Type member>
@@ -15,19 +18,19 @@ struct Member {
 };
 
 struct VideoList {
-  using Type = MpegInStreamList MpegInDec::*;
+  using Type = StreamsOf<MpegInVideoStream> MpegInDec::*;
   friend Type memberOf(VideoList);
 };
 template struct Member<VideoList, &MpegInDec::video_>;
 
 struct AudioList {
-  using Type = MpegInStreamList MpegInDec::*;
+  using Type = StreamsOf<MpegInAudioStream> MpegInDec::*;
   friend Type memberOf(AudioList);
 };
 template struct Member<AudioList, &MpegInDec::audio_>;
 
 struct SubpicList {
-  using Type = MpegInStreamList MpegInDec::*;
+  using Type = StreamsOf<MpegInSubpicStream> MpegInDec::*;
   friend Type memberOf(SubpicList);
 };
 template struct Member<SubpicList, &MpegInDec::subpic_>;
@@ -80,18 +83,6 @@ struct OpenAudio {
 };
 template struct Member<OpenAudio, &MpegInDec::openAudio>;
 
-struct CloseVideo {
-  using Type = void (MpegInDec::*)(MpegInVideoStream&);
-  friend Type memberOf(CloseVideo);
-};
-template struct Member<CloseVideo, &MpegInDec::closeStream>;
-
-struct CloseAudio {
-  using Type = void (MpegInDec::*)(MpegInAudioStream&);
-  friend Type memberOf(CloseAudio);
-};
-template struct Member<CloseAudio, &MpegInDec::closeStream>;
-
 struct SelectVideo {
   using Type = int (MpegInDec::*)(int);
   friend Type memberOf(SelectVideo);
@@ -110,25 +101,19 @@ struct LogList {
 };
 template struct Member<LogList, &XdcamDec::LogTakeList>;
 
-inline MpegInVideoStream& videoOf(MpegInDec& pipe, int i) {
-  return *static_cast<MpegInVideoStream*>((pipe.*memberOf(VideoList{})).at(i));
-}
-inline MpegInAudioStream& audioOf(MpegInDec& pipe, int i) {
-  return *static_cast<MpegInAudioStream*>((pipe.*memberOf(AudioList{})).at(i));
-}
-// Adds a subpicture entry as opening does; the pipe deletes it.
+inline MpegInVideoStream& videoOf(MpegInDec& pipe, int i) { return *(pipe.*memberOf(VideoList{})).at(i); }
+inline MpegInAudioStream& audioOf(MpegInDec& pipe, int i) { return *(pipe.*memberOf(AudioList{})).at(i); }
+// Adds a subpicture entry as opening does.
 inline MpegInSubpicStream& addSubpicture(MpegInDec& pipe) {
-  MpegInStreamList& list = pipe.*memberOf(SubpicList{});
-  auto* const stream = new MpegInSubpicStream(list.size());
-  list.append(stream);
-  stream->store();
-  return *stream;
-}
-inline MpegInSubpicStream& addCaptions(MpegInDec& pipe, int videoIndex) {
-  MpegInSubpicStream& entry = addSubpicture(pipe);
-  entry.captionSource = &videoOf(pipe, videoIndex);
-  entry.info.set("type", kSubpicTypeCaptions);
+  auto& list = pipe.*memberOf(SubpicList{});
+  list.add(std::make_unique<MpegInSubpicStream>(list.size()));
+  MpegInSubpicStream& entry = *list.at(list.size() - 1);
+  entry.store();
   return entry;
+}
+inline void addCaptions(MpegInDec& pipe, int videoIndex) {
+  auto& list = pipe.*memberOf(SubpicList{});
+  list.add(std::make_unique<MpegInSubpicStream>(list.size(), videoOf(pipe, videoIndex)));
 }
 
 }  // namespace scripted

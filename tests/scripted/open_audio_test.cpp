@@ -126,8 +126,8 @@ TEST_P(AudioOpening, OfDolbyAndDtsWithoutADecoder_PassesThroughAndSaysSo) {
       EXPECT_EQ(set.decodingMode, 7);
       EXPECT_EQ(set.searchMode, 0);
       for (int decode : set.decode) EXPECT_EQ(decode, 0);
-      EXPECT_TRUE(audioOf(*pipe, 0).decoder->smartRenderOnly);
-      EXPECT_EQ(audioOf(*pipe, 0).tracker, nullptr);
+      EXPECT_TRUE(audioOf(*pipe, 0).decoder()->smartRenderOnly);
+      EXPECT_EQ(stateOf(audioOf(*pipe, 0)).tracker, nullptr);
 
       ASSERT_EQ(pipe->selectStream(kKindAudio, 0), 0);
       EXPECT_EQ(pipe->readSamples(10, 0), -1);
@@ -166,7 +166,7 @@ TEST_P(AudioOpening, ForcedToPassThrough_DecodesOtherFormats) {
   ready();
   pipe->setParam("openParameters", AnyDict("forceAudioSmartRender", 1));
   ASSERT_EQ(pipe->open(), 0);
-  EXPECT_FALSE(audioOf(*pipe, 0).decoder->smartRenderOnly);
+  EXPECT_FALSE(audioOf(*pipe, 0).decoder()->smartRenderOnly);
 }
 
 UNDER_BOTH_HANDLERS(AudioOpening);
@@ -236,19 +236,19 @@ TEST_F(AudioSettings, TheIndicatorOfTheOpenedInstanceNamesMpeg) {
 TEST_F(AudioSettings, DolbyHasATrackerUnlessTheModuleLeavesItOut) {
   library.addAudio(kAudioDolby).info.bits = 32;
   opened();
-  ASSERT_NE(audioOf(*pipe, 0).tracker, nullptr);
+  ASSERT_NE(stateOf(audioOf(*pipe, 0)).tracker, nullptr);
   module.setAttr("dolbyMetadataTracker", 0);
   opened();
-  EXPECT_EQ(audioOf(*pipe, 0).tracker, nullptr);
+  EXPECT_EQ(stateOf(audioOf(*pipe, 0)).tracker, nullptr);
 }
 
 TEST_F(AudioSettings, WordsOf32BitsHaveAScratchBuffer) {
   library.addAudio(kAudioLpcm).info.bits = 32;
   library.addAudio(kAudioLpcm);
   opened();
-  ASSERT_NE(audioOf(*pipe, 0).scratch, nullptr);
-  EXPECT_EQ(audioOf(*pipe, 0).scratch->bytesPerSample(), 4);
-  EXPECT_EQ(audioOf(*pipe, 1).scratch, nullptr);
+  ASSERT_NE(stateOf(audioOf(*pipe, 0)).scratch, nullptr);
+  EXPECT_EQ(stateOf(audioOf(*pipe, 0)).scratch->bytesPerSample(), 4);
+  EXPECT_EQ(stateOf(audioOf(*pipe, 1)).scratch, nullptr);
 }
 
 // The format of samples that the module asks for.
@@ -276,7 +276,7 @@ TEST_P(SampleFormat, Code7_AsksAacForWordsOf3Bytes) {
   EXPECT_EQ(requests()[0].second, expected);
   EXPECT_EQ(info(kKindAudio, 0)["bitsPerSample"], Any(24));
   EXPECT_EQ(info(kKindAudio, 0)["bytesPerSample"], Any(3));
-  EXPECT_EQ(audioOf(*pipe, 0).decoder->audio.blockAlign, 6);
+  EXPECT_EQ(audioOf(*pipe, 0).decoder()->audio.blockAlign, 6);
   EXPECT_FALSE(log.contains("Failed to set"));
 }
 
@@ -292,7 +292,7 @@ TEST_P(SampleFormat, Code3_OfLongerWords_AsksForWordsOf2Bytes) {
   ASSERT_EQ(requests().size(), 1U);
   EXPECT_EQ(requests()[0].second[68], 2);
   EXPECT_EQ(info(kKindAudio, 0)["bitsPerSample"], Any(16));
-  EXPECT_EQ(audioOf(*pipe, 0).decoder->audio.blockAlign, 4);
+  EXPECT_EQ(audioOf(*pipe, 0).decoder()->audio.blockAlign, 4);
 }
 
 TEST_P(SampleFormat, ThatTheLibraryRefuses_IsLoggedAndKeepsTheFormat) {

@@ -166,7 +166,7 @@ TEST_F(Opened, SetsNoThreadsOfPicturesBesideSoundThatPassesThrough) {
   library.addAudio(kAudioDts);
   library.give(kOpen, -104, 2);
   opened();
-  ASSERT_TRUE(audioOf(*pipe, 0).decoder->smartRenderOnly);
+  ASSERT_TRUE(audioOf(*pipe, 0).decoder()->smartRenderOnly);
   EXPECT_TRUE(instance(2).videoAux.empty());
   EXPECT_FALSE(log.contains("SMP_MODE"));
   EXPECT_FALSE(log.contains("SET_NUM_CPU"));

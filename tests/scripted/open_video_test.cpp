@@ -107,8 +107,7 @@ TEST_P(VideoOpening, OfAnInstanceWithoutVideoFacts_IsAnExceptionFailure) {
 TEST_P(VideoOpening, WhenSelected_OpensAStreamThatHasNoDecoderFromTheSharedInstance) {
   opened();
   MpegInVideoStream& stream = videoOf(*pipe, 0);
-  mpegInClose(stream.decoder);
-  mpegInFree(std::exchange(stream.decoder, nullptr));
+  stateOf(stream).decoder.reset();
   library.give(kOpen, -1);
   EXPECT_EQ(pipe->selectStream(kKindVideo, 0), -1);
   expectError(-1, "Failed to decode video stream #0.");
@@ -241,10 +240,10 @@ TEST_F(VideoSettings, InMatroska_TheParsedRateReplacesTheOpenedOneAndIsSaid) {
   AnyDict description;
   pipe->streamInfo(kKindVideo, 0, description);
   EXPECT_DOUBLE_EQ(description["framerate"].asFramerate().rate(), 23.976);
-  EXPECT_DOUBLE_EQ(videoOf(*pipe, 0).decoder->video.secondRate, 23.976);
+  EXPECT_DOUBLE_EQ(videoOf(*pipe, 0).decoder()->video.secondRate, 23.976);
   info().rate = 0.11;
   opened();
-  EXPECT_DOUBLE_EQ(videoOf(*pipe, 0).decoder->video.rate, 0.11);
+  EXPECT_DOUBLE_EQ(videoOf(*pipe, 0).decoder()->video.rate, 0.11);
   info().rate = 0.1;
   pipe.reset();
   opened();
@@ -286,15 +285,15 @@ TEST_F(VideoSettings, DeepPicturesOfIntraCodedMxfStayDeepWithoutAPreference) {
 
 TEST_F(VideoSettings, PicturesAreWrittenIntoTheFrame) {
   opened();
-  auto const& target = videoOf(*pipe, 0).decoder->target;
-  KyFrame const& frame = *videoOf(*pipe, 0).frame;
+  auto const& target = videoOf(*pipe, 0).decoder()->target;
+  KyFrame const& frame = *stateOf(videoOf(*pipe, 0)).frame;
   ASSERT_EQ(frame.planes(), 3);
   for (int plane = 0; plane < 3; ++plane) {
     EXPECT_EQ(target.plane[plane], frame.pixelPtr(plane, 0, 0));
     EXPECT_EQ(target.stride[plane], frame.stride(plane));
   }
-  EXPECT_EQ(videoOf(*pipe, 0).scratch, nullptr);
-  EXPECT_EQ(videoOf(*pipe, 0).info["_needSwing"], Any(0));
+  EXPECT_EQ(stateOf(videoOf(*pipe, 0)).scratch, nullptr);
+  EXPECT_EQ(videoOf(*pipe, 0).info()["_needSwing"], Any(0));
 }
 
 TEST_F(VideoSettings, PicturesWithoutBlankingAreWrittenWholeAndShownInPart) {
@@ -307,15 +306,15 @@ TEST_F(VideoSettings, PicturesWithoutBlankingAreWrittenWholeAndShownInPart) {
   pipe->setParam("removeIMXTopBlanking", true);
   ASSERT_EQ(pipe->open(), 0);
   MpegInVideoStream const& stream = videoOf(*pipe, 0);
-  ASSERT_TRUE(stream.scratch);
-  EXPECT_EQ(stream.scratch->height(), 512);
-  EXPECT_EQ(stream.decoder->target.plane[0], stream.scratch->pixelPtr(0, 0, 0));
-  EXPECT_EQ(stream.frame->pixelPtr(0, 0, 0), stream.scratch->pixelPtr(0, 0, 26));
-  EXPECT_EQ(stream.frame->yuvMatrix(), KyYUVMatrix::Bt709);
-  EXPECT_EQ(stream.scratch->yuvMatrix(), KyYUVMatrix::Bt709);
+  ASSERT_TRUE(stateOf(stream).scratch);
+  EXPECT_EQ(stateOf(stream).scratch->height(), 512);
+  EXPECT_EQ(stream.decoder()->target.plane[0], stateOf(stream).scratch->pixelPtr(0, 0, 0));
+  EXPECT_EQ(stateOf(stream).frame->pixelPtr(0, 0, 0), stateOf(stream).scratch->pixelPtr(0, 0, 26));
+  EXPECT_EQ(stateOf(stream).frame->yuvMatrix(), KyYUVMatrix::Bt709);
+  EXPECT_EQ(stateOf(stream).scratch->yuvMatrix(), KyYUVMatrix::Bt709);
   info().profileType = 24;
   opened();
-  EXPECT_EQ(videoOf(*pipe, 0).scratch, nullptr);
+  EXPECT_EQ(stateOf(videoOf(*pipe, 0)).scratch, nullptr);
 }
 
 TEST_F(VideoSettings, AFormatThatIsHighAlreadyStaysHigh) {

@@ -97,20 +97,18 @@ TEST_F(OpeningDetails, ADolbyTrackerIsPrimedWithTheFirstMetadata) {
     using MpegInAudioStream::MpegInAudioStream;
     void store() override {
       MpegInAudioStream::store();
-      info.child("codecParams").set("dolbyMeta0", 42);
+      info().child("codecParams").set("dolbyMeta0", 42);
     }
   };
   library.addAudio(kAudioDolby).info.bits = 20;
   opened();
   MpegIn const& shared = *(pipe.get()->*memberOf(Shared{}));
   Described stream(shared, 0);
-  stream.endOfStream = true;
+  stateOf(stream).endOfStream = true;
   ASSERT_EQ((pipe.get()->*memberOf(OpenAudio{}))(stream, shared), 0);
-  ASSERT_NE(stream.tracker, nullptr);
-  EXPECT_EQ(stream.tracker->last(), Any(42));
-  EXPECT_FALSE(stream.endOfStream);
-  mpegInClose(stream.decoder);
-  mpegInFree(stream.decoder);
+  ASSERT_NE(stateOf(stream).tracker, nullptr);
+  EXPECT_EQ(stateOf(stream).tracker->last(), Any(42));
+  EXPECT_FALSE(stateOf(stream).endOfStream);
 }
 
 TEST_F(OpeningDetails, ADolbyTrackerCountsBytesRoundedUp) {
@@ -119,7 +117,7 @@ TEST_F(OpeningDetails, ADolbyTrackerCountsBytesRoundedUp) {
     library.audio.clear();
     library.addAudio(kAudioDolby).info.bits = bits;
     opened();
-    EXPECT_EQ(audioOf(*pipe, 0).tracker->bytesPerSample(), bytes) << bits;
+    EXPECT_EQ(stateOf(audioOf(*pipe, 0)).tracker->bytesPerSample(), bytes) << bits;
   }
 }
 
@@ -127,8 +125,8 @@ TEST_F(OpeningDetails, StreamsAreNotAtTheirEnd) {
   library.addVideo();
   library.addAudio(kAudioLpcm);
   opened();
-  EXPECT_FALSE(videoOf(*pipe, 0).endOfStream);
-  EXPECT_FALSE(audioOf(*pipe, 0).endOfStream);
+  EXPECT_FALSE(stateOf(videoOf(*pipe, 0)).endOfStream);
+  EXPECT_FALSE(stateOf(audioOf(*pipe, 0)).endOfStream);
 }
 
 TEST_F(OpeningDetails, TheParsingIsTimedAndItsStreamsAreCounted) {
@@ -259,7 +257,7 @@ TEST_F(OpeningDetails, OfTwoVideoStreamsOfAProgram_SoundIsComparedWithTheFirst) 
   sound.id.program = 2;
   sound.info.firstPts = 200 * kMs;
   opened();
-  EXPECT_EQ(audioOf(*pipe, 0).syncDelaySamples, 4800);
+  EXPECT_EQ(stateOf(audioOf(*pipe, 0)).syncDelaySamples, 4800);
 }
 
 TEST_F(OpeningDetails, AFileOfSubtitlesIsReadForThemBehindItsStreams) {
@@ -285,7 +283,7 @@ TEST_F(OpeningDetails, OfTwoVideoStreamsOfTheFirstProgram_SoundIsComparedWithThe
   sound.id.program = 1;
   sound.info.firstPts = 200 * kMs;
   opened();
-  EXPECT_EQ(audioOf(*pipe, 0).syncDelaySamples, 9600);
+  EXPECT_EQ(stateOf(audioOf(*pipe, 0)).syncDelaySamples, 9600);
 }
 
 class DescriptionOverrides : public ScriptedTest {
@@ -296,7 +294,7 @@ class DescriptionOverrides : public ScriptedTest {
     opened();
   }
   int set(char const* key, Any const& value) { return pipe->setOverride(kKindVideo, 0, key, value); }
-  KyFrame& frame() { return *videoOf(*pipe, 0).frame; }
+  KyFrame& frame() { return *stateOf(videoOf(*pipe, 0)).frame; }
 };
 
 TEST_F(DescriptionOverrides, OfTheFormatRenameDescriptionAndFrame) {

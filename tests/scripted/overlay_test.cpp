@@ -24,7 +24,7 @@ class Overlay : public BothHandlers {
     pipe->getStreamParam(kKindVideo, 0, "subpicOverlay", value);
     return value;
   }
-  MpegSettings const& settings() { return videoOf(*pipe, 0).decoder->set; }
+  MpegSettings const& settings() { return videoOf(*pipe, 0).decoder()->set; }
   // The overlay that the library put into the picture, 0 none.
   int inPicture() { return pipe->videoFrame(0)->pixelPtr(0, 4, 0)[0]; }
   void select(int frame) {
@@ -153,7 +153,7 @@ TEST_P(Overlay, OfAStreamThatIsNotSelectedWaitsForIt) {
 }
 
 TEST_P(Overlay, OfAStreamThatIsNotSelectedLeavesItsLibraryAloneWhenTheLastOneGoesOrComesBack) {
-  MpegSettings& set = videoOf(*pipe, 0).decoder->set;
+  MpegSettings& set = videoOf(*pipe, 0).decoder()->set;
   size_t const before = sought().size();
   ASSERT_EQ(show(2), 0);
   EXPECT_EQ(show(-1), 0);
@@ -182,7 +182,7 @@ TEST_P(Overlay, OfAStreamThatIsNoLongerSelectedIsRememberedInItsDescription) {
 TEST_P(Overlay, SwitchedWhereTheLibraryAgreesAlreadyDecodesNothing) {
   select(7);
   ASSERT_EQ(show(1), 0);
-  MpegSettings& set = videoOf(*pipe, 0).decoder->set;
+  MpegSettings& set = videoOf(*pipe, 0).decoder()->set;
   size_t const before = sought().size();
   set.displaySubpictures = 0;
   EXPECT_EQ(show(-1), 0);
@@ -194,7 +194,7 @@ TEST_P(Overlay, SwitchedWhereTheLibraryAgreesAlreadyDecodesNothing) {
 
 TEST_P(Overlay, ThatIsShownAlreadyLeavesALibraryThatDisagreesAlone) {
   select(7);
-  MpegSettings& set = videoOf(*pipe, 0).decoder->set;
+  MpegSettings& set = videoOf(*pipe, 0).decoder()->set;
   size_t const before = sought().size();
   set.displaySubpictures = 1;
   EXPECT_EQ(show(-1), 0);
@@ -212,7 +212,7 @@ TEST_P(Overlay, SwitchedOnAgainOverAPictureThatIsNotInTheFileIsOnForTheNextOne) 
   select(7);
   ASSERT_EQ(show(1), 0);
   ASSERT_EQ(show(-1), 0);
-  videoOf(*pipe, 0).frame->setFrameNumber(100);
+  stateOf(videoOf(*pipe, 0)).frame->setFrameNumber(100);
   EXPECT_EQ(show(1), 0);
   EXPECT_EQ(settings().displaySubpictures, 1);
 }
@@ -220,7 +220,7 @@ TEST_P(Overlay, SwitchedOnAgainOverAPictureThatIsNotInTheFileIsOnForTheNextOne) 
 TEST_P(Overlay, OfNumber666IsTheLastOneWhereThatIsUnknown) {
   select(3);
   while (pipe->countStreams(kKindSubpic) < 668) addSubpicture(*pipe);
-  AnyDict& description = videoOf(*pipe, 0).info;
+  AnyDict& description = videoOf(*pipe, 0).info();
   for (int overlay : {665, 666, 667}) {
     description.set("_subpicOverlay", "lost");
     description.set("_displaySubpics", 0);
@@ -249,20 +249,20 @@ TEST_P(Overlay, IsTimedWhileItsPictureIsDecoded) {
 TEST_P(Overlay, StaysOnWhenTheLibraryForgetsIt) {
   select(3);
   ASSERT_EQ(show(0), 0);
-  videoOf(*pipe, 0).decoder->set.displaySubpictures = 0;
+  videoOf(*pipe, 0).decoder()->set.displaySubpictures = 0;
   ASSERT_EQ(pipe->readFrame(0), 0);
   ASSERT_EQ(pipe->readFrame(0), 0);
   EXPECT_EQ(inPicture(), 1);
-  videoOf(*pipe, 0).decoder->set.displaySubpictures = 0;
+  videoOf(*pipe, 0).decoder()->set.displaySubpictures = 0;
   ASSERT_EQ(pipe->seekToFrame(9, 0), 0);
   EXPECT_EQ(inPicture(), 1);
 }
 
 TEST_P(Overlay, WhoseLastOneIsUnknownIsSwitchedAnew) {
   select(3);
-  videoOf(*pipe, 0).info.set("_subpicOverlay", "lost");
+  videoOf(*pipe, 0).info().set("_subpicOverlay", "lost");
   EXPECT_EQ(show(0), 0);
-  EXPECT_EQ(videoOf(*pipe, 0).info["_subpicOverlay"], Any(0));
+  EXPECT_EQ(videoOf(*pipe, 0).info()["_subpicOverlay"], Any(0));
   EXPECT_TRUE(log.contains("Switched video #0 to subpic #0"));
 }
 

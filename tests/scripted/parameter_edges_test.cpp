@@ -44,7 +44,7 @@ TEST_P(OddFacts, AStreamWithoutCodecParametersIsInNoProgram) {
   library.addVideo().id.program = 3;
   opened();
   for (Any const& odd : {Any(5), Any("7"), Any(AnyVector{Any(1)}), Any()}) {
-    videoOf(*pipe, 1).info.set("codecParams", odd);
+    videoOf(*pipe, 1).info().set("codecParams", odd);
     AnyVector const programs = get("tsStructure").asVector();
     ASSERT_EQ(programs.size(), 1);
     EXPECT_EQ(programs[0].asDict()["program_number"], Any(7));
@@ -57,7 +57,7 @@ TEST_P(OddFacts, AProgramNumberThatIsNoIntegerIsZero) {
   library.addVideo().id.program = 3;
   opened();
   for (Any const& odd : {Any("3"), Any(3.0), Any(3L), Any()}) {
-    videoOf(*pipe, 1).info.child("codecParams").set("program_number", odd);
+    videoOf(*pipe, 1).info().child("codecParams").set("program_number", odd);
     AnyVector const programs = get("tsStructure").asVector();
     ASSERT_EQ(programs.size(), 2);
     EXPECT_EQ(programs[0].asDict()["program_number"], Any(0));

@@ -188,7 +188,7 @@ TEST_F(Facts, TheTransportStructureListsProgramsAscending) {
   library.addAudio(kAudioMpegAac).id.program = 7;
   library.addAudio(kAudioLpcm).id.program = 0;
   opened();
-  addSubpicture(*pipe).info.child("codecParams").set("program_number", 7);
+  addSubpicture(*pipe).info().child("codecParams").set("program_number", 7);
   auto const streams = [](int pid, int number) { return AnyVector{Any(AnyDict("pid", pid, "nr", number))}; };
   AnyVector expected;
   expected.append(
@@ -213,8 +213,8 @@ TEST_F(Facts, TheTransportStructureOfOneProgramWithoutANumberIsEmpty) {
 TEST_F(Facts, TheTransportStructureLeavesOutStreamsWithoutIdentity) {
   for (int i = 0; i < 3; ++i) library.addVideo().id.program = 4;
   opened();
-  videoOf(*pipe, 0).info.remove("codecParams");
-  videoOf(*pipe, 1).info.child("codecParams").set("program_number", "4");
+  videoOf(*pipe, 0).info().remove("codecParams");
+  videoOf(*pipe, 1).info().child("codecParams").set("program_number", "4");
   AnyVector expected;
   expected.append(AnyDict("program_number", 0, "vids", AnyVector{Any(AnyDict("pid", 1, "nr", 1))}, "auds",
                           AnyVector(), "subs", AnyVector()));
@@ -250,8 +250,7 @@ TEST_F(Facts, AFileOfMpegVideoIsNamedByItsProfile) {
   EXPECT_EQ(get("typeName"), Any("HDV Hd2"));
   EXPECT_EQ(get("guessProfile"), Any(0x2150002));
   MpegInVideoStream& stream = videoOf(*pipe, 0);
-  mpegInClose(stream.decoder);
-  mpegInFree(std::exchange(stream.decoder, nullptr));
+  stateOf(stream).decoder.reset();
   EXPECT_EQ(get("typeName"), Any("")) << "without a decoder";
   EXPECT_FALSE(get("guessProfile").valid());
 }
@@ -262,7 +261,7 @@ TEST_F(Facts, AnAudioOnlyFileThatIsCalledH264HasItsOwnProfile) {
   Any const usual = get("guessProfile");
   EXPECT_TRUE(usual.isInt32());
   EXPECT_NE(usual, Any(10240));
-  audioOf(*pipe, 0).info.set("codec", "H.264");
+  audioOf(*pipe, 0).info().set("codec", "H.264");
   EXPECT_EQ(get("guessProfile"), Any(10240));
 }
 
@@ -282,7 +281,7 @@ class Indices : public BothHandlers {
   }
   void expectStream(Any const& value, MpegInStream const& stream, bool withCodec) const {
     AnyDict const& answer = value.asDict();
-    EXPECT_EQ(answer["decoder_struct"].asGeneric(), stream.decoder);
+    EXPECT_EQ(answer["decoder_struct"].asGeneric(), stream.decoder());
     EXPECT_EQ(answer["decoder_name"], Any("scripted"));
     EXPECT_EQ(answer.contains("codec_name"), withCodec);
   }
@@ -411,7 +410,7 @@ TEST_P(Overrides, OfTheRateChangeDurationAndFrame) {
   EXPECT_DOUBLE_EQ(info(kKindVideo, 0)["framerate"].asFramerate().rate(), 50.0);
   EXPECT_DOUBLE_EQ(info(kKindVideo, 0)["duration"].asDouble(), 2.0);
   EXPECT_DOUBLE_EQ(info(kKindVideo, 0)["vDuration"].asDouble(), 2.0);
-  EXPECT_DOUBLE_EQ(videoOf(*pipe, 0).frame->framerate().rate(), 50.0);
+  EXPECT_DOUBLE_EQ(stateOf(videoOf(*pipe, 0)).frame->framerate().rate(), 50.0);
 }
 
 TEST_P(Overrides, OfTheColourRangeAreStoredAsTheyAre) {

@@ -16,10 +16,10 @@ class PictureState : public ScriptedTest {
   }
   MpegInVideoStream& stream() { return videoOf(*pipe, 0); }
   // As the stream holds it; asking the decoder for its frame would copy the rate.
-  double heldRate() { return stream().frame->framerate().rate(); }
-  void describeRate(double rate) { stream().info.set("framerate", KyFramerate(rate, 0, false, 0)); }
+  double heldRate() { return stateOf(stream()).frame->framerate().rate(); }
+  void describeRate(double rate) { stream().info().set("framerate", KyFramerate(rate, 0, false, 0)); }
   // A pixel that the library leaves alone.
-  unsigned char& pixel() { return *stream().frame->pixelPtr(0, 10, 10); }
+  unsigned char& pixel() { return *stateOf(stream()).frame->pixelPtr(0, 10, 10); }
 };
 
 TEST_F(PictureState, ReadingCopiesTheDescribedRateIntoTheFrame) {
@@ -35,7 +35,7 @@ TEST_F(PictureState, SeekingCopiesTheDescribedRateIntoTheFrame) {
 }
 
 TEST_F(PictureState, ReadingCorrectsTheSwingOfEveryDecodedPicture) {
-  stream().info.set("_needSwing", 1);
+  stream().info().set("_needSwing", 1);
   pixel() = 0;
   ASSERT_EQ(pipe->readFrame(0), 0);
   EXPECT_EQ(pixel(), 16);
@@ -45,7 +45,7 @@ TEST_F(PictureState, ReadingCorrectsTheSwingOfEveryDecodedPicture) {
 }
 
 TEST_F(PictureState, SeekingCorrectsTheSwing_AndReadingThatPictureDoesNotDoItAgain) {
-  stream().info.set("_needSwing", 1);
+  stream().info().set("_needSwing", 1);
   pixel() = 0;
   ASSERT_EQ(pipe->seekToFrame(5, 0), 0);
   EXPECT_EQ(pixel(), 16);
@@ -54,12 +54,12 @@ TEST_F(PictureState, SeekingCorrectsTheSwing_AndReadingThatPictureDoesNotDoItAga
 }
 
 TEST_F(PictureState, ADescribedOverlayIsSwitchedOnForReadingAndSeeking) {
-  int& shown = stream().decoder->set.displaySubpictures;
+  int& shown = stream().decoder()->set.displaySubpictures;
   ASSERT_EQ(pipe->readFrame(0), 0);
   ASSERT_EQ(pipe->seekToFrame(3, 0), 0);
   EXPECT_EQ(shown, 0);
   ASSERT_EQ(pipe->readFrame(0), 0);
-  stream().info.set("_displaySubpics", 1);
+  stream().info().set("_displaySubpics", 1);
   ASSERT_EQ(pipe->readFrame(0), 0);
   EXPECT_EQ(shown, 1);
   shown = 0;
@@ -76,11 +76,10 @@ TEST_F(PictureState, PicturesThatNeedNoSwingKeepTheirs) {
 
 TEST_F(PictureState, AStreamThatIsOpenedAnewIsNotAtItsEnd) {
   pipe->deselectStream(kKindVideo, 0);
-  mpegInClose(stream().decoder);
-  mpegInFree(std::exchange(stream().decoder, nullptr));
-  stream().endOfStream = true;
+  stateOf(stream()).decoder.reset();
+  stateOf(stream()).endOfStream = true;
   ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
-  EXPECT_FALSE(stream().endOfStream);
+  EXPECT_FALSE(stateOf(stream()).endOfStream);
 }
 
 TEST_F(PictureState, AnOverlaySwitchedOffAndOnWhileNobodyWatches_IsNotDecodedAgain) {
@@ -91,18 +90,18 @@ TEST_F(PictureState, AnOverlaySwitchedOffAndOnWhileNobodyWatches_IsNotDecodedAga
   show(0);
   ASSERT_EQ(pipe->deselectStream(kKindVideo, 0), 0);
   show(-1);
-  EXPECT_EQ(stream().decoder->set.displaySubpictures, 1) << "the library still draws it";
+  EXPECT_EQ(stream().decoder()->set.displaySubpictures, 1) << "the library still draws it";
   ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
   size_t const sought = instance(1).frames.size();
   show(0);
   EXPECT_EQ(instance(1).frames.size(), sought) << "it is in the picture";
-  EXPECT_EQ(stream().decoder->set.displaySubpictures, 1);
+  EXPECT_EQ(stream().decoder()->set.displaySubpictures, 1);
 }
 
 TEST_F(PictureState, AnOverlayThatTheLibraryDoesNotDraw_IsSwitchedOffWithoutDecoding) {
   addSubpicture(*pipe);
   ASSERT_EQ(pipe->setStreamParam(kKindVideo, 0, "subpicOverlay", 0), 0);
-  stream().decoder->set.displaySubpictures = 0;
+  stream().decoder()->set.displaySubpictures = 0;
   size_t const sought = instance(1).frames.size();
   ASSERT_EQ(pipe->setStreamParam(kKindVideo, 0, "subpicOverlay", -1), 0);
   EXPECT_EQ(instance(1).frames.size(), sought);
@@ -122,31 +121,31 @@ class SampleState : public ScriptedTest {
 
 TEST_F(SampleState, TheEndIsMarkedByAShortReadByNoneAndByTheTotal) {
   open();
-  EXPECT_FALSE(stream().endOfStream);
+  EXPECT_FALSE(stateOf(stream()).endOfStream);
   ASSERT_EQ(pipe->readSamples(100, 0), 100);
-  EXPECT_FALSE(stream().endOfStream);
+  EXPECT_FALSE(stateOf(stream()).endOfStream);
   library.give(kNextSample, 30);
   ASSERT_EQ(pipe->readSamples(100, 0), -4);
-  EXPECT_TRUE(stream().endOfStream) << "short";
-  stream().endOfStream = false;
+  EXPECT_TRUE(stateOf(stream()).endOfStream) << "short";
+  stateOf(stream()).endOfStream = false;
   library.give(kNextSample, 0);
   ASSERT_EQ(pipe->readSamples(100, 0), -4);
-  EXPECT_TRUE(stream().endOfStream) << "none";
-  stream().endOfStream = false;
-  stream().sampleCount = pcm().position;
+  EXPECT_TRUE(stateOf(stream()).endOfStream) << "none";
+  stateOf(stream()).endOfStream = false;
+  stateOf(stream()).sampleCount = pcm().position;
   ASSERT_EQ(pipe->readSamples(100, 0), -4);
-  EXPECT_TRUE(stream().endOfStream) << "total";
+  EXPECT_TRUE(stateOf(stream()).endOfStream) << "total";
 }
 
 TEST_F(SampleState, ASeekTakesTheEndMarkAndTheSamplesAway) {
   open();
-  stream().syncDelaySamples = 40;
+  stateOf(stream()).syncDelaySamples = 40;
   for (int64_t target : {700, 7}) {
     ASSERT_EQ(pipe->readSamples(100, 0), 100);
     ASSERT_EQ(pcm().nSamples, 100);
-    stream().endOfStream = true;
+    stateOf(stream()).endOfStream = true;
     ASSERT_EQ(pipe->seekToSample(target, 0), 0);
-    EXPECT_FALSE(stream().endOfStream) << target;
+    EXPECT_FALSE(stateOf(stream()).endOfStream) << target;
     EXPECT_EQ(pcm().nSamples, 0) << target;
     EXPECT_EQ(pcm().position, target);
     EXPECT_EQ(lastInstance().samples.back(), std::max<int64_t>(target - 40, 0));
@@ -156,10 +155,10 @@ TEST_F(SampleState, ASeekTakesTheEndMarkAndTheSamplesAway) {
 TEST_F(SampleState, ASelectionTakesTheEndMarkAndTheSamplesAway) {
   open();
   ASSERT_EQ(pipe->readSamples(100, 0), 100);
-  stream().endOfStream = true;
+  stateOf(stream()).endOfStream = true;
   ASSERT_EQ(pipe->deselectStream(kKindAudio, 0), 0);
   ASSERT_EQ(pipe->selectStream(kKindAudio, 0), 0);
-  EXPECT_FALSE(stream().endOfStream);
+  EXPECT_FALSE(stateOf(stream()).endOfStream);
   EXPECT_EQ(pcm().nSamples, 0);
   EXPECT_EQ(pcm().position, 0);
 }
@@ -167,7 +166,7 @@ TEST_F(SampleState, ASelectionTakesTheEndMarkAndTheSamplesAway) {
 TEST_F(SampleState, ASeekForgetsTheSampleThatWasKept) {
   open(24);
   ASSERT_EQ(pipe->readSamples(3, 0), 3);
-  ASSERT_EQ(stream().carrySamples, 1);
+  ASSERT_EQ(stateOf(stream()).carrySamples, 1);
   ASSERT_EQ(pipe->seekToSample(700, 0), 0);
   ASSERT_EQ(pipe->readSamples(2, 0), 2);
   EXPECT_EQ(pcm().ptr(0)[0] | pcm().ptr(0)[1] << 8, 700);
@@ -183,7 +182,7 @@ TEST_F(SampleState, SamplesOf17BitsAndMoreAreReadInPairs) {
 
 TEST_F(SampleState, TheTargetOfASeekHas32Bits) {
   open();
-  stream().sampleCount = int64_t{1} << 40;
+  stateOf(stream()).sampleCount = int64_t{1} << 40;
   ASSERT_EQ(pipe->seekToSample((int64_t{1} << 32) + 5000, 0), 0);
   EXPECT_EQ(lastInstance().samples.back(), 5000) << "it wraps";
   EXPECT_EQ(pcm().position, (int64_t{1} << 32) + 5000) << "the position does not";

@@ -121,7 +121,7 @@ TEST_P(Reading, SamplesThatTheLibraryRefuses_FailsWithAnEmptyBuffer) {
     expectError(-1, "Read sample failed");
     EXPECT_EQ(pipe->audioPcm(0)->nSamples, 0);
     EXPECT_EQ(pipe->audioPcm(0)->position, 100);
-    EXPECT_FALSE(audioOf(*pipe, 0).endOfStream);
+    EXPECT_FALSE(stateOf(audioOf(*pipe, 0)).endOfStream);
   }
   EXPECT_EQ(pipe->readSamples(100, 0), 100);
   EXPECT_EQ(held(*pipe), numbers(100, 100));
@@ -134,7 +134,7 @@ TEST_P(Reading, SamplesOfAFileThatEndsEarly_IsTheEndWithWhatWasRead) {
   EXPECT_EQ(pipe->readSamples(100, 0), -4);
   EXPECT_EQ(held(*pipe), numbers(0, 30));
   EXPECT_EQ(pipe->audioPcm(0)->position, 30);
-  EXPECT_TRUE(audioOf(*pipe, 0).endOfStream);
+  EXPECT_TRUE(stateOf(audioOf(*pipe, 0)).endOfStream);
   library.give(kNextSample, 0);
   EXPECT_EQ(pipe->readSamples(100, 0), -4);
   EXPECT_EQ(pipe->audioPcm(0)->nSamples, 0);
@@ -150,7 +150,7 @@ TEST_P(Reading, MoreSamplesThanAreLeft_IsClippedThenTheEnd) {
   EXPECT_EQ(pipe->readSamples(100, 0), -4);
   EXPECT_EQ(pipe->audioPcm(0)->nSamples, 0);
   EXPECT_EQ(lastInstance().reads.size(), asked);
-  EXPECT_TRUE(audioOf(*pipe, 0).endOfStream);
+  EXPECT_TRUE(stateOf(audioOf(*pipe, 0)).endOfStream);
 }
 
 TEST_P(Reading, MoreSamplesThanFit_GivesTheCapacity) {
@@ -169,7 +169,7 @@ TEST_P(Reading, SamplesIntoABufferWithoutRoom_IsTheEnd) {
 TEST_P(Reading, ANegativeNumberOfSamples_IsAnExceptionFailureAndMovesNothing) {
   openedAndSelected();
   for (int silence : {0, 500}) {
-    audioOf(*pipe, 0).syncDelaySamples = silence;
+    stateOf(audioOf(*pipe, 0)).syncDelaySamples = silence;
     auto const result = failing([&] { return pipe->readSamples(-5, 0); });
     expectException("./mpegdecode/mpegindec(1266)", "Invalid sample count requested");
     EXPECT_EQ(pipe->audioPcm(0)->position, 0);
@@ -203,8 +203,8 @@ class LeadingSilence : public ScriptedTest {
     opened();
     ASSERT_EQ(pipe->selectStream(kKindAudio, 0), 0);
     MpegInAudioStream& stream = audioOf(*pipe, 0);
-    stream.syncDelaySamples = silence;
-    stream.sampleCount += silence;
+    stateOf(stream).syncDelaySamples = silence;
+    stateOf(stream).sampleCount += silence;
   }
 };
 
@@ -260,7 +260,7 @@ TEST_F(LeadingSilence, ThenAFailure_HoldsNothing) {
 TEST_F(LeadingSilence, OfDolbyCarriesItsFirstMetadata) {
   open(kAudioDolby, 100);
   MpegInAudioStream& stream = audioOf(*pipe, 0);
-  stream.info.child("codecParams").set("dolbyMeta0", 42);
+  stream.info().child("codecParams").set("dolbyMeta0", 42);
   EXPECT_EQ(pipe->readSamples(60, 0), 60);
   EXPECT_EQ(pipe->audioPcm(0)->metadata(), AnyVector{Any(AnyDict("offset", 0, "meta", 42))});
   EXPECT_EQ(pipe->readSamples(40, 0), 40);
@@ -340,7 +340,7 @@ TEST_F(PairedReads, ThatFailAfterOneWasKept_LoseIt) {
   library.give(kNextSample, -1);
   EXPECT_EQ(pipe->readSamples(3, 0), -1);
   expectError(-1, "Read sample failed");
-  EXPECT_EQ(audioOf(*pipe, 0).carrySamples, 0);
+  EXPECT_EQ(stateOf(audioOf(*pipe, 0)).carrySamples, 0);
 }
 
 TEST_F(PairedReads, AtTheEndGiveTheOneThatWasKept) {
@@ -390,7 +390,7 @@ TEST_F(Trace, TellsEveryReadOfSamples) {
   library.give(kNextSample, 0);
   pipe->readSamples(100, 0);
   EXPECT_TRUE(said("mpegdec.readSamples: result=-4, pos=150"));
-  audioOf(*pipe, 0).sampleCount = 150;
+  stateOf(audioOf(*pipe, 0)).sampleCount = 150;
   pipe->readSamples(100, 0);
   EXPECT_TRUE(said("mpegdec.readSamples: no more samples pos=150, nsamples=150"));
 }

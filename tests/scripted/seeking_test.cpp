@@ -61,7 +61,7 @@ TEST_P(Seeking, PicturesOutOfRange_FailsWithoutTheLibrary) {
   }
   EXPECT_EQ(library.calls(kSeekFrame), before);
   EXPECT_EQ(pipe->videoFrame(0)->frameNumber(), 5);
-  EXPECT_FALSE(videoOf(*pipe, 0).framePending);
+  EXPECT_FALSE(stateOf(videoOf(*pipe, 0)).framePending);
   EXPECT_EQ(pipe->seekToFrame(99, 0), 0);
 }
 
@@ -72,7 +72,7 @@ TEST_P(Seeking, PicturesThatEndEarly_IsMinus4) {
   EXPECT_EQ(pipe->seekToFrame(50, 0), -4);
   expectError(-4, "EOF in SeekToFrame");
   EXPECT_EQ(pipe->videoFrame(0)->frameNumber(), 5);
-  EXPECT_TRUE(videoOf(*pipe, 0).framePending);
+  EXPECT_TRUE(stateOf(videoOf(*pipe, 0)).framePending);
   expectNoFailure();
 }
 
@@ -89,7 +89,7 @@ TEST_P(Seeking, PicturesThatTheLibraryRefuses_Fails) {
   EXPECT_EQ(pipe->seekToFrame(50, 0), -1);
   expectError(-1, "seekToFrame failed");
   EXPECT_EQ(pipe->videoFrame(0)->frameNumber(), 5);
-  EXPECT_FALSE(videoOf(*pipe, 0).framePending);
+  EXPECT_FALSE(stateOf(videoOf(*pipe, 0)).framePending);
   expectNoFailure();
 }
 
@@ -125,12 +125,12 @@ TEST_P(Seeking, SamplesThatTheLibraryRefuses_FailsAndKeepsThePosition) {
 TEST_P(Seeking, SamplesWithSilenceBefore_SeeksTheLibraryThatMuchEarlier) {
   openedAndSelected();
   MpegInAudioStream& stream = audioOf(*pipe, 0);
-  stream.syncDelaySamples = 500;
-  stream.endOfStream = true;
+  stateOf(stream).syncDelaySamples = 500;
+  stateOf(stream).endOfStream = true;
   ASSERT_EQ(pipe->seekToSample(200, 0), 0);
   EXPECT_EQ(lastInstance().samples.back(), 0);
   EXPECT_EQ(pipe->audioPcm(0)->position, 200);
-  EXPECT_FALSE(stream.endOfStream);
+  EXPECT_FALSE(stateOf(stream).endOfStream);
   ASSERT_EQ(pipe->seekToSample(800, 0), 0);
   EXPECT_EQ(lastInstance().samples.back(), 300);
   EXPECT_EQ(pipe->audioPcm(0)->position, 800);
@@ -142,12 +142,12 @@ TEST_P(Seeking, ResetsTheDolbyTracker) {
   library.addAudio(kAudioDolby);
   openedAndSelected();
   MpegInAudioStream& stream = audioOf(*pipe, 0);
-  stream.info.child("codecParams").set("dolbyMeta0", 42);
-  stream.syncDelaySamples = 10;
+  stream.info().child("codecParams").set("dolbyMeta0", 42);
+  stateOf(stream).syncDelaySamples = 10;
   ASSERT_EQ(pipe->readSamples(5, 0), 5);
-  EXPECT_EQ(stream.tracker->last(), Any(42));
+  EXPECT_EQ(stateOf(stream).tracker->last(), Any(42));
   EXPECT_EQ(pipe->seekToSample(3, 0), 0);
-  EXPECT_FALSE(stream.tracker->last().valid());
+  EXPECT_FALSE(stateOf(stream).tracker->last().valid());
 }
 
 UNDER_BOTH_HANDLERS(Seeking);

@@ -82,13 +82,12 @@ TEST_P(Selecting, AStreamWhoseFirstPictureFailsHasNonePending) {
   ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
   ASSERT_EQ(pipe->deselectStream(kKindVideo, 0), 0);
   MpegInVideoStream& stream = videoOf(*pipe, 0);
-  mpegInClose(stream.decoder);
-  mpegInFree(std::exchange(stream.decoder, nullptr));
+  stateOf(stream).decoder.reset();
   library.give(kSeekFrame, -1);
   EXPECT_EQ(pipe->selectStream(kKindVideo, 0), -1);
-  EXPECT_FALSE(stream.framePending);
-  EXPECT_FALSE(stream.selected);
-  EXPECT_EQ(stream.frame, nullptr);
+  EXPECT_FALSE(stateOf(stream).framePending);
+  EXPECT_FALSE(stream.selected());
+  EXPECT_EQ(stateOf(stream).frame, nullptr);
 }
 
 TEST_P(Selecting, ADeselectedStreamKeepsItsDecoderAndStartsAnew) {
@@ -100,7 +99,7 @@ TEST_P(Selecting, ADeselectedStreamKeepsItsDecoderAndStartsAnew) {
   EXPECT_EQ(pipe->selectStream(kKindVideo, 0), 0);
   EXPECT_EQ(library.instances.size(), made);
   EXPECT_EQ(pipe->videoFrame(0)->frameNumber(), 0);
-  EXPECT_TRUE(videoOf(*pipe, 0).framePending);
+  EXPECT_TRUE(stateOf(videoOf(*pipe, 0)).framePending);
 }
 
 TEST_P(Selecting, ASubpictureMarksNothing) {
@@ -122,14 +121,14 @@ TEST_P(Selecting, CaptionsSelectTheVideoOfTheSameNumber) {
 
 TEST_P(Selecting, DeselectingASubpictureClearsItsFlag) {
   MpegInSubpicStream& entry = addSubpicture(*pipe);
-  entry.selected = true;
+  stateOf(entry).selected = true;
   EXPECT_TRUE(pipe->isSelected(kKindSubpic, 0));
   EXPECT_EQ(pipe->deselectStream(kKindSubpic, 0), 0);
-  EXPECT_FALSE(entry.selected);
+  EXPECT_FALSE(entry.selected());
 }
 
 TEST_P(Selecting, OfTheSecondSoundIsListedAsOne) {
-  addSubpicture(*pipe).selected = true;
+  stateOf(addSubpicture(*pipe)).selected = true;
   ASSERT_EQ(pipe->selectStream(kKindAudio, 1), 0);
   AnyDict selected;
   EXPECT_EQ(pipe->selected(selected), 0);
@@ -141,7 +140,7 @@ TEST_P(Selecting, OfTheSecondSoundIsListedAsOne) {
 }
 
 TEST_P(Selecting, CorrectsTheSwingOfThePicturesThatNeedIt) {
-  videoOf(*pipe, 0).info.set("_needSwing", 1);
+  videoOf(*pipe, 0).info().set("_needSwing", 1);
   ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
   EXPECT_EQ(pipe->videoFrame(0)->pixelPtr(0, 10, 10)[0], 16) << "black of the full range";
 }
@@ -213,7 +212,7 @@ TEST_P(Looking, AtASelectedStreamTellsItsLengthAndGivesItsFrameTheDescribedRate)
   ASSERT_EQ(pipe->selectStream(kKindAudio, 0), 0);
   EXPECT_EQ(pipe->frameCount(0), 100);
   EXPECT_EQ(pipe->sampleCount(0), 100000);
-  videoOf(*pipe, 0).info.set("framerate", KyFramerate(50.0, 0, false, 0));
+  videoOf(*pipe, 0).info().set("framerate", KyFramerate(50.0, 0, false, 0));
   EXPECT_EQ(pipe->videoFrame(0)->framerate().rate(), 50.0);
   AnyDict out;
   EXPECT_EQ(pipe->streamInfo(kKindVideo, 0, out), 0);
@@ -242,13 +241,13 @@ TEST_F(Closing, AVideoStreamTakesEverythingOfIt) {
   ASSERT_EQ(pipe->open(), 0);
   ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
   MpegInVideoStream& stream = videoOf(*pipe, 0);
-  ASSERT_TRUE(stream.scratch && stream.framePending);
-  (pipe.get()->*memberOf(CloseVideo{}))(stream);
-  EXPECT_EQ(stream.decoder, nullptr);
-  EXPECT_EQ(stream.frame, nullptr);
-  EXPECT_EQ(stream.scratch, nullptr);
-  EXPECT_FALSE(stream.selected);
-  EXPECT_FALSE(stream.framePending);
+  ASSERT_TRUE(stateOf(stream).scratch && stateOf(stream).framePending);
+  stream.close();
+  EXPECT_EQ(stream.decoder(), nullptr);
+  EXPECT_EQ(stateOf(stream).frame, nullptr);
+  EXPECT_EQ(stateOf(stream).scratch, nullptr);
+  EXPECT_FALSE(stream.selected());
+  EXPECT_FALSE(stateOf(stream).framePending);
   EXPECT_EQ(instance(1).closed, 1);
 }
 
@@ -257,21 +256,21 @@ TEST_F(Closing, AnAudioStreamTakesEverythingOfIt) {
   opened();
   ASSERT_EQ(pipe->selectStream(kKindAudio, 0), 0);
   MpegInAudioStream& stream = audioOf(*pipe, 0);
-  ASSERT_TRUE(stream.pcm && stream.scratch && stream.tracker);
-  stream.blocks = std::make_unique<AudioBlockBuffer>(stream.decoder, 4, 1);
-  stream.carry = {1, 2, 3};
-  stream.carrySamples = 1;
-  stream.syncDelaySamples = 7;
-  (pipe.get()->*memberOf(CloseAudio{}))(stream);
-  EXPECT_EQ(stream.decoder, nullptr);
-  EXPECT_EQ(stream.pcm, nullptr);
-  EXPECT_EQ(stream.scratch, nullptr);
-  EXPECT_EQ(stream.blocks, nullptr);
-  EXPECT_EQ(stream.tracker, nullptr);
-  EXPECT_TRUE(stream.carry.empty());
-  EXPECT_EQ(stream.carrySamples, 0);
-  EXPECT_EQ(stream.syncDelaySamples, 0);
-  EXPECT_FALSE(stream.selected);
+  ASSERT_TRUE(stateOf(stream).pcm && stateOf(stream).scratch && stateOf(stream).tracker);
+  stateOf(stream).blocks = std::make_unique<AudioBlockBuffer>(stream.decoder(), 4, 1);
+  stateOf(stream).carry = {1, 2, 3};
+  stateOf(stream).carrySamples = 1;
+  stateOf(stream).syncDelaySamples = 7;
+  stream.close();
+  EXPECT_EQ(stream.decoder(), nullptr);
+  EXPECT_EQ(stateOf(stream).pcm, nullptr);
+  EXPECT_EQ(stateOf(stream).scratch, nullptr);
+  EXPECT_EQ(stateOf(stream).blocks, nullptr);
+  EXPECT_EQ(stateOf(stream).tracker, nullptr);
+  EXPECT_TRUE(stateOf(stream).carry.empty());
+  EXPECT_EQ(stateOf(stream).carrySamples, 0);
+  EXPECT_EQ(stateOf(stream).syncDelaySamples, 0);
+  EXPECT_FALSE(stream.selected());
   EXPECT_EQ(instance(1).closed, 1);
 }
 
@@ -281,8 +280,8 @@ TEST_F(Closing, ADecoderGoesBeforeTheMemoryThatItWritesTo) {
   opened();
   std::vector<bool> held;
   library.onFree = [&](size_t number) {
-    if (number == 1) held.push_back(videoOf(*pipe, 0).frame != nullptr);
-    if (number == 2) held.push_back(audioOf(*pipe, 0).pcm != nullptr);
+    if (number == 1) held.push_back(stateOf(videoOf(*pipe, 0)).frame != nullptr);
+    if (number == 2) held.push_back(stateOf(audioOf(*pipe, 0)).pcm != nullptr);
   };
   EXPECT_EQ(pipe->close(), 0);
   library.onFree = nullptr;
@@ -292,7 +291,7 @@ TEST_F(Closing, ADecoderGoesBeforeTheMemoryThatItWritesTo) {
 TEST_F(Closing, ASubpictureReleasesADecoderOfItsOwn) {
   library.addVideo();
   opened();
-  addSubpicture(*pipe).decoder = std::exchange(videoOf(*pipe, 0).decoder, nullptr);
+  stateOf(addSubpicture(*pipe)).decoder = std::move(stateOf(videoOf(*pipe, 0)).decoder);
   EXPECT_EQ(pipe->close(), 0);
   EXPECT_EQ(instance(1).closed, 1);
   EXPECT_EQ(library.alive(), 0);
@@ -303,9 +302,7 @@ TEST_F(Closing, AStreamThatSharesTheDecodersInstanceLeavesItToTheDecoder) {
   opened();
   // The stream's own instance goes, the first one made, which parsed the file, is taken in its place.
   MpegInVideoStream& stream = videoOf(*pipe, 0);
-  MpegIn* const own = stream.decoder;
-  stream.decoder = (pipe.get()->*memberOf(Shared{})).get();
-  mpegInFree(own);
+  stream.share(*(pipe.get()->*memberOf(Shared{})));
   EXPECT_EQ(pipe->close(), 0);
   EXPECT_EQ(instance(0).closed, 0) << "by the stream";
   EXPECT_EQ(library.alive(), 0);

@@ -112,11 +112,11 @@ TEST_P(StreamParams, OfTheDolbyParserAreAnErrorForTheUser) {
 TEST_P(StreamParams, OfDolbyCanBeSet) {
   open();
   EXPECT_EQ(pipe->setStreamParam(kKindAudio, 1, "dd_drc_params", "whatever"), 0);
-  EXPECT_EQ(audioOf(*pipe, 1).use32BitSamples, 0U);
+  EXPECT_EQ(stateOf(audioOf(*pipe, 1)).use32BitSamples, 0U);
   EXPECT_EQ(pipe->setStreamParam(kKindAudio, 1, "_use32BitSamples", 3), 0);
-  EXPECT_EQ(audioOf(*pipe, 1).use32BitSamples, 3U);
+  EXPECT_EQ(stateOf(audioOf(*pipe, 1)).use32BitSamples, 3U);
   EXPECT_EQ(pipe->setStreamParam(kKindAudio, 1, "_use32BitSamples", "3"), 0);
-  EXPECT_EQ(audioOf(*pipe, 1).use32BitSamples, 0U);
+  EXPECT_EQ(stateOf(audioOf(*pipe, 1)).use32BitSamples, 0U);
   expectNoFailure();
 }
 

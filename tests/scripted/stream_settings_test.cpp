@@ -168,13 +168,12 @@ TEST_F(StreamSettings, OfVideoBehindCaptionsCountTheirEntries) {
   opened();
   ASSERT_EQ(pipe->countStreams(kKindSubpic), 4);
   for (int i = 0; i < 3; ++i) {
-    MpegSettings const& set = videoOf(*pipe, i).decoder->set;
+    MpegSettings const& set = videoOf(*pipe, i).decoder()->set;
     EXPECT_EQ(set.decodeSubpictures, 1);
     EXPECT_EQ(set.captionEntries, 2);
   }
   MpegInVideoStream& stream = videoOf(*pipe, 0);
-  mpegInClose(stream.decoder);
-  mpegInFree(std::exchange(stream.decoder, nullptr));
+  stateOf(stream).decoder.reset();
   ASSERT_EQ(pipe->selectStream(kKindVideo, 0), 0);
   EXPECT_EQ(lastInstance().set.captionEntries, 2) << "opened when they are known";
 }

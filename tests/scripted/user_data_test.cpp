@@ -87,7 +87,7 @@ TEST_P(UserData, ReplacesThatOfThePictureBefore) {
   openSelected();
   KyUserData data;
   for (uint8_t const old : {uint8_t{1}, uint8_t{2}}) data.addDataPacket(1, &old, 0, kUserDataPicture);
-  collectUserData(videoOf(*pipe, 0).decoder, "MPEG-2", data);
+  collectUserData(videoOf(*pipe, 0).decoder(), "MPEG-2", data);
   EXPECT_EQ(data.countPackets(kUserDataPicture), 1);
 }
 
@@ -187,7 +187,7 @@ TEST_P(UserData, CaptionsOfASubpictureAreAnAssertionFailure) {
 TEST_P(UserData, CaptionsOfAnEntryWithoutVideoAreAnAssertionFailure) {
   stream();
   openSelected();
-  addSubpicture(*pipe).info.set("type", kSubpicTypeCaptions);
+  addSubpicture(*pipe).info().set("type", 4);
   AnyDict out("old", 1);
   auto const result = failing([&] { return pipe->readCcData(0, 0, out); });
   expectAssertion("./mpegdecode/mpegindec(3046)");
@@ -220,7 +220,7 @@ TEST_P(UserData, CaptionsWithoutACurrentPictureAreMinus18) {
   AnyDict out;
   pipe->videoFrame(0)->setFrameNumber(-1);
   EXPECT_EQ(pipe->readCcData(0, 0, out), -18);
-  videoOf(*pipe, 0).frame.reset();
+  stateOf(videoOf(*pipe, 0)).frame.reset();
   EXPECT_EQ(pipe->readCcData(0, 0, out), -18);
   expectNoFailure();
   pipe->deselectStream(kKindVideo, 0);

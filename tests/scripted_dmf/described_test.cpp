@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "mpegdecode/dmfsubtitles.h"
+#include "mpegdecode/subpicstream.h"
 #include "tests/scripted_dmf/pass.h"
 #include "tests/support/media.h"
 
@@ -172,6 +173,11 @@ class SubtitleFolder : public testing::Test {
   static AnyDict described(char const* subType, std::string const& subtitles) {
     return AnyDict("subType", subType, "subtitles", subtitles);
   }
+  static void closeEntry(AnyDict const& description) {
+    MpegInSubpicStream entry(0);
+    entry.info() = description;
+    entry.close();
+  }
 
   TempFolder temp_;
   fs::path const folder_ = temp_.path() / "pictures";
@@ -187,7 +193,7 @@ TEST_F(SubtitleFolder, OfBitmapStreams_IsRemovedAfterTheMessage) {
       lines.emplace_back(level, text);
       there = fs::is_directory(folder_);
     });
-    removeSubtitleFolder(described(subType, folder_.string()));
+    closeEntry(described(subType, folder_.string()));
     ky_dbg()->setSink({});
     EXPECT_FALSE(fs::exists(folder_)) << subType;
     EXPECT_TRUE(there) << "when it is announced";
@@ -199,7 +205,7 @@ TEST_F(SubtitleFolder, OfBitmapStreams_IsRemovedAfterTheMessage) {
 
 TEST_F(SubtitleFolder, OfATextThatReadsLikeOne_Stays) {
   for (char const* subType : {"utf8", "ssa", "ass", ""}) {
-    removeSubtitleFolder(described(subType, folder_.string()));
+    closeEntry(described(subType, folder_.string()));
     EXPECT_TRUE(fs::exists(folder_ / "0_1_2.dxsb")) << subType;
   }
   EXPECT_TRUE(log_.lines.empty());
@@ -207,8 +213,8 @@ TEST_F(SubtitleFolder, OfATextThatReadsLikeOne_Stays) {
 
 TEST_F(SubtitleFolder, ThatIsNone_IsLeftWithoutAMessage) {
   fs::path const file = folder_ / "0_1_2.dxsb";
-  removeSubtitleFolder(described("dxsb", file.string()));
-  removeSubtitleFolder(described("dxsa", (folder_ / "absent").string()));
+  closeEntry(described("dxsb", file.string()));
+  closeEntry(described("dxsa", (folder_ / "absent").string()));
   EXPECT_TRUE(fs::exists(file));
   EXPECT_TRUE(log_.lines.empty());
 }

@@ -2,13 +2,14 @@
 #include <gtest/gtest.h>
 
 #include "mpegdecode/dmflanguages.h"
+#include "mpegdecode/subpicstream.h"
 
 namespace {
 
 TEST(LanguageDescriptor, ReplacesAnEarlierOneAsAWhole) {
   MpegInSubpicStream stream(0);
-  stream.info.set("codecParams", AnyDict("pid", 3, "program_number", 0));
-  stream.info.set("languageDescriptor", AnyDict("ISO_639_language_code", "deu", "audio_type", 1));
+  stream.info().set("codecParams", AnyDict("pid", 3, "program_number", 0));
+  stream.info().set("languageDescriptor", AnyDict("ISO_639_language_code", "deu", "audio_type", 1));
   MpegInStreamList list;
   list.append(&stream);
   DmfAudioFormat format{};
@@ -17,7 +18,7 @@ TEST(LanguageDescriptor, ReplacesAnEarlierOneAsAWhole) {
   info.kind = kDmfAudio;
   info.format = &format;
   attachLanguage(info, 0, 3, list);
-  EXPECT_EQ(stream.info["languageDescriptor"], Any(AnyDict("ISO_639_language_code", "eng")));
+  EXPECT_EQ(stream.info()["languageDescriptor"], Any(AnyDict("ISO_639_language_code", "eng")));
 }
 
 }  // namespace

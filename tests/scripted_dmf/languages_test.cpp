@@ -9,6 +9,7 @@
 
 #include "mpegdecode/dmflanguages.h"
 #include "mpegdecode/dmftext.h"
+#include "mpegdecode/subpicstream.h"
 
 namespace {
 
@@ -22,7 +23,7 @@ class AudioLanguages : public testing::Test {
     AnyDict params;
     if (pid.valid()) params.set("pid", pid);
     if (program.valid()) params.set("program_number", program);
-    stream.info.set("codecParams", params);
+    stream.info().set("codecParams", params);
     list_.append(&stream);
   }
   std::string attach(std::u16string const& language = u"eng") {
@@ -33,7 +34,7 @@ class AudioLanguages : public testing::Test {
     info.format = &format;
     attachLanguage(info, kTitle, kStream, list_);
     std::string found;
-    for (auto const& stream : streams_) found += stream->info.contains("languageDescriptor") ? '1' : '0';
+    for (auto const& stream : streams_) found += stream->info().contains("languageDescriptor") ? '1' : '0';
     return found;
   }
 
