@@ -1,8 +1,12 @@
+#include "mpegdecode/audiostream.h"
+
+#include <algorithm>
+#include <iterator>
 #include <string_view>
 
 #include "host/failure.h"
+#include "mpegdecode/audiodescription.h"
 #include "mpegdecode/audiorules.h"
-#include "mpegdecode/audiostream.h"
 #include "mpegdecode/dolbytracker.h"
 
 namespace {
@@ -41,8 +45,8 @@ MpegInAudioStream::MpegInAudioStream(MpegIn const& file, int streamIndex) : Mpeg
   for (int i = 0; i < kAudioFormats && number >= 0; ++i) {
     if (number < file.nAudio[i]) {
       name_ = nameOfFormat(file, i);
-      format = i;
-      formatIndex = number;
+      format_ = i;
+      formatIndex_ = number;
       if (file.audioId[i]) setIdentity(file.audioId[i][number]);
       return;
     }
@@ -54,14 +58,15 @@ MpegInAudioStream::MpegInAudioStream(MpegIn const& file, int streamIndex) : Mpeg
 MpegInAudioStream::~MpegInAudioStream() { MpegInAudioStream::close(); }
 
 void MpegInAudioStream::close() {
+  // First, since it writes to the buffers.
   decoder_.reset();
-  pcm.reset();
-  scratch.reset();
-  blocks.reset();
-  tracker.reset();
-  carry.clear();
-  carrySamples = 0;
-  syncDelaySamples = 0;
+  pcm_.reset();
+  scratch_.reset();
+  blocks_.reset();
+  tracker_.reset();
+  carry_.clear();
+  carrySamples_ = 0;
+  syncDelaySamples_ = 0;
   selected_ = false;
 }
 
@@ -69,39 +74,36 @@ bool MpegInAudioStream::isDolby() const { return std::string_view(static_cast<ch
 
 void MpegInAudioStream::refreshIdentity() {
   // QuickTime PCM keeps the identity that was found at construction.
-  if (format < 0 || !decoder_ || name_ == Any("QT_PCM")) return;
-  if (formatIndex < decoder_->nAudio[format] && decoder_->audioId[format])
-    setIdentity(decoder_->audioId[format][formatIndex]);
+  if (format_ < 0 || !decoder_ || name_ == Any("QT_PCM")) return;
+  if (formatIndex_ < decoder_->nAudio[format_] && decoder_->audioId[format_])
+    setIdentity(decoder_->audioId[format_][formatIndex_]);
 }
 
 void MpegInAudioStream::store() {
   static MpegIn const none{};
   if (!decoder_) kyExceptionFail("./mpegdecode/mpeginutil(288)", nullptr);
   MpegAudioInfo const& audio = (decoder_ ? *decoder_ : none).audio;
-
-  info_.set("codec", name_);
-  info_.set("audioCodec", name_);
   refreshIdentity();
-  AnyDict& codecParams = info_.child("codecParams");
-  codecParams.clear();
-  codecParams.set("id", static_cast<int>(identity().id));
-  codecParams.set("sub_id", static_cast<int>(identity().subId));
-  codecParams.set("pid", static_cast<int>(identity().pid));
-  codecParams.set("program_number", static_cast<int>(identity().program));
-  codecParams.set("firstAPTS", Any(static_cast<long>(audio.firstPts)));
-  info_.set("samplerate", audio.rate);
-  info_.set("bitsPerSample", audio.bits);
+  sampleCount_ = audio.samples;
+  AudioFacts facts;
+  facts.codec = name_;
+  facts.identity = identity();
+  facts.firstPts = audio.firstPts;
+  facts.rate = audio.rate;
+  facts.bits = audio.bits;
   // The buffer was made for them, where there is one.
-  info_.set("bytesPerSample", pcm ? pcm->bytesPerSample() : bytesPerSample(audio.bits));
-  if (isDolby() && audio.bits == 32) info_.set("actualBitsPerSample", 24);
-  info_.set("channels", audio.channels);
-  info_.set("aBitrate", audio.bitRate);
-  sampleCount = audio.samples;
-  info_.set("samples", Any(static_cast<long>(sampleCount)));
-  double const seconds = static_cast<double>(sampleCount) / audio.rate;
-  info_.set("aDuration", seconds);
-  info_.set("duration", seconds);
-  info_.set("_explicitDRC", 0);
+  facts.bytesPerSample = pcm_ ? pcm_->bytesPerSample() : bytesPerSample(audio.bits);
+  if (isDolby() && audio.bits == 32) facts.actualBits = 24;
+  facts.channels = audio.channels;
+  facts.bitRate = audio.bitRate;
+  facts.samples = audio.samples;
+  describe(facts, info_);
+}
+
+void MpegInAudioStream::delay(int32_t samples) {
+  syncDelaySamples_ = samples;
+  sampleCount_ += samples;
+  describeSamples(sampleCount_, info_["samplerate"].asInt32(), info_);
 }
 
 void selectAudioStream(MpegSettings& settings, MpegIn const& counts, int streamIndex) {

@@ -1,17 +1,14 @@
-// Parameters of single streams.
+// What a host asks and sets of one audio stream.
 #include <cstddef>
 #include <cstdio>
-#include <string>
 #include <string_view>
 #include <vector>
 
 #include "host/colour.h"
 #include "host/dolby.h"
-#include "host/failure.h"
 #include "host/log.h"
-#include "host/timer.h"
+#include "mpegdecode/audiostream.h"
 #include "mpegdecode/libcalls.h"
-#include "mpegdecode/mpegindec.h"
 
 namespace {
 
@@ -101,162 +98,46 @@ Any aacChannelName(int channel, int channels) {
 
 }  // namespace
 
-int MpegInDec::getStreamParam(int kind, int index, char const* key, Any& value) const {
-  if (index < 0 || index >= countStreams(kind)) {
-    value.invalidate();
-    return 0;
-  }
-  switch (kind) {
-    case kKindVideo: {
-      AnyDict const& info = video_.at(index)->info();
-      if (std::string_view(key) == "subpicOverlay")
-        value = info["_displaySubpics"].asInt32() != 0 && info["_subpicOverlay"].isInt32()
-                    ? info["_subpicOverlay"].asInt32()
-                    : -1;
-      else
-        value = info[key];
-      return 0;
-    }
-    case kKindAudio:
-      return getAudioParam(*audio_.at(index), index, key, value);
-    case kKindSubpic:
-      value = subpic_.at(index)->info()[key];
-      return 0;
-    default:
-      value.invalidate();
-      kyExceptionFail("./mpegdecode/mpegindec(2611)", nullptr);
-      return 0;
-  }
-}
-
-int MpegInDec::getAudioParam(MpegInAudioStream const& stream, int index, char const* key, Any& value) const {
+bool MpegInAudioStream::getDolbyRecord(char const* key, Any& value) const {
+  if (!isDolby()) return false;
   std::string_view const wanted = key;
-  if (stream.isDolby()) {
-    for (DolbyRecord const& record : kDolbyRecords) {
-      if (wanted != record.key) continue;
-      std::vector<unsigned char> buffer(static_cast<size_t>(record.size));
-      guardedAudioAuxinfo(stream.decoder(), record.request, buffer.data(), record.size);
-      value.set(buffer.data(), record.size);
-      return 0;
-    }
-    if (wanted == "dd_parser_settings") {
-      ky_log()->error("Cannot get dd_parser_settings, decoder was build with CFG_NO_DD_SDK");
-      value.invalidate();
-      return 0;
-    }
+  for (DolbyRecord const& record : kDolbyRecords) {
+    if (wanted != record.key) continue;
+    std::vector<unsigned char> buffer(static_cast<size_t>(record.size));
+    guardedAudioAuxinfo(decoder_.get(), record.request, buffer.data(), record.size);
+    value.set(buffer.data(), record.size);
+    return true;
   }
-  value = stream.info()[key];
-  if (!value.valid()) ky_dbg()->warning("[%s] Failed to get %s for stream #%d", name(), key, index);
-  return 0;
+  if (wanted != "dd_parser_settings") return false;
+  ky_log()->error("Cannot get dd_parser_settings, decoder was build with CFG_NO_DD_SDK");
+  value.invalidate();
+  return true;
 }
 
-Any MpegInDec::channelName(int streamIndex, int channel) const {
-  MpegInAudioStream const* const stream = audio_.at(streamIndex);
-  if (!stream) {
-    char text[32];
-    std::snprintf(text, sizeof text, "Error: invalid stream %d", streamIndex);
-    return text;
+bool MpegInAudioStream::setParam(char const* key, Any const& value) {
+  if (!isDolby()) return false;
+  std::string_view const wanted = key;
+  if (wanted == "dd_parser_settings") {
+    ky_log()->error("Cannot set dd_parser_settings, decoder was build with CFG_NO_DD_SDK");
+  } else if (wanted == "_use32BitSamples") {
+    use32BitSamples_ = value.isInt32() ? static_cast<uint32_t>(value.asInt32()) : 0;
+  } else {
+    return wanted == "dd_drc_params";
   }
-  int const channels = stream->info()["channels"].asInt32();
+  return true;
+}
+
+NamedChannels MpegInAudioStream::namedChannels() const {
+  if (!isDolby() || !decoder_ || decoder_->smartRenderOnly) return {};
+  return dolbyChannels(decoder_->audio);
+}
+
+Any MpegInAudioStream::channelName(int channel) const {
+  int const channels = info_["channels"].asInt32();
   if (channels == 1) return "mono";
   if (channels == 2) return channel == 0 ? "left" : "right";
-  if (stream->name() == Any("AAC")) return aacChannelName(channel, channels);
-  if (stream->isDolby()) {
-    Any answer = streamIndex;
-    getParam("dolby", answer);
-    AnyDict const& names = answer.asDict();
-    for (int i = 0; i < names.size(); ++i)
-      if (names.getEntry(i).value == Any(channel)) return names.getEntry(i).key;
-  }
+  if (name_ == Any("AAC")) return aacChannelName(channel, channels);
+  for (auto const& [speaker, place] : namedChannels())
+    if (place == channel) return speaker;
   return channelNumber(channel);
-}
-
-void MpegInDec::correctSwing(MpegInVideoStream& stream) {
-  if (static_cast<bool>(stream.info()["_needSwing"])) swing_.correct(*stream.frame);
-}
-
-int MpegInDec::setStreamParam(int kind, int index, char const* key, Any const& value) {
-  std::string_view const wanted = key;
-  switch (kind) {
-    case kKindAudio: {
-      MpegInAudioStream* const stream = audio_.at(index);
-      if (!stream) return kResultError;
-      if (!stream->isDolby()) break;
-      if (wanted == "dd_parser_settings") {
-        ky_log()->error("Cannot set dd_parser_settings, decoder was build with CFG_NO_DD_SDK");
-        return 0;
-      }
-      if (wanted == "dd_drc_params") return 0;
-      if (wanted == "_use32BitSamples") {
-        stream->use32BitSamples = value.isInt32() ? static_cast<uint32_t>(value.asInt32()) : 0;
-        return 0;
-      }
-      break;
-    }
-    case kKindVideo:
-      if (!video_.at(index)) {
-        kyExceptionFail("./mpegdecode/mpegindec(2662)", nullptr);
-        return kResultError;
-      }
-      if (wanted == "subpicOverlay") return setOverlay(index, value.isInt32() ? value.asInt32() : -1);
-      break;
-    case kKindSubpic:
-      if (!subpic_.at(index)) {
-        kyExceptionFail("./mpegdecode/mpegindec(2705)", nullptr);
-        return kResultError;
-      }
-      if (wanted == "palette") return 0;
-      break;
-    default:
-      break;
-  }
-  return _raiseInvalidParam(key);
-}
-
-int MpegInDec::setOverlay(int videoIndex, int overlay) {
-  constexpr int kNeverShown = 666;
-  if (overlay < -1 || overlay >= subpic_.size()) {
-    setError(kResultInvalidOverlay, "Invalid value for %d 'subpicOverlay'", overlay);
-    kyExceptionFail("./mpegdecode/mpegindec(2673)", nullptr);
-    return kResultInvalidOverlay;
-  }
-  Any shown;
-  getStreamParam(kKindVideo, videoIndex, "subpicOverlay", shown);
-  if (shown == Any(overlay)) return 0;
-
-  MpegInVideoStream& stream = *video_.at(videoIndex);
-  AnyDict& info = stream.info();
-  MpegSettings* const set = stream.decoder() ? &stream.decoder()->set : nullptr;
-  // The picture in the frame is decoded again, with or without the overlay.
-  auto const refresh = [&] {
-    if (stream.selected()) seekToFrame(stream.frame->frameNumber(), videoIndex);
-  };
-  if (overlay == -1) {
-    info.set("_displaySubpics", 0);
-    if (stream.selected() && set && set->displaySubpictures) {
-      set->displaySubpictures = 0;
-      refresh();
-    }
-    return 0;
-  }
-  Any const& last = info["_subpicOverlay"];
-  if (overlay != (last.isInt32() ? last.asInt32() : kNeverShown)) {
-    info.set("_subpicOverlay", overlay);
-    info.set("_displaySubpics", 1);
-    KyTimer timer;
-    timer.start();
-    if (set) {
-      set->displaySubpictures = 1;
-      set->overlay = overlay + 1;
-    }
-    refresh();
-    ky_dbg()->write("[%s] Switched video #%d to subpic #%d in %f", name(), videoIndex, overlay, timer.stop());
-    return 0;
-  }
-  info.set("_displaySubpics", 1);
-  if (stream.selected() && set && !set->displaySubpictures) {
-    set->displaySubpictures = 1;
-    refresh();
-  }
-  return 0;
 }

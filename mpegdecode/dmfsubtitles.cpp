@@ -12,6 +12,7 @@
 #include "mpegdecode/dmflanguages.h"
 #include "mpegdecode/dmftext.h"
 #include "mpegdecode/subobserver.h"
+#include "mpegdecode/subpicdescription.h"
 #include "mpegdecode/subpicstream.h"
 
 namespace {
@@ -143,12 +144,9 @@ void addTextStream(DmfDemux* demux, DmfStreamInfo const& stream, int title, Mpeg
   writer.destroy();
   auto const* const format = static_cast<DmfSubtitleFormat const*>(stream.format);
   auto entry = std::make_unique<MpegInSubpicStream>(subpics.size());
-  entry->info().set("type", 0);
-  entry->info().set("language", format ? dmfCode(format->language) : std::string());
-  entry->info().set("subtitles", textOf(file.name()));
-  entry->info().set("titleNr", title);
-  entry->info().set("subType", textSubType(stream.codec));
-  entry->info().set("format", 0);
+  describe(TextSubtitleFacts{format ? dmfCode(format->language) : std::string(), textOf(file.name()), title,
+                             textSubType(stream.codec)},
+           entry->info());
   subpics.append(entry.release());
 }
 
@@ -229,17 +227,9 @@ void writeWindow(BitmapStream const& stream, WindowSize window) {
 void addBitmapStream(BitmapStream& stream, WindowSize window, MpegInStreamList& subpics) {
   SubObserver const& observer = stream.observer;
   auto entry = std::make_unique<MpegInSubpicStream>(subpics.size());
-  AnyDict& info = entry->info();
-  info.set("type", 0);
-  info.set("language", observer.language);
-  info.set("countryCode", observer.countryCode);
-  info.set("mediaDesc", observer.mediaDesc);
-  info.set("titleNr", observer.titleNr);
-  info.set("subtitles", observer.folder);
-  info.set("subType", observer.subType);
-  info.set("format", 0);
-  info.set("windowWidth", window.width);
-  info.set("windowHeight", window.height);
+  describe(BitmapSubtitleFacts{observer.language, observer.countryCode, observer.mediaDesc, observer.titleNr,
+                               observer.folder, observer.subType, window.width, window.height},
+           entry->info());
   subpics.append(entry.get());
   static_cast<void>(entry.release());  // the list's now
   stream.taken = true;

@@ -5,9 +5,6 @@
 #include <iterator>
 #include <span>
 
-#include "host/log.h"
-#include "mpegdecode/mpegindec.h"
-
 namespace {
 
 // Speakers as WAVE numbers them.
@@ -52,34 +49,4 @@ NamedChannels dolbyChannels(MpegAudioInfo const& audio) {
   for (Speaker const& speaker : kAdded) add(speaker);
   add(kLfe);
   return channels;
-}
-
-// The Dolby stream that a query names, or null.
-MpegInAudioStream const* MpegInDec::dolbyStream(Any const& argument) const {
-  int const index = argument.isInt32() ? argument.asInt32() : 0;
-  if (index < 0) {
-    ky_dbg()->log(kLogError, "[mpegdec] get 'dolby' - invalid stream number %d", index);
-    return nullptr;
-  }
-  MpegInAudioStream const* const stream = audio_.at(index);
-  if (!stream || !stream->isDolby() || !stream->decoder()) return nullptr;
-  // What passes through undecoded has no output channels to name.
-  return stream->decoder()->smartRenderOnly ? nullptr : stream;
-}
-
-void MpegInDec::getDolbyParam(Any const& argument, Any& value) const {
-  MpegInAudioStream const* const stream = dolbyStream(argument);
-  if (!stream) return;
-  AnyDict names;
-  for (auto const& [channelName, place] : dolbyChannels(stream->decoder()->audio))
-    names.set(channelName, place);
-  if (!names.empty()) value = names;
-}
-
-void MpegInDec::getChannelMapping(Any const& argument, Any& value) const {
-  MpegInAudioStream const* const stream = dolbyStream(argument);
-  if (!stream) return;
-  AnyVector places;
-  for (auto const& [channelName, place] : dolbyChannels(stream->decoder()->audio)) places.append(place);
-  if (!places.empty()) value = places;
 }

@@ -1,11 +1,13 @@
-// First time stamps as they really are, and audio that starts late brought into step with its video.
+#include "mpegdecode/firststamps.h"
+
 #include <algorithm>
 #include <cstdint>
 
+#include "host/codec.h"
 #include "host/log.h"
+#include "mpegdecode/externalio.h"
 #include "mpegdecode/libcalls.h"
 #include "mpegdecode/mfreader.h"
-#include "mpegdecode/mpegindec.h"
 #include "mpegdecode/syncdelay.h"
 
 namespace {
@@ -54,31 +56,13 @@ MpegInStream const* referenceVideo(MpegInStreamList const& videos, Any const& pr
   return videos.at(0);
 }
 
-}  // namespace
-
-int MpegInDec::measureFirstStamps() {
-  MfHandlePtr const handle(mfCall([] { return mfimportNew(nullptr, 0); }));
-  if (!handle) return 0;
-  MfSettings settings{};
-  settings.io = streamIo(*shared_);
-  if (guardedFileOpen(handle.get(), params_.fileName, &settings) != 0) return kResultError;
-  MfOpenFile const file(handle.get());
-  MfContainerInfo container{};
-  if (mfCall([&] { return mfimportGetContainerInfo(handle.get(), &container); }) != 0) return kResultError;
-  for (int title = 0; title < container.titles; ++title) {
-    MfTitleInfo info{};
-    if (mfCall([&] { return mfimportGetTitleInfo(handle.get(), title, &info); }) != 0) continue;
-    for (int i = 0; i < info.streams; ++i) measureFirstStamp(handle.get(), title, i);
-  }
-  return 0;
-}
-
-void MpegInDec::measureFirstStamp(MfHandle* handle, int title, int number) {
+void measureFirstStamp(OpenedFile const& file, MfHandle* handle, int title, int number) {
   MfStreamInfo info{};
   if (mfCall([&] { return mfimportGetStreamInfo(handle, title, number, &info); }) != 0) return;
   bool const isVideo = isVideoCode(info.typeCode);
   if (!isVideo && !isAudioCode(info.typeCode)) return;
-  MpegInStream* const stream = findByIdentifier(isVideo ? video_.list() : audio_.list(), info.identifier);
+  MpegInStream* const stream =
+      findByIdentifier(isVideo ? file.video.list() : file.audio.list(), info.identifier);
   if (!stream) return;
   MfStreamPtr const reader(
       mfCall([&] { return mfimportStreamNew(handle, title, number, kMfDecodingOrder); }));
@@ -92,35 +76,42 @@ void MpegInDec::measureFirstStamp(MfHandle* handle, int title, int number) {
     replaceStamp(*stream, "firstAPTS", info.identifier, audioStart(unit, stream->decoder()->audio));
 }
 
-bool MpegInDec::avSyncWanted(MpegIn const& file) const {
+}  // namespace
+
+int measureFirstStamps(OpenedFile const& file, Any const& fileName) {
+  MfHandlePtr const handle(mfCall([] { return mfimportNew(nullptr, 0); }));
+  if (!handle) return 0;
+  MfSettings settings{};
+  settings.io = streamIo(*file.shared);
+  if (guardedFileOpen(handle.get(), fileName, &settings) != 0) return kResultError;
+  MfOpenFile const reader(handle.get());
+  MfContainerInfo container{};
+  if (mfCall([&] { return mfimportGetContainerInfo(handle.get(), &container); }) != 0) return kResultError;
+  for (int title = 0; title < container.titles; ++title) {
+    MfTitleInfo info{};
+    if (mfCall([&] { return mfimportGetTitleInfo(handle.get(), title, &info); }) != 0) continue;
+    for (int i = 0; i < info.streams; ++i) measureFirstStamp(file, handle.get(), title, i);
+  }
+  return 0;
+}
+
+bool avSyncWanted(KyCodec const& pipe, MpegIn const& file) {
   if (!hasMeasuredStamps(file.containerType)) return false;
-  Any const fix = getAttr("AVSyncFix");
+  Any const fix = pipe.getAttr("AVSyncFix");
   return fix.isInt32() ? fix.asInt32() != 0 : file.containerType == kContainerTransport;
 }
 
-void MpegInDec::correctAvDelay() {
-  if (video_.empty()) return;
-  for (int i = 0; i < audio_.size(); ++i) {
-    MpegInAudioStream& stream = *audio_.at(i);
-    AnyDict const& codecParams = stream.info()["codecParams"].asDict();
-    AnyDict const& videoInfo = referenceVideo(video_.list(), codecParams["program_number"])->info();
-    int64_t const firstVideo = videoInfo.descendant("codecParams", "firstVPTS", nullptr).asInt64();
-    int const rate = stream.info()["samplerate"].asInt32();
-    if (auto const delay = syncDelay(firstVideo, codecParams["firstAPTS"].asInt64(),
-                                     videoInfo["framerate"].asFramerate().rate(), rate)) {
-      delaySound(stream, static_cast<int32_t>(std::min<int64_t>(delay->samples, INT32_MAX)));
-      ky_dbg()->info("[%s]Audio stream %d delayed %dms, applying correction (%d samples)", name(), i,
-                     static_cast<int>(delay->ms), stream.syncDelaySamples);
-    }
+void correctAvDelay(OpenedFile const& file, KyCodec const& pipe) {
+  if (file.video.empty()) return;
+  for (int i = 0; i < file.audio.size(); ++i) {
+    MpegInAudioStream& stream = *file.audio.at(i);
+    MpegInStream const& video = *referenceVideo(file.video.list(), stream.codecParam("program_number"));
+    auto const delay =
+        syncDelay(video.codecParam("firstVPTS").asInt64(), stream.codecParam("firstAPTS").asInt64(),
+                  video.info()["framerate"].asFramerate().rate(), stream.info()["samplerate"].asInt32());
+    if (!delay) continue;
+    stream.delay(static_cast<int32_t>(std::min<int64_t>(delay->samples, INT32_MAX)));
+    ky_dbg()->info("[%s]Audio stream %d delayed %dms, applying correction (%d samples)", pipe.name(), i,
+                   static_cast<int>(delay->ms), stream.syncDelaySamples());
   }
-}
-
-// Silence in front of a stream that has none yet.
-void MpegInDec::delaySound(MpegInAudioStream& stream, int32_t samples) {
-  stream.syncDelaySamples = samples;
-  stream.sampleCount += samples;
-  double const seconds = static_cast<double>(stream.sampleCount) / stream.info()["samplerate"].asInt32();
-  stream.info().set("samples", Any(static_cast<long>(stream.sampleCount)));
-  stream.info().set("aDuration", seconds);
-  stream.info().set("duration", seconds);
 }

@@ -8,7 +8,6 @@
 #include "host/mediatime.h"
 #include "mpegdecode/libcalls.h"
 #include "mpegdecode/mfreader.h"
-#include "mpegdecode/mpegindec.h"
 
 namespace {
 
@@ -65,21 +64,20 @@ void sortFrameTimes(std::vector<FrameTime>& times) {
                    [](FrameTime const& a, FrameTime const& b) { return a.sortKey < b.sortKey; });
 }
 
-KyStreamTimestamps* MpegInDec::frameTimestamps(int videoIndex) {
-  MpegInVideoStream const* const stream = video_.at(videoIndex);
-  if (!stream || !stream->decoder()) return nullptr;
-  char const* const key = identifiedById(stream->decoder()->containerType) ? "id" : "pid";
-  int const identifier = stream->info().descendant("codecParams", key, nullptr).asInt32();
-
+std::unique_ptr<KyStreamTimestamps> readFrameTimestamps(MpegInVideoStream const& stream,
+                                                        MpegExternalIo const& io, Any const& fileName) {
+  if (!stream.decoder()) return nullptr;
+  int const identifier =
+      stream.codecParam(identifiedById(stream.decoder()->containerType) ? "id" : "pid").asInt32();
   MfHandlePtr const handle(mfCall([] { return mfimportNew(nullptr, 0); }));
   if (!handle) return nullptr;
   MfSettings settings{};
-  settings.io = streamIo(*shared_);
-  if (guardedFileOpen(handle.get(), params_.fileName, &settings) != 0) return nullptr;
+  settings.io = io;
+  if (guardedFileOpen(handle.get(), fileName, &settings) != 0) return nullptr;
   MfOpenFile const file(handle.get());
   MfContainerInfo info{};
   if (mfCall([&] { return mfimportGetContainerInfo(handle.get(), &info); }) != 0) return nullptr;
   for (int title = 0; title < info.titles; ++title)
-    if (auto table = tableOfTitle(handle.get(), title, identifier)) return table.release();
+    if (auto table = tableOfTitle(handle.get(), title, identifier)) return table;
   return nullptr;
 }

@@ -1,10 +1,12 @@
 // Parameters: settings in, settings and facts of the open file out.
 #include <algorithm>
+#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "host/failure.h"
+#include "host/log.h"
 #include "host/registry.h"
 #include "host/util.h"
 #include "mpeg12/mpegutil.h"
@@ -42,12 +44,17 @@ bool MpegInDec::getFact(char const* key, Any const& argument, Any& value) const 
   if (wanted == "tsStructure") {
     value = tsStructure();
   } else if (wanted == "program_stream_flag") {
-    MpegInStream const* const first = video_.empty() ? audio_.list().at(0) : video_.list().at(0);
+    MpegInStream const* const first =
+        file_.video.empty() ? file_.audio.list().at(0) : file_.video.list().at(0);
     if (first && first->decoder()) value = first->decoder()->containerType;
   } else if (wanted == "dolby") {
-    getDolbyParam(argument, value);
+    AnyDict names;
+    for (auto const& [speaker, place] : dolbyChannelsOf(argument)) names.set(speaker, place);
+    if (!names.empty()) value = names;
   } else if (wanted == "DecoderChannelsMappingKY") {
-    getChannelMapping(argument, value);
+    AnyVector places;
+    for (auto const& [speaker, place] : dolbyChannelsOf(argument)) places.append(place);
+    if (!places.empty()) value = places;
   } else if (wanted == "channelName") {
     if (argument.isInt32())
       value = channelName(argument.asInt32() >> 8, argument.asInt32() & 63);
@@ -103,10 +110,10 @@ AnyVector MpegInDec::tsStructure() const {
 }
 
 void MpegInDec::guessedProfile(Any& value) const {
-  if (MpegInVideoStream const* const stream = video_.at(0)) {
+  if (MpegInVideoStream const* const stream = file_.video.at(0)) {
     if (stream->decoder())
       value = static_cast<int>(guessProfile(stream->decoder()->containerType, stream->decoder()->video));
-  } else if (MpegInAudioStream const* const sound = audio_.at(0)) {
+  } else if (MpegInAudioStream const* const sound = file_.audio.at(0)) {
     if (sound->info()["codec"] == Any("H.264"))
       value = kProfileAudioH264;
     else if (sound->decoder())
@@ -115,7 +122,7 @@ void MpegInDec::guessedProfile(Any& value) const {
 }
 
 std::string MpegInDec::typeName() const {
-  MpegInVideoStream const* const stream = video_.at(0);
+  MpegInVideoStream const* const stream = file_.video.at(0);
   if (!stream) return "";
   std::string codec = stream->info()["codec"].asString();
   if (codec == "H.264") return "H.264/AVC";
@@ -147,12 +154,30 @@ void MpegInDec::getSrParams(Any const& argument, Any& value) const {
 // The index is checked against the audio streams and then taken among the video streams.
 void MpegInDec::getSrAudioParams(Any const& argument, Any& value) const {
   int const index = integerOr(argument, 0);
-  if (!audio_.at(index)) {
+  if (!file_.audio.at(index)) {
     kyExceptionFail("./mpegdecode/mpegindec(590)", "mpegdec: invalid stream no. for 'srParams'");
     return;
   }
-  MpegInVideoStream const* const stream = video_.at(index);
+  MpegInVideoStream const* const stream = file_.video.at(index);
   if (!stream) return;
   value =
       AnyDict("decoder_struct", Any(static_cast<void const*>(stream->decoder()), 0), "decoder_name", name());
+}
+
+NamedChannels MpegInDec::dolbyChannelsOf(Any const& argument) const {
+  int const index = integerOr(argument, 0);
+  if (index < 0) {
+    ky_dbg()->log(kLogError, "[mpegdec] get 'dolby' - invalid stream number %d", index);
+    return {};
+  }
+  MpegInAudioStream const* const stream = file_.audio.at(index);
+  return stream ? stream->namedChannels() : NamedChannels();
+}
+
+Any MpegInDec::channelName(int streamIndex, int channel) const {
+  if (MpegInAudioStream const* const stream = file_.audio.at(streamIndex))
+    return stream->channelName(channel);
+  char text[32];
+  std::snprintf(text, sizeof text, "Error: invalid stream %d", streamIndex);
+  return text;
 }

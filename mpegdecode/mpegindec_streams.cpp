@@ -1,16 +1,15 @@
 // The small slots: counting, selecting, looking up.
 #include "host/failure.h"
-#include "mpegdecode/libcalls.h"
 #include "mpegdecode/mpegindec.h"
 
 MpegInStreamList const* MpegInDec::listOf(int kind) const {
   switch (kind) {
     case kKindVideo:
-      return &video_.list();
+      return &file_.video.list();
     case kKindAudio:
-      return &audio_.list();
+      return &file_.audio.list();
     case kKindSubpic:
-      return &subpic_.list();
+      return &file_.subpic.list();
     default:
       return nullptr;
   }
@@ -43,45 +42,31 @@ int MpegInDec::selectStream(int kind, int index) {
 }
 
 int MpegInDec::selectVideo(int index) {
-  MpegInVideoStream* const stream = video_.at(index);
+  MpegInVideoStream* const stream = file_.video.at(index);
   if (!stream) return _setErr(kResultError, "wrong stream number %d", index);
   if (stream->selected()) return _setErr(kResultError, "Already selected");
-  int const result =
-      stream->decoder() ? guardedSeekFrame(stream->decoder(), 0) : openVideo(*stream, *shared_);
-  if (result != 0) return result;
-  correctSwing(*stream);
-  stream->framePending = true;
-  stream->selected_ = true;
-  stream->frame->setFrameNumber(0);
-  stream->passedPictures = 0;
-  if (stream->userDataEnabled) attachUserData(*stream);
-  return 0;
+  return stream->select(source());
 }
 
 int MpegInDec::selectAudio(int index) {
-  MpegInAudioStream* const stream = audio_.at(index);
+  MpegInAudioStream* const stream = file_.audio.at(index);
   if (!stream) return _setErr(kResultError, "wrong stream number %d", index);
   if (!stream->decoder()) return _setErr(kResultError, "stream %d was closed", index);
-  if (!stream->decoder()->smartRenderOnly) {
-    if (int const result = guardedSeekSample(stream->decoder(), 0)) return result;
-  }
-  rewind(*stream, 0);
-  stream->selected_ = true;
-  return 0;
+  return stream->select();
 }
 
 int MpegInDec::selectSubpic(int index) {
-  if (index >= subpic_.size()) {
+  if (index >= file_.subpic.size()) {
     kyExceptionFail("./mpegdecode/mpegindec(1548)", nullptr);
     return kResultError;
   }
   if (index < 0) return _setErr(kResultError, "wrong stream number %d", index);
-  if (!subpic_.at(index)->isCaptions()) return 0;
+  if (!file_.subpic.at(index)->isCaptions()) return 0;
   return selectStream(kKindVideo, index);
 }
 
 int MpegInDec::deselectStream(int kind, int index) {
-  if (isSelected(kind, index)) listOf(kind)->at(index)->selected_ = false;
+  if (isSelected(kind, index)) listOf(kind)->at(index)->deselect();
   return 0;
 }
 
@@ -92,33 +77,30 @@ int MpegInDec::selected(AnyDict& out) const {
       if (list.at(i)->selected()) numbers.append(i);
     return numbers;
   };
-  out.set("video", indices(video_.list()));
-  out.set("audio", indices(audio_.list()));
+  out.set("video", indices(file_.video.list()));
+  out.set("audio", indices(file_.audio.list()));
   return 0;
 }
 
 int MpegInDec::frameCount(int videoIndex) const {
-  MpegInVideoStream const* const stream = video_.selected(videoIndex);
-  return stream ? stream->info()["frames"].asInt32() : -1;
+  MpegInVideoStream const* const stream = file_.video.selected(videoIndex);
+  return stream ? stream->frames() : -1;
 }
 
 int64_t MpegInDec::sampleCount(int audioIndex) const {
-  MpegInAudioStream const* const stream = audio_.selected(audioIndex);
+  MpegInAudioStream const* const stream = file_.audio.selected(audioIndex);
   if (stream) return stream->info()["samples"].asInt64();
   kyAssertFail("./mpegdecode/mpegindec(1532)", nullptr);
   return -1;
 }
 
 KyFrame* MpegInDec::videoFrame(int videoIndex) {
-  MpegInVideoStream* const stream = video_.selected(videoIndex);
-  if (!stream || !stream->frame) return nullptr;
-  stream->frame->setFramerate(stream->info()["framerate"].asFramerate());
-  return stream->frame.get();
+  MpegInVideoStream* const stream = file_.video.selected(videoIndex);
+  return stream ? stream->frame() : nullptr;
 }
 
 KyPcm* MpegInDec::audioPcm(int audioIndex) {
-  MpegInAudioStream* const stream = audio_.selected(audioIndex);
-  if (stream) return stream->pcm.get();
+  if (MpegInAudioStream const* const stream = file_.audio.selected(audioIndex)) return stream->pcm();
   kyAssertFail("./mpegdecode/mpegindec(1512)", nullptr);
   return nullptr;
 }
@@ -131,23 +113,18 @@ int MpegInDec::streamInfo(int kind, int index, AnyDict& info) const {
     return 0;
   }
   info = list->at(index)->info();
-  if (kind == kKindVideo) {
-    Any overlay;
-    getStreamParam(kKindVideo, index, "subpicOverlay", overlay);
-    info.set("subpicOverlay", overlay);
-  }
+  if (kind == kKindVideo) info.set("subpicOverlay", file_.video.at(index)->overlay());
   return 0;
 }
 
 int MpegInDec::setUserDataEnabled(int kind, int index, int on) {
-  MpegInVideoStream* const stream = kind == kKindVideo ? video_.at(index) : nullptr;
+  MpegInVideoStream* const stream = kind == kKindVideo ? file_.video.at(index) : nullptr;
   if (!stream) return kResultError;
-  stream->userDataEnabled = on != 0;
-  if (on && stream->selected()) attachUserData(*stream);
+  stream->enableUserData(on != 0);
   return 0;
 }
 
 int MpegInDec::userDataEnabled(int kind, int index) const {
-  MpegInVideoStream const* const stream = kind == kKindVideo ? video_.at(index) : nullptr;
-  return stream && stream->userDataEnabled ? 1 : 0;
+  MpegInVideoStream const* const stream = kind == kKindVideo ? file_.video.at(index) : nullptr;
+  return stream && stream->userDataEnabled() ? 1 : 0;
 }

@@ -48,7 +48,7 @@ class MpegInStream {
   // The decoder stays open.
   void deselect() { selected_ = false; }
 
-  // Its own and its kind's.
+ protected:
   Any name_;
   DecoderHandle decoder_;
   AnyDict info_;

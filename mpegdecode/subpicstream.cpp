@@ -2,12 +2,9 @@
 
 #include "host/file.h"
 #include "host/log.h"
+#include "mpegdecode/subpicdescription.h"
 
 namespace {
-
-// Description key "type" of entries that the library overlays, and of closed captions.
-constexpr int kTypeOverlay = 2;
-constexpr int kTypeCaptions = 4;
 
 // Of extracted bitmap subtitles.
 void removeSubtitleFolder(AnyDict const& info) {
@@ -26,20 +23,25 @@ MpegInSubpicStream::MpegInSubpicStream(int streamIndex) : MpegInStream(streamInd
 MpegInSubpicStream::MpegInSubpicStream(int streamIndex, MpegInVideoStream const& source)
     : MpegInSubpicStream(streamIndex) {
   captionSource_ = &source;
-  info_.set("type", kTypeCaptions);
+  describe(CaptionFacts{}, info_);
 }
 
-void MpegInSubpicStream::store() {
-  info_.set("type", kTypeOverlay);
-  AnyDict const codecParams("id", static_cast<int>(identity().id), "pid", static_cast<int>(identity().pid),
-                            "sub_id", static_cast<int>(identity().subId), "program_number",
-                            static_cast<int>(identity().program));
-  if (!codecParams.empty()) info_.set("codecParams", codecParams);
-}
+void MpegInSubpicStream::store() { describe(OverlayFacts{identity()}, info_); }
 
 void MpegInSubpicStream::close() {
   removeSubtitleFolder(info_);
   decoder_.reset();
 }
 
-bool MpegInSubpicStream::isCaptions() const { return info_["type"].asInt32() == kTypeCaptions; }
+bool MpegInSubpicStream::isCaptions() const { return info_["type"].asInt32() == kSubpicTypeCaptions; }
+
+bool overlaysSubpictures(MpegIn const& file) {
+  return file.containerType != kContainerDmf && file.nSubpictures > 0;
+}
+
+void announceSubpictures(MpegSettings& set, MpegIn const& file, StreamsOf<MpegInSubpicStream> const& list) {
+  set.decodeSubpictures = overlaysSubpictures(file) ? 1 : 0;
+  set.captionEntries = 0;
+  for (int i = 0; i < list.size(); ++i)
+    if (list.at(i)->isCaptions()) ++set.captionEntries;
+}

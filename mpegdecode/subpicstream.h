@@ -23,3 +23,8 @@ class MpegInSubpicStream : public MpegInStream {
  private:
   MpegInVideoStream const* captionSource_ = nullptr;
 };
+
+// Whether the library overlays the subpictures of the file; those of DMF files are extracted.
+bool overlaysSubpictures(MpegIn const& file);
+// Tells a decoder of the file's video which entries of `list` are the file's own: those behind the captions.
+void announceSubpictures(MpegSettings& set, MpegIn const& file, StreamsOf<MpegInSubpicStream> const& list);

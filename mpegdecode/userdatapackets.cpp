@@ -1,9 +1,6 @@
-// User data of decoded pictures.
-#include <string>
+#include "mpegdecode/userdatapackets.h"
 
 #include "mpegdecode/libcalls.h"
-#include "mpegdecode/mpegindec.h"
-#include "mpegdecode/userdatapackets.h"
 
 namespace {
 
@@ -40,11 +37,4 @@ void collectUserData(MpegIn* decoder, std::string const& codec, KyUserData& out)
   out.removePackets(kUserDataPicture);
   if (codec == "MPEG-1" || codec == "MPEG-2" || codec == "MPEG-4") collectMpeg(decoder, out);
   if (codec == "H.264") collectSei(decoder, out);
-}
-
-void MpegInDec::attachUserData(MpegInVideoStream& stream) {
-  stream.frame->clearUserData();
-  KyUserData data;
-  collectUserData(stream.decoder(), stream.name().asString(), data);
-  if (data.countPackets(kUserDataPicture) > 0) stream.frame->setUserData(data);
 }

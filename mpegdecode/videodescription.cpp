@@ -1,11 +1,10 @@
-#include <string>
+#include "mpegdecode/videodescription.h"
 
-#include "host/codec.h"
+#include <string_view>
+
 #include "host/colour.h"
-#include "host/failure.h"
 #include "host/util.h"
 #include "mpegdecode/frameaspect.h"
-#include "mpegdecode/videostream.h"
 
 namespace {
 
@@ -40,11 +39,16 @@ char const* codecName(MpegVideoInfo const& video, int fileType) {
   return video.mpeg2 ? "MPEG-2" : "MPEG-1";
 }
 
-// The "vbr" entry, or -1 where the codec has none.
-int variableRate(MpegVideoInfo const& video) {
-  if (video.h264) return video.cbr ? 0 : 1;
-  if (video.mpeg4 || video.vc1 || video.jpeg2000 || video.hevc) return -1;
-  return video.vbvDelay == 65535 ? 1 : 0;  // ISO/IEC 13818-2 6.3.9: 0xFFFF means variable bit rate
+std::optional<int> mpegVersion(std::string_view codec) {
+  if (codec == "MPEG-2") return 2;
+  if (codec == "MPEG-1") return 1;
+  return std::nullopt;
+}
+
+std::optional<bool> variableRate(MpegVideoInfo const& video) {
+  if (video.h264) return video.cbr == 0;
+  if (video.mpeg4 || video.vc1 || video.jpeg2000 || video.hevc) return std::nullopt;
+  return video.vbvDelay == 65535;  // ISO/IEC 13818-2 6.3.9: 0xFFFF means variable bit rate
 }
 
 }  // namespace
@@ -56,55 +60,79 @@ MpegColour colourOf(MpegVideoInfo const& video, MpegColour const& otherwise) {
           either(video.matrix, otherwise.matrix)};
 }
 
-void MpegInVideoStream::store() {
-  MpegIn none{};
-  if (!decoder_ || !decoder_->video.present) kyExceptionFail("./mpegdecode/mpeginutil(540)", nullptr);
-  MpegIn& file = decoder_ ? *decoder_ : none;
-  MpegVideoInfo& video = file.video;
-
-  if (index() >= 0 && index() < file.nVideo && file.videoId) setIdentity(file.videoId[index()]);
-  uint32_t const fourcc = video.fourcc == mpegFourcc("YUY2") ? mpegFourcc("YUYV") : video.fourcc;
-  info_.set("FOURCC", static_cast<int>(fourcc));
-  info_.set("width", video.width);
-  info_.set("height", video.height);
-  info_.set("containerWidth", video.containerWidth);
-  info_.set("containerHeight", video.containerHeight);
-  if (video.jpeg2000 && video.secondRate < 0.1) video.secondRate = video.rate = 48.0;
-  info_.set("vBitrate", video.bitRate < 1000.0 ? 0.0 : video.bitRate);
-  info_.set("frames", video.frames);
-  double const aspect = frameAspect(video);
-  info_.set("frameAspect", aspect);
-  info_.set("pixelAspect", video.height * aspect / video.width);
-  double const seconds = video.frames / video.rate;
-  info_.set("vDuration", seconds);
-  info_.set("duration", seconds);
-  info_.set("framerate", framerateOf(video));
-  info_.set("containerFPS", video.containerFps);
-  info_.set("streamFPS", video.streamFps);
-  info_.set("pal", same(video.rate, 25.0) || same(video.rate, 50.0) ? 1 : 0);
-  info_.set("N", video.gopN);
-  info_.set("M", video.gopM);
-  MpegColour const colour = colourOf(video, headerColour);
-  info_.set("colorimetry", KyColourDesc(colour.primaries, colour.transfer, colour.matrix).toAny());
-  info_.set("inColorRange", static_cast<int>(colorRange));
-  if (int const vbr = variableRate(video); vbr >= 0) info_.set("vbr", vbr);
-
-  name_ = codecName(video, file.containerType);
-  AnyDict codecParams;
-  if (name_ == Any("MPEG-2")) codecParams.set("MPEG", 2);
-  if (name_ == Any("MPEG-1")) codecParams.set("MPEG", 1);
-  codecParams.set("id", static_cast<int>(identity().id));
-  codecParams.set("pid", static_cast<int>(identity().pid));
-  codecParams.set("sub_id", static_cast<int>(identity().subId));
-  codecParams.set("program_number", static_cast<int>(identity().program));
-  info_.set("codec", name_);
-  info_.set("videoCodec", name_);
-  codecParams.set("frame_dct", video.frameDct);
-  codecParams.set("firstVPTS", Any(static_cast<long>(video.firstPts)));
-  codecParams.set("inFrameOffset", KyUtil::pts2FrameNr(video.firstPts, video.rate, false));
-  info_.set("codecParams", codecParams);
-
+VideoFacts videoFacts(MpegIn const& file) {
+  constexpr double kLeastBitRate = 1000.0;  // less is none
+  MpegVideoInfo const& video = file.video;
   MpegSettings const& set = file.set;
-  info_.set("_subpicOverlay", set.decodeSubpictures && set.overlay ? set.overlay - 1 : -1);
-  info_.set("_displaySubpics", set.decodeSubpictures ? set.displaySubpictures : 0);
+  VideoFacts facts;
+  facts.fourcc = video.fourcc == mpegFourcc("YUY2") ? mpegFourcc("YUYV") : video.fourcc;
+  facts.width = video.width;
+  facts.height = video.height;
+  facts.containerWidth = video.containerWidth;
+  facts.containerHeight = video.containerHeight;
+  facts.bitRate = video.bitRate < kLeastBitRate ? 0.0 : video.bitRate;
+  facts.frames = video.frames;
+  facts.frameAspect = frameAspect(video);
+  facts.framerate = framerateOf(video);
+  facts.containerFps = video.containerFps;
+  facts.streamFps = video.streamFps;
+  facts.gopN = video.gopN;
+  facts.gopM = video.gopM;
+  facts.colour = {video.primaries, video.transfer, video.matrix};
+  facts.variableRate = variableRate(video);
+  facts.codec = codecName(video, file.containerType);
+  facts.frameDct = video.frameDct;
+  facts.firstPts = video.firstPts;
+  if (set.decodeSubpictures) {
+    facts.overlay = set.overlay ? set.overlay - 1 : -1;
+    facts.displaySubpictures = set.displaySubpictures;
+  }
+  return facts;
+}
+
+namespace {
+
+AnyDict codecParamsOf(VideoFacts const& facts) {
+  AnyDict codecParams;
+  if (auto const version = mpegVersion(facts.codec)) codecParams.set("MPEG", *version);
+  codecParams.set("id", static_cast<int>(facts.identity.id));
+  codecParams.set("pid", static_cast<int>(facts.identity.pid));
+  codecParams.set("sub_id", static_cast<int>(facts.identity.subId));
+  codecParams.set("program_number", static_cast<int>(facts.identity.program));
+  codecParams.set("frame_dct", facts.frameDct);
+  codecParams.set("firstVPTS", Any(static_cast<long>(facts.firstPts)));
+  codecParams.set("inFrameOffset", KyUtil::pts2FrameNr(facts.firstPts, facts.framerate.rate(), false));
+  return codecParams;
+}
+
+}  // namespace
+
+void describe(VideoFacts const& facts, AnyDict& info) {
+  double const rate = facts.framerate.rate();
+  info.set("FOURCC", static_cast<int>(facts.fourcc));
+  info.set("width", facts.width);
+  info.set("height", facts.height);
+  info.set("containerWidth", facts.containerWidth);
+  info.set("containerHeight", facts.containerHeight);
+  info.set("vBitrate", facts.bitRate);
+  info.set("frames", facts.frames);
+  info.set("frameAspect", facts.frameAspect);
+  info.set("pixelAspect", facts.height * facts.frameAspect / facts.width);
+  info.set("vDuration", facts.frames / rate);
+  info.set("duration", facts.frames / rate);
+  info.set("framerate", facts.framerate);
+  info.set("containerFPS", facts.containerFps);
+  info.set("streamFPS", facts.streamFps);
+  info.set("pal", same(rate, 25.0) || same(rate, 50.0) ? 1 : 0);
+  info.set("N", facts.gopN);
+  info.set("M", facts.gopM);
+  info.set("colorimetry",
+           KyColourDesc(facts.colour.primaries, facts.colour.transfer, facts.colour.matrix).toAny());
+  info.set("inColorRange", static_cast<int>(facts.colorRange));
+  if (facts.variableRate) info.set("vbr", *facts.variableRate ? 1 : 0);
+  info.set("codec", facts.codec);
+  info.set("videoCodec", facts.codec);
+  info.set("codecParams", codecParamsOf(facts));
+  info.set("_subpicOverlay", facts.overlay);
+  info.set("_displaySubpics", facts.displaySubpictures);
 }

@@ -1,13 +1,18 @@
 // A decoder of its own for one video stream.
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "host/codec.h"
 #include "host/colour.h"
 #include "host/file.h"
 #include "host/log.h"
+#include "mpegdecode/decoderthreads.h"
+#include "mpegdecode/externalio.h"
 #include "mpegdecode/libcalls.h"
-#include "mpegdecode/mpegindec.h"
+#include "mpegdecode/parameters.h"
+#include "mpegdecode/subpicstream.h"
+#include "mpegdecode/videostream.h"
 
 namespace {
 
@@ -68,82 +73,25 @@ void setTarget(MpegIn& instance, KyFrame const& frame) {
 
 constexpr int64_t kNoPicture = -1;  // number of a frame until its stream is selected
 
-char const* smpModeName(int mode) {
-  static constexpr char const* kNames[] = {"NONE", "SMP by pictures", "SMP by slices"};
-  return mode >= 0 && mode <= 2 ? kNames[mode] : "UNKNOWN";
+// Matroska tells rates in its headers more exactly than its streams do.
+void keepParsedRate(MpegVideoInfo const& parsed, MpegIn& opened) {
+  if (opened.containerType != kContainerMatroska || !(parsed.rate > 0.1)) return;
+  ky_dbg()->info("[mpegindec] using mpegInGetInfo framerate %f, mpegInOpen returned %f ", parsed.rate,
+                 opened.video.rate);
+  opened.video.rate = parsed.rate;
+  opened.video.secondRate = parsed.secondRate;
 }
 
-}  // namespace
-
-int MpegInDec::openVideo(MpegInVideoStream& stream, MpegIn const& file) {
-  if (!file.hasVideoDecoder) return _setErr(kResultError, "Video is not available. Decoder is missing.");
-  MpegInPtr instance(guardedNew());
-  if (!instance) return _setErr(kResultError, "Failed to create decoder instance");
-  instance->io = streamIo(file);
-  configureVideo(*instance, stream, file);
-  int const opened = guardedOpen(instance.get(), params_.fileName);
-  if (instance->containerType == kContainerMatroska && file.video.rate > 0.1) {
-    ky_dbg()->info("[mpegindec] using mpegInGetInfo framerate %f, mpegInOpen returned %f ", file.video.rate,
-                   instance->video.rate);
-    instance->video.rate = file.video.rate;
-    instance->video.secondRate = file.video.secondRate;
-  }
-  if (opened != 0) return _setErr(kResultError, "Failed to decode video stream #%d.", stream.index());
-  instance->video.fourcc = chooseFourcc(*instance);
-  bool const deliverable = isOutputFormat(instance->video.fourcc);
-  if (!deliverable) reportRefusedFormat(stream.index(), instance->video.fourcc);
-  // The headers describe the first stream.
-  if (stream.index() == 0) stream.headerColour = colour_;
-  if (!deliverable || !createFrames(stream, *instance))
-    return _setErr(kResultError, "Failed to decode video stream #%d.", stream.index());
-
-  stream.decoder_.own(std::move(instance));
-  stream.endOfStream_ = false;
-  try {
-    stream.store();
-  } catch (...) {
-    // A failed check of the description went to a handler that throws.
-    stream.close();
-    throw;
-  }
-  stream.info().set("encodedHeight", stream.info()["height"].asInt32());
-  stream.info().set("height", stream.frame->height());
-  stream.info().set("_needSwing", 0);
-  applyThreading(*stream.decoder(), stream);
-  if (guardedSeekFrame(stream.decoder(), 0) == 0) return 0;
-  stream.close();
-  return _setErr(kResultError, "Failed to decode video stream #%d - mpeginSeekFrame failed", stream.index());
-}
-
-void MpegInDec::configureVideo(MpegIn& instance, MpegInVideoStream const& stream, MpegIn const& file) const {
-  MpegSettings& set = instance.set;
-  set.forceFrameRate = params_.forceFramerate;
-  if (set.forceFrameRate != 0)
-    ky_dbg()->info("[mpegindec] Video forcing %s frame-rate mode.",
-                   set.forceFrameRate == 1 ? "container" : "stream");
-  set.searchMode = stream.index() == 0 && !file.titleIsDvd ? 1 : params_.searchMode;
-  set.videoStream = stream.index() + 1;
-  set.dvdTitle = file.titleIsDvd;
-  set.dvdPalette = file.titleIsDvd && KyFile::getExt(params_.fileName, true).asString() != "ifo";
-  if (set.dvdPalette) std::memcpy(set.palette, kDefaultPalette, sizeof set.palette);
-  announceSubpictures(set, file);
-  set.fixed[0] = set.fixed[1] = 1;
-  instance.video.fourcc = file.video.fourcc;
-  instance.video.primaries = colour_.primaries;
-  instance.video.transfer = colour_.transfer;
-  instance.video.matrix = colour_.matrix;
-}
-
-uint32_t MpegInDec::chooseFourcc(MpegIn const& instance) const {
+uint32_t chooseFourcc(MpegIn const& instance, MpegInParameters const& params) {
   constexpr uint32_t kB64a = mpegFourcc("b64a");
   constexpr uint32_t kY216 = mpegFourcc("Y216");
   constexpr uint32_t kW016 = mpegFourcc("W016");
   MpegVideoInfo const& video = instance.video;
-  if (params_.fourcc != 0 && !video.highPrecision) return params_.fourcc == kB64a ? kY216 : params_.fourcc;
+  if (params.fourcc != 0 && !video.highPrecision) return params.fourcc == kB64a ? kY216 : params.fourcc;
 
   bool high = video.fourcc == kY216 || video.fourcc == kB64a || video.fourcc == kW016 || video.highPrecision;
   if (!high && video.sourceDepth > 8) {
-    switch (params_.preferredVideoBitDepth) {
+    switch (params.preferredVideoBitDepth) {
       case 1:
         break;
       case 2:
@@ -164,47 +112,101 @@ uint32_t MpegInDec::chooseFourcc(MpegIn const& instance) const {
   }
 }
 
-bool MpegInDec::createFrames(MpegInVideoStream& stream, MpegIn& instance) const {
+}  // namespace
+
+int MpegInVideoStream::open(StreamSource const& source) {
+  KyCodec const& pipe = source.pipe.codec;
+  MpegInParameters const& params = source.pipe.params;
+  if (!source.file.hasVideoDecoder)
+    return pipe._setErr(kResultError, "Video is not available. Decoder is missing.");
+  MpegInPtr instance(guardedNew());
+  if (!instance) return pipe._setErr(kResultError, "Failed to create decoder instance");
+  configure(*instance, source);
+  int const opened = guardedOpen(instance.get(), params.fileName);
+  keepParsedRate(source.file.video, *instance);
+  if (opened != 0 || !prepareOutput(*instance, source))
+    return pipe._setErr(kResultError, "Failed to decode video stream #%d.", index());
+  decoder_.own(std::move(instance));
+  endOfStream_ = false;
+  try {
+    store();
+  } catch (...) {
+    // A failed check of the description went to a handler that throws.
+    close();
+    throw;
+  }
+  info_.set("encodedHeight", info_["height"].asInt32());
+  info_.set("height", frame_->height());
+  info_.set("_needSwing", 0);
+  applyThreading(source.pipe);
+  if (guardedSeekFrame(decoder_.get(), 0) == 0) return 0;
+  close();
+  return pipe._setErr(kResultError, "Failed to decode video stream #%d - mpeginSeekFrame failed", index());
+}
+
+void MpegInVideoStream::configure(MpegIn& instance, StreamSource const& source) const {
+  MpegIn const& file = source.file;
+  MpegInParameters const& params = source.pipe.params;
+  instance.io = streamIo(file);
+  MpegSettings& set = instance.set;
+  set.forceFrameRate = params.forceFramerate;
+  if (set.forceFrameRate != 0)
+    ky_dbg()->info("[mpegindec] Video forcing %s frame-rate mode.",
+                   set.forceFrameRate == 1 ? "container" : "stream");
+  set.searchMode = index() == 0 && !file.titleIsDvd ? 1 : params.searchMode;
+  set.videoStream = index() + 1;
+  set.dvdTitle = file.titleIsDvd;
+  set.dvdPalette = file.titleIsDvd && KyFile::getExt(params.fileName, true).asString() != "ifo";
+  if (set.dvdPalette) std::memcpy(set.palette, kDefaultPalette, sizeof set.palette);
+  announceSubpictures(set, file, source.subpictures);
+  set.fixed[0] = set.fixed[1] = 1;
+  instance.video.fourcc = file.video.fourcc;
+  instance.video.primaries = source.colour.primaries;
+  instance.video.transfer = source.colour.transfer;
+  instance.video.matrix = source.colour.matrix;
+}
+
+// The format and the memory of the pictures.
+bool MpegInVideoStream::prepareOutput(MpegIn& instance, StreamSource const& source) {
+  uint32_t& fourcc = instance.video.fourcc;
+  fourcc = chooseFourcc(instance, source.pipe.params);
+  bool const deliverable = isOutputFormat(fourcc);
+  if (!deliverable) reportRefusedFormat(index(), fourcc);
+  // The headers describe the first stream.
+  if (index() == 0) headerColour_ = source.colour;
+  return deliverable && createFrames(instance, source.pipe.params.removeImxTopBlanking);
+}
+
+bool MpegInVideoStream::createFrames(MpegIn& instance, bool withoutBlanking) {
   MpegVideoInfo const& video = instance.video;
-  KyYUVMatrix const matrix = matrixOf(colourOf(video, stream.headerColour));
   auto full = std::make_unique<KyFrame>();
   if (full->init(video.fourcc, video.width, video.height) != 0) return false;
-  full->setYUVMatrix(matrix);
+  full->setYUVMatrix(matrixOf(colourOf(video, headerColour_)));
   full->setFrameNumber(kNoPicture);
   setTarget(instance, *full);
 
-  int const blanking = params_.removeImxTopBlanking ? imxBlankingLines(video) : 0;
+  int const blanking = withoutBlanking ? imxBlankingLines(video) : 0;
   if (blanking == 0 || full->is420()) {
-    stream.frame = std::move(full);
+    frame_ = std::move(full);
     return true;
   }
   auto view = std::make_unique<KyFrame>();
   if (view->initView(*full, blanking, video.height - blanking) != 0) return false;
-  stream.frame = std::move(view);
-  stream.scratch = std::move(full);
+  frame_ = std::move(view);
+  scratch_ = std::move(full);
   return true;
 }
 
-void MpegInDec::applyThreading(MpegIn& instance, MpegInVideoStream const& stream) const {
-  std::string const codec = stream.info()["codec"].asString();
-  int mode = params_.smpMode;
+void MpegInVideoStream::applyThreading(PipeView const& pipe) {
+  std::string const codec = name_.asString();
+  int mode = pipe.params.smpMode;
   if (mode == -1 && (codec == "HEVC" || codec == "VC-1")) mode = 1;
-  if (mode != -1) setSmpMode(instance, mode);
-  int threads = params_.numThreads;
+  if (mode != -1) setSmpMode(pipe.codec, *decoder_, mode);
+  int threads = pipe.params.numThreads;
   if (threads == -1) {
     if (codec == "H.264") threads = 2;
     if (codec == "VC-1") threads = 3;
     if (codec == "HEVC" || codec == "MPEG-1" || codec == "MPEG-2") threads = 1;
   }
-  if (threads != -1) setThreads(instance, threads);
-}
-
-void MpegInDec::setSmpMode(MpegIn& instance, int mode) const {
-  guardedVideoAuxinfo(&instance, kAuxSmpMode, nullptr, mode);
-  ky_dbg()->info("[%s] SMP_MODE=%s", name(), smpModeName(mode));
-}
-
-void MpegInDec::setThreads(MpegIn& instance, int threads) const {
-  guardedVideoAuxinfo(&instance, kAuxThreads, nullptr, threads);
-  ky_dbg()->info("[%s] SET_NUM_CPU=%d", name(), threads);
+  if (threads != -1) setThreads(pipe.codec, *decoder_, threads);
 }

@@ -1,61 +1,41 @@
-// Values of a video description that the host replaces.
+// Values of the description that the host replaces.
 #include <string_view>
 
+#include "host/codec.h"
 #include "host/colour.h"
-#include "host/failure.h"
 #include "host/log.h"
 #include "host/util.h"
-#include "mpegdecode/mpegindec.h"
+#include "mpegdecode/videostream.h"
 
-AnyVector MpegInDec::overrideKeys(int kind) const {
-  if (kind != kKindVideo) return {};
-  return {"frameAspect", "framerate", "colorimetry", "inColorRange"};
-}
-
-int MpegInDec::setOverride(int kind, int index, char const* key, Any const& value) {
-  if (int const result = KyDecodePipe::setOverride(kind, index, key, value)) return result;
-  Any const stored = override(kind, index, key);
-  if (!stored.valid()) return kResultError;
-  if (kind != kKindVideo) return _setErr(kResultError, "Can not set override for non video streams");
-  MpegInVideoStream* const stream = video_.at(index);
-  if (!stream) {
-    kyAssertFail("./mpegdecode/mpegindec(2940)", nullptr);
-    return kResultError;
-  }
-  return applyOverride(*stream, key, stored);
-}
-
-int MpegInDec::applyOverride(MpegInVideoStream& stream, char const* key, Any const& value) {
+int MpegInVideoStream::applyOverride(char const* key, Any const& value, KyCodec const& pipe) {
   std::string_view const wanted = key;
-  AnyDict& info = stream.info();
-  KyFrame* const frame = stream.frame.get();
   if (wanted == "FOURCC") {
-    if (!KyUtil::exchengeableFOURCC(info["FOURCC"].asInt32(), value.asInt32())) {
+    if (!KyUtil::exchengeableFOURCC(info_["FOURCC"].asInt32(), value.asInt32())) {
       ky_dbg()->error("[mpegdec] FOURCC codes not compatble.");
       return kResultError;
     }
-    info.set("FOURCC", value);
-    if (frame) frame->changeFOURCC(static_cast<unsigned>(value.asInt32()));
+    info_.set("FOURCC", value);
+    if (frame_) frame_->changeFOURCC(static_cast<unsigned>(value.asInt32()));
   } else if (wanted == "frameAspect") {
     double const aspect = value.asDouble();
-    double pixelAspect = info["height"].asDouble() * aspect / info["width"].asDouble();
+    double pixelAspect = info_["height"].asDouble() * aspect / info_["width"].asDouble();
     if (pixelAspect > 0.995 && pixelAspect < 1.005) pixelAspect = 1.0;
-    info.set("pixelAspect", pixelAspect);
-    info.set("frameAspect", aspect);
+    info_.set("pixelAspect", pixelAspect);
+    info_.set("frameAspect", aspect);
   } else if (wanted == "framerate") {
-    double const seconds = info["frames"].asInt32() / value.asFramerate().rate();
-    info.set("framerate", value);
-    info.set("duration", seconds);
-    info.set("vDuration", seconds);
-    if (frame) frame->setFramerate(value.asFramerate());
+    double const seconds = info_["frames"].asInt32() / value.asFramerate().rate();
+    info_.set("framerate", value);
+    info_.set("duration", seconds);
+    info_.set("vDuration", seconds);
+    if (frame_) frame_->setFramerate(value.asFramerate());
   } else if (wanted == "colorimetry") {
     KyColourDesc const colour(value);
-    info.set("colorimetry", colour.toAny());
-    if (frame) frame->setYUVMatrix(colour.toYUVMatrix());
+    info_.set("colorimetry", colour.toAny());
+    if (frame_) frame_->setYUVMatrix(colour.toYUVMatrix());
   } else if (wanted == "inColorRange") {
-    info.set("inColorRange", value);
+    info_.set("inColorRange", value);
   } else {
-    return _setErr(kResultError, "Unknown override parameter %s", key);
+    return pipe._setErr(kResultError, "Unknown override parameter %s", key);
   }
   return 0;
 }

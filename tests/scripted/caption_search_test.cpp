@@ -102,7 +102,7 @@ TEST_F(CaptionSearch, NumbersTheEntriesInTheOrderOfTheStreamsThatHaveSome) {
   library.subpictures = 1;
   opened();
   ASSERT_EQ(pipe->countStreams(kKindSubpic), 3);
-  auto const& entries = pipe.get()->*memberOf(SubpicList{});
+  auto const& entries = fileOf(*pipe).subpic;
   for (int i = 0; i < 2; ++i) {
     MpegInSubpicStream const& entry = *entries.at(i);
     EXPECT_EQ(entry.index(), i);

@@ -14,11 +14,7 @@
 
 namespace scripted {
 
-struct ReserveList {
-  using Type = Any (XdcamDec::*)() const;
-  friend Type memberOf(ReserveList);
-};
-template struct Member<ReserveList, &XdcamDec::reserveTakeList>;
+KY_PRIVATE_MEMBER(ReserveList, XdcamDec::reserveTakeList, Any (XdcamDec::*)() const);
 
 }  // namespace scripted
 

@@ -1,5 +1,6 @@
 // First time stamps measured at the opening, late sound delayed, tables of time stamps.
 #include "host/mediatime.h"
+#include "mpegdecode/firststamps.h"
 #include "tests/scripted/fixture.h"
 #include "tests/scripted/members.h"
 
@@ -132,7 +133,7 @@ TEST_F(Measuring, PrimingIsExactOverHoursAndOfAnyRate) {
     MpegAudioInfo& audio = audioOf(*pipe, 0).decoder()->audio;
     audio.leadingSamples = row.leading;
     audio.rate = row.rate;
-    EXPECT_EQ((pipe.get()->*memberOf(Measure{}))(), 0);
+    EXPECT_EQ(measureFirstStamps(fileOf(*pipe), get("filename")), 0);
     EXPECT_EQ(stamp(kKindAudio), 1000 + row.offset - row.lead) << row.rate;
   }
 }
@@ -147,14 +148,14 @@ TEST_F(Measuring, WithoutAReader_OpensWithTheReportedStamps) {
     expectReported();
   }
   library.give(kMfNew, 0);
-  EXPECT_EQ((pipe.get()->*memberOf(Measure{}))(), 0);
+  EXPECT_EQ(measureFirstStamps(fileOf(*pipe), get("filename")), 0);
 }
 
 TEST_F(Measuring, OfAFileThatDoesNotOpen_OpensWithTheReportedStamps) {
   library.giveAlways(kMfFileOpen, -101);
   opened();
   expectReported();
-  EXPECT_EQ((pipe.get()->*memberOf(Measure{}))(), -1);
+  EXPECT_EQ(measureFirstStamps(fileOf(*pipe), get("filename")), -1);
   EXPECT_EQ(library.fileCloses, 0);
   EXPECT_TRUE(library.readers.empty());
 }
@@ -171,10 +172,10 @@ TEST_F(Measuring, OfAContainerWithoutInformation_Fails) {
   library.giveAlways(kMfContainerInfo, -1);
   opened();
   expectReported();
-  EXPECT_EQ((pipe.get()->*memberOf(Measure{}))(), -1);
+  EXPECT_EQ(measureFirstStamps(fileOf(*pipe), get("filename")), -1);
   library.behave(kMfContainerInfo);
   library.raise(kMfContainerInfo);
-  EXPECT_EQ((pipe.get()->*memberOf(Measure{}))(), -1);
+  EXPECT_EQ(measureFirstStamps(fileOf(*pipe), get("filename")), -1);
   EXPECT_EQ(library.fileCloses, 3);
   EXPECT_TRUE(library.readers.empty());
 }
@@ -208,7 +209,7 @@ TEST_F(Measuring, AnEntryThatIsMissingOrOfAnotherKind_IsAnErrorForTheUserAndStay
   AnyDict& codecParams = videoOf(*pipe, 0).info().child("codecParams");
   for (Any const& odd : {Any(7), Any("text"), Any()}) {
     codecParams.set("firstVPTS", odd);
-    EXPECT_EQ((pipe.get()->*memberOf(Measure{}))(), 0);
+    EXPECT_EQ(measureFirstStamps(fileOf(*pipe), get("filename")), 0);
     EXPECT_EQ(codecParams["firstVPTS"], odd);
     auto const messages = ky_log()->take();
     ASSERT_EQ(messages.size(), 1U);

@@ -130,7 +130,7 @@ TEST_P(Opening, OfDvOnItsCard_GivesTheSoundAlone) {
   opened(file);
   EXPECT_EQ(pipe->countStreams(kKindVideo), 0);
   EXPECT_EQ(pipe->countStreams(kKindAudio), 1);
-  EXPECT_EQ((pipe.get()->*memberOf(Shared{}))->set.videoStream, 0);
+  EXPECT_EQ((fileOf(*pipe).shared)->set.videoStream, 0);
 }
 
 TEST_P(Opening, WithoutAnyStream_Fails) {

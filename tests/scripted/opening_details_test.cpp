@@ -102,10 +102,10 @@ TEST_F(OpeningDetails, ADolbyTrackerIsPrimedWithTheFirstMetadata) {
   };
   library.addAudio(kAudioDolby).info.bits = 20;
   opened();
-  MpegIn const& shared = *(pipe.get()->*memberOf(Shared{}));
+  MpegIn const& shared = *(fileOf(*pipe).shared);
   Described stream(shared, 0);
   stateOf(stream).endOfStream = true;
-  ASSERT_EQ((pipe.get()->*memberOf(OpenAudio{}))(stream, shared), 0);
+  ASSERT_EQ(stream.open((pipe.get()->*memberOf(Source{}))()), 0);
   ASSERT_NE(stateOf(stream).tracker, nullptr);
   EXPECT_EQ(stateOf(stream).tracker->last(), Any(42));
   EXPECT_FALSE(stateOf(stream).endOfStream);
@@ -239,7 +239,7 @@ TEST_F(OpeningDetails, TheNameOfTheFileIsWithTheInstanceWhileItIsParsedAlone) {
   library.onOpen = [](MpegIn& stream) { EXPECT_EQ(stream.fileName, nullptr); };
   opened();
   EXPECT_EQ(parsed, 2) << "the file, and once more for the Dolby stream";
-  EXPECT_EQ((pipe.get()->*memberOf(Shared{}))->fileName, nullptr);
+  EXPECT_EQ((fileOf(*pipe).shared)->fileName, nullptr);
   library.raise(kGetInfo, 2);
   opened();
   EXPECT_EQ(pipe->countStreams(kKindAudio), 1) << "also when parsing raised";

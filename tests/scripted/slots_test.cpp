@@ -302,7 +302,7 @@ TEST_F(Closing, AStreamThatSharesTheDecodersInstanceLeavesItToTheDecoder) {
   opened();
   // The stream's own instance goes, the first one made, which parsed the file, is taken in its place.
   MpegInVideoStream& stream = videoOf(*pipe, 0);
-  stream.share(*(pipe.get()->*memberOf(Shared{})));
+  stream.share(*(fileOf(*pipe).shared));
   EXPECT_EQ(pipe->close(), 0);
   EXPECT_EQ(instance(0).closed, 0) << "by the stream";
   EXPECT_EQ(library.alive(), 0);

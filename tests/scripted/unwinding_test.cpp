@@ -16,7 +16,7 @@ class Unwinding : public BothHandlers {
       return;
     }
     expectClosed();
-    EXPECT_FALSE(pipe.get()->*memberOf(Shared{}));
+    EXPECT_FALSE(fileOf(*pipe).shared);
     EXPECT_EQ(pipe->selectStream(kKindVideo, 0), -1);
     EXPECT_EQ(pipe->close(), 0);
   }

@@ -4,8 +4,35 @@
 
 #include "mpegdecode/audiostream.h"
 #include "mpegdecode/videostream.h"
+#include "tests/support/private_member.h"
 
 namespace test {
+
+namespace stream_member {
+KY_PRIVATE_MEMBER(Decoder, MpegInStream::decoder_, DecoderHandle MpegInStream::*);
+KY_PRIVATE_MEMBER(Selected, MpegInStream::selected_, bool MpegInStream::*);
+KY_PRIVATE_MEMBER(EndOfStream, MpegInStream::endOfStream_, bool MpegInStream::*);
+KY_PRIVATE_MEMBER(VideoFrame, MpegInVideoStream::frame_, std::unique_ptr<KyFrame> MpegInVideoStream::*);
+KY_PRIVATE_MEMBER(VideoScratch, MpegInVideoStream::scratch_, std::unique_ptr<KyFrame> MpegInVideoStream::*);
+KY_PRIVATE_MEMBER(VideoFramePending, MpegInVideoStream::framePending_, bool MpegInVideoStream::*);
+KY_PRIVATE_MEMBER(VideoPassedPictures, MpegInVideoStream::passedPictures_, int64_t MpegInVideoStream::*);
+KY_PRIVATE_MEMBER(VideoUserDataEnabled, MpegInVideoStream::userDataEnabled_, bool MpegInVideoStream::*);
+KY_PRIVATE_MEMBER(VideoColorRange, MpegInVideoStream::colorRange_, uint32_t MpegInVideoStream::*);
+KY_PRIVATE_MEMBER(VideoHeaderColour, MpegInVideoStream::headerColour_, MpegColour MpegInVideoStream::*);
+KY_PRIVATE_MEMBER(AudioPcm, MpegInAudioStream::pcm_, std::unique_ptr<KyPcm> MpegInAudioStream::*);
+KY_PRIVATE_MEMBER(AudioScratch, MpegInAudioStream::scratch_, std::unique_ptr<KyPcm> MpegInAudioStream::*);
+KY_PRIVATE_MEMBER(AudioBlocks, MpegInAudioStream::blocks_,
+                  std::unique_ptr<AudioBlockBuffer> MpegInAudioStream::*);
+KY_PRIVATE_MEMBER(AudioTracker, MpegInAudioStream::tracker_,
+                  std::unique_ptr<DolbyMetadataTracker> MpegInAudioStream::*);
+KY_PRIVATE_MEMBER(AudioFormat, MpegInAudioStream::format_, int32_t MpegInAudioStream::*);
+KY_PRIVATE_MEMBER(AudioFormatIndex, MpegInAudioStream::formatIndex_, int32_t MpegInAudioStream::*);
+KY_PRIVATE_MEMBER(AudioSampleCount, MpegInAudioStream::sampleCount_, int64_t MpegInAudioStream::*);
+KY_PRIVATE_MEMBER(AudioSyncDelaySamples, MpegInAudioStream::syncDelaySamples_, int32_t MpegInAudioStream::*);
+KY_PRIVATE_MEMBER(AudioUse32BitSamples, MpegInAudioStream::use32BitSamples_, uint32_t MpegInAudioStream::*);
+KY_PRIVATE_MEMBER(AudioCarry, MpegInAudioStream::carry_, std::vector<uint8_t> MpegInAudioStream::*);
+KY_PRIVATE_MEMBER(AudioCarrySamples, MpegInAudioStream::carrySamples_, int MpegInAudioStream::*);
+}  // namespace stream_member
 
 struct StreamState {
   DecoderHandle& decoder;
@@ -38,36 +65,39 @@ struct AudioState : StreamState {
 };
 
 inline StreamState stateOf(MpegInStream const& stream) {
+  using namespace stream_member;
   auto& s = const_cast<MpegInStream&>(stream);
-  return {s.decoder_, s.selected_, s.endOfStream_};
+  return {s.*memberOf(Decoder{}), s.*memberOf(Selected{}), s.*memberOf(EndOfStream{})};
 }
 
 inline VideoState stateOf(MpegInVideoStream const& stream) {
+  using namespace stream_member;
   auto& s = const_cast<MpegInVideoStream&>(stream);
-  return {{s.decoder_, s.selected_, s.endOfStream_},
-          s.frame,
-          s.scratch,
-          s.framePending,
-          s.passedPictures,
-          s.userDataEnabled,
-          s.colorRange,
-          s.headerColour};
+  return {stateOf(static_cast<MpegInStream const&>(stream)),
+          s.*memberOf(VideoFrame{}),
+          s.*memberOf(VideoScratch{}),
+          s.*memberOf(VideoFramePending{}),
+          s.*memberOf(VideoPassedPictures{}),
+          s.*memberOf(VideoUserDataEnabled{}),
+          s.*memberOf(VideoColorRange{}),
+          s.*memberOf(VideoHeaderColour{})};
 }
 
 inline AudioState stateOf(MpegInAudioStream const& stream) {
+  using namespace stream_member;
   auto& s = const_cast<MpegInAudioStream&>(stream);
-  return {{s.decoder_, s.selected_, s.endOfStream_},
-          s.pcm,
-          s.scratch,
-          s.blocks,
-          s.tracker,
-          s.format,
-          s.formatIndex,
-          s.sampleCount,
-          s.syncDelaySamples,
-          s.use32BitSamples,
-          s.carry,
-          s.carrySamples};
+  return {stateOf(static_cast<MpegInStream const&>(stream)),
+          s.*memberOf(AudioPcm{}),
+          s.*memberOf(AudioScratch{}),
+          s.*memberOf(AudioBlocks{}),
+          s.*memberOf(AudioTracker{}),
+          s.*memberOf(AudioFormat{}),
+          s.*memberOf(AudioFormatIndex{}),
+          s.*memberOf(AudioSampleCount{}),
+          s.*memberOf(AudioSyncDelaySamples{}),
+          s.*memberOf(AudioUse32BitSamples{}),
+          s.*memberOf(AudioCarry{}),
+          s.*memberOf(AudioCarrySamples{})};
 }
 
 }  // namespace test
