@@ -53,7 +53,7 @@ struct KyRegistry::State {
   mutable std::mutex mutex;
   Any tempDir = defaultTempDir();
   std::map<std::string, Any, std::less<>> options = parseOptions(std::getenv("KY_DEBUG_OPTIONS"));
-  std::unique_ptr<KyExternalDecoderIO const> io;
+  std::shared_ptr<KyExternalDecoderIO const> io;
 };
 
 KyRegistry::KyRegistry() : state_(std::make_unique<State>()) {}
@@ -86,13 +86,13 @@ void KyRegistry::setDbgOption(char const* name, Any const& value) {
   }
 }
 
-KyExternalDecoderIO const* KyRegistry::externalDecoderIO() const {
+std::shared_ptr<KyExternalDecoderIO const> KyRegistry::externalDecoderIO() const {
   std::lock_guard const lock(state_->mutex);
-  return state_->io.get();
+  return state_->io;
 }
 
 void KyRegistry::setExternalDecoderIO(KyExternalDecoderIO const* io) {
-  auto copy = io ? std::make_unique<KyExternalDecoderIO const>(*io) : nullptr;
+  auto copy = io ? std::make_shared<KyExternalDecoderIO const>(*io) : nullptr;
   std::lock_guard const lock(state_->mutex);
   state_->io.swap(copy);
 }

@@ -21,7 +21,7 @@ struct KyExternalDecoderIO {
   int enabled;  // 1: every open uses these functions, 0: only decoders that ask for them
 };
 
-// Settings of the host program. Any thread may use it; a record handed out stays valid until it is replaced.
+// Settings of the host program. Any thread may use it.
 class KY_API KyRegistry {
  public:
   // Folder for temporary files. Default: KY_TEMP_DIR, else TMPDIR, else "/tmp".
@@ -31,8 +31,8 @@ class KY_API KyRegistry {
   // a name alone counts as 1, whole numbers are int32.
   Any getDbgOption(char const* name) const;
   void setDbgOption(char const* name, Any const& value);
-  // Null when the host has none.
-  KyExternalDecoderIO const* externalDecoderIO() const;
+  // Null when the host has none. What is handed out stays as it is, also when another record replaces it.
+  std::shared_ptr<KyExternalDecoderIO const> externalDecoderIO() const;
   // Copies the record; null removes it.
   void setExternalDecoderIO(KyExternalDecoderIO const* io);
 

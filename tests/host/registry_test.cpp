@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <latch>
 #include <string>
 
 #include "tests/host/inthreads.h"
@@ -37,7 +38,7 @@ TEST(Registry, ExternalIoIsCopiedAndRemoved) {
     io.enabled = 1;
     ky_registry()->setExternalDecoderIO(&io);
   }
-  KyExternalDecoderIO const* const io = ky_registry()->externalDecoderIO();
+  auto const io = ky_registry()->externalDecoderIO();
   ASSERT_NE(io, nullptr);
   EXPECT_EQ(io->userData, &user);
   EXPECT_EQ(io->enabled, 1);
@@ -45,6 +46,46 @@ TEST(Registry, ExternalIoIsCopiedAndRemoved) {
   EXPECT_EQ(io->externalClose(nullptr, nullptr), 7);
   ky_registry()->setExternalDecoderIO(nullptr);
   EXPECT_EQ(ky_registry()->externalDecoderIO(), nullptr);
+}
+
+TEST(Registry, ExternalIoThatWasHandedOut_StaysWhatItWasWhileItIsHeld) {
+  int first = 0, second = 0, third = 0;
+  auto const install = [](int& user) {
+    KyExternalDecoderIO io = {};
+    io.userData = &user;
+    ky_registry()->setExternalDecoderIO(&io);
+  };
+  install(first);
+  auto const held = ky_registry()->externalDecoderIO();
+  ASSERT_NE(held, nullptr);
+  // The third record has the memory of the first one where that was given back.
+  install(second);
+  install(third);
+  EXPECT_EQ(held->userData, &first);
+  ky_registry()->setExternalDecoderIO(nullptr);
+  EXPECT_EQ(held->userData, &first);
+}
+
+TEST(Registry, ThreadsMayReplaceTheExternalIoWhileOthersUseIt) {
+  constexpr int kUsers = 2;
+  int users[kUsers] = {};
+  std::latch ready(4);
+  inThreads(4, [&](int t) {
+    ready.arrive_and_wait();
+    for (int i = 0; i < 20000; ++i) {
+      if (t < kUsers) {
+        KyExternalDecoderIO io = {};
+        io.userData = &users[t];
+        io.enabled = t + 1;
+        ky_registry()->setExternalDecoderIO(i % 8 == 7 ? nullptr : &io);
+      } else if (auto const io = ky_registry()->externalDecoderIO()) {
+        int const enabled = io->enabled;
+        ASSERT_TRUE(enabled == 1 || enabled == 2);
+        EXPECT_EQ(io->userData, &users[enabled - 1]);
+      }
+    }
+  });
+  ky_registry()->setExternalDecoderIO(nullptr);
 }
 
 TEST(Registry, ThreadsMaySetAndAskAtTheSameTime) {
