@@ -4,6 +4,25 @@ namespace {
 
 int code(Any const& value) { return value.isInt32() || value.isInt64() ? value.asInt32() : 2; }
 
+// Primaries and matrices of one system have one code.
+KyYUVMatrix ofSystem(int code) {
+  switch (code) {
+    case 1:
+      return KyYUVMatrix::Bt709;
+    case 4:
+      return KyYUVMatrix::Fcc;
+    case 5:  // BT.601 625 lines
+    case 6:  // BT.601 525 lines
+      return KyYUVMatrix::Bt601;
+    case 7:
+      return KyYUVMatrix::Smpte240;
+    case 9:
+      return KyYUVMatrix::Bt2020;
+    default:
+      return KyYUVMatrix::Unknown;
+  }
+}
+
 }  // namespace
 
 KyColourDesc::KyColourDesc(Any const& value) {
@@ -25,39 +44,15 @@ Any KyColourDesc::toAny() const {
 }
 
 KyYUVMatrix KyColourDesc::toYUVMatrix() const {
+  constexpr int kIdentity = 0, kUnspecified = 2, kBt2020Constant = 10;
   switch (matrix_) {
-    case 0:
+    case kIdentity:
       return KyYUVMatrix::Identity;
-    case 1:
-      return KyYUVMatrix::Bt709;
-    case 4:
-      return KyYUVMatrix::Fcc;
-    case 5:  // BT.601 625 lines
-    case 6:  // BT.601 525 lines
-      return KyYUVMatrix::Bt601;
-    case 7:
-      return KyYUVMatrix::Smpte240;
-    case 9:   // non-constant luminance
-    case 10:  // constant luminance
-      return KyYUVMatrix::Bt2020;
-    case 2:
-      break;
-    default:
-      return KyYUVMatrix::Unknown;
-  }
-  switch (primaries_) {
-    case 1:
-      return KyYUVMatrix::Bt709;
-    case 4:
-      return KyYUVMatrix::Fcc;
-    case 5:
-    case 6:
-      return KyYUVMatrix::Bt601;
-    case 7:
-      return KyYUVMatrix::Smpte240;
-    case 9:
+    case kUnspecified:
+      return ofSystem(primaries_);
+    case kBt2020Constant:
       return KyYUVMatrix::Bt2020;
     default:
-      return KyYUVMatrix::Unknown;
+      return ofSystem(matrix_);
   }
 }

@@ -50,6 +50,35 @@ int bytesOfRow(Layout const& layout, int pixels) {
 
 int paddedStride(int bytes) { return (bytes + kAlignment - 1) / kAlignment * kAlignment + kAlignment; }
 
+// Zeroed, with room for the alignment of `bytes`; null without memory.
+std::shared_ptr<unsigned char> alignedMemory(size_t bytes) {
+  // calloc takes large blocks zeroed from the system, so that nothing is touched twice.
+  void* const block = std::calloc(bytes + kAlignment, 1);
+  if (!block) return nullptr;
+  std::shared_ptr<void> owner;
+  try {
+    owner = std::shared_ptr<void>(block, &std::free);
+  } catch (std::bad_alloc const&) {
+    return nullptr;
+  }
+  size_t space = bytes + kAlignment;
+  void* aligned = block;
+  std::align(kAlignment, bytes, aligned, space);
+  return {owner, static_cast<unsigned char*>(aligned)};
+}
+
+// Planes that the caller describes by pairs of address and stride; false when one does not hold its rows.
+bool takePlanes(AnyVector const& planes, int count, KyFrame_tt& tt) {
+  for (int p = 0; p < count; ++p) {
+    Pair const plane = planes.at(p).asPair();
+    tt.plane[p] = static_cast<unsigned char*>(const_cast<void*>(plane.first.asGeneric()));
+    int const stride = plane.second.asInt32();
+    if (!tt.plane[p] || stride < tt.stride[p]) return false;
+    tt.stride[p] = stride;
+  }
+  return true;
+}
+
 bool validSide(int pixels) { return pixels >= 1 && pixels <= kLongestSide; }
 
 }  // namespace
@@ -96,28 +125,11 @@ int KyFrame::init(unsigned fourcc, int width, int height, unsigned char* data, A
 
   std::shared_ptr<unsigned char> memory;
   if (data && planes) {
-    for (int p = 0; p < layout.planes; ++p) {
-      Pair const plane = planes->at(p).asPair();
-      tt.plane[p] = static_cast<unsigned char*>(const_cast<void*>(plane.first.asGeneric()));
-      int const stride = plane.second.asInt32();
-      if (!tt.plane[p] || stride < tt.stride[p]) return -1;
-      tt.stride[p] = stride;
-    }
+    if (!takePlanes(*planes, layout.planes, tt)) return -1;
   } else {
     if (!data) {
-      // calloc takes large blocks zeroed from the system, so that nothing is touched twice.
-      void* const block = std::calloc(total + kAlignment, 1);
-      if (!block) return -1;
-      std::shared_ptr<void> owner;
-      try {
-        owner = std::shared_ptr<void>(block, &std::free);
-      } catch (std::bad_alloc const&) {
-        return -1;
-      }
-      size_t space = total + kAlignment;
-      void* aligned = block;
-      std::align(kAlignment, total, aligned, space);
-      memory = std::shared_ptr<unsigned char>(owner, static_cast<unsigned char*>(aligned));
+      memory = alignedMemory(total);
+      if (!memory) return -1;
       data = memory.get();
     }
     for (int p = 0; p < layout.planes; ++p) tt.plane[p] = data + offset[p];
