@@ -61,6 +61,14 @@ enum MpegContainer {
   kContainerMatroska = 20
 };
 
+// System and program streams. They name their streams by `id`, every other container by `pid`.
+constexpr bool mpegIsProgramStream(int containerType) {
+  return containerType == kContainerMpeg1System || containerType == kContainerMpeg2Program;
+}
+constexpr bool mpegIsTransportStream(int containerType) {
+  return containerType == kContainerTransport || containerType == kContainerM2ts;
+}
+
 // The matrix (ISO/IEC 23091-2 code) of pictures that tell none: BT.709 from 720 lines on, BT.601 below, also
 // of those that carry lines of blanking (608 and 512, SMPTE ST 356).
 constexpr int mpegMatrixOfHeight(int height) { return height >= 720 ? 1 : 6; }

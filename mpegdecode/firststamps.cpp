@@ -20,7 +20,7 @@ MpegInStream* findByIdentifier(MpegInStreamList const& list, int identifier) {
   for (int i = 0; i < list.size(); ++i) {
     MpegInStream* const stream = list.at(i);
     char const* const key =
-        stream->decoder() && identifiedById(stream->decoder()->containerType) ? "id" : "pid";
+        stream->decoder() && mpegIsProgramStream(stream->decoder()->containerType) ? "id" : "pid";
     Any const& value = stream->info().descendant("codecParams", key, nullptr);
     if (value.isInt32() && value.asInt32() == identifier) return stream;
   }

@@ -5,6 +5,7 @@
 #include "host/failure.h"
 #include "host/framerate.h"
 #include "host/util.h"
+#include "mfimport/profiles.h"
 
 namespace {
 
@@ -106,8 +107,7 @@ double mpeg1Aspect(MpegVideoInfo const& video) {
   // existing material was described with these values.
   static constexpr double kPelAspects[] = {1.0,    0.6735, 0.7615, 0.7031, 0.8055, 0.8437, 0.8935,
                                            0.9157, 0.9815, 1.0255, 1.0695, 1.095,  1.1575, 1.2015};
-  constexpr uint32_t kProfileVcd = 1;
-  if (video.profileType == kProfileVcd) return 1.333333;
+  if (video.profileType == mpegprofile::kVcd) return 1.333333;
   int const code = video.aspectCode;
   if (code < 1 || code > static_cast<int>(std::size(kPelAspects))) return widthToHeight(video);
   double aspect = widthToHeight(video) / kPelAspects[code - 1];

@@ -68,7 +68,7 @@ std::unique_ptr<KyStreamTimestamps> readFrameTimestamps(MpegInVideoStream const&
                                                         MpegExternalIo const& io, Any const& fileName) {
   if (!stream.decoder()) return nullptr;
   int const identifier =
-      stream.codecParam(identifiedById(stream.decoder()->containerType) ? "id" : "pid").asInt32();
+      stream.codecParam(mpegIsProgramStream(stream.decoder()->containerType) ? "id" : "pid").asInt32();
   MfHandlePtr const handle(mfCall([] { return mfimportNew(nullptr, 0); }));
   if (!handle) return nullptr;
   MfSettings settings{};

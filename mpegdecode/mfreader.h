@@ -45,14 +45,8 @@ class MfOpenFile {
 constexpr double kMfTicksPerSecond = 2.7e7;
 constexpr int kMfDecodingOrder = 2;  // access mode: units as they are stored
 
-// MPEG-1 and MPEG-2 program streams name their streams by `id`, every other container by `pid`.
-inline bool identifiedById(int containerType) {
-  return containerType == kContainerMpeg1System || containerType == kContainerMpeg2Program;
-}
-
 // System, program and transport streams begin anywhere in a recording: what their headers promise first may
 // not be decodable, and sound may begin long behind the pictures.
 inline bool hasMeasuredStamps(int containerType) {
-  return identifiedById(containerType) || containerType == kContainerTransport ||
-         containerType == kContainerM2ts;
+  return mpegIsProgramStream(containerType) || mpegIsTransportStream(containerType);
 }

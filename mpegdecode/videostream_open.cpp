@@ -7,6 +7,7 @@
 #include "host/colour.h"
 #include "host/file.h"
 #include "host/log.h"
+#include "mfimport/profiles.h"
 #include "mpegdecode/decoderthreads.h"
 #include "mpegdecode/externalio.h"
 #include "mpegdecode/libcalls.h"
@@ -57,9 +58,7 @@ void reportRefusedFormat(int stream, uint32_t fourcc) {
 
 // Lines that carry the vertical blanking of IMX pictures (SMPTE 356M: 608 lines at 50 Hz, 512 at 60 Hz).
 int imxBlankingLines(MpegVideoInfo const& video) {
-  uint32_t const profile = video.profileType;
-  bool const imx = (profile >= 21 && profile <= 23) || (profile >= 28 && profile <= 31);
-  if (!imx) return 0;
+  if (!mpegprofile::isImx(video.profileType)) return 0;
   return video.height == 608 ? 32 : video.height == 512 ? 26 : 0;
 }
 

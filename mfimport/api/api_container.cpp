@@ -152,7 +152,7 @@ int mfimportGetStreamInfo(MfHandle* handle, int title, int stream, MfStreamInfo*
   StreamIndex const* from = streamOf(handle, title, stream);
   if (!from || !info) return kMpegError;
   int const type = handle->media->containerType;
-  bool const byId = type == kContainerMpeg1System || type == kContainerMpeg2Program;
+  bool const byId = mpegIsProgramStream(type);
   int64_t units = 0;
   for (auto const& clip : handle->media->clips) units += unitsOf(clip->streams[static_cast<size_t>(stream)]);
   info->typeCode = streamTypeCode(from->type(), from->codec(), type);

@@ -116,7 +116,7 @@ ProfileFacts profileFacts(Media const& media, StreamIndex const& stream, MpegVid
 
 void setSelectors(MpegVideoInfo& info, int containerType) {
   info.selA = info.chromaFormat;
-  info.selB = containerType == kContainerMpeg1System || containerType == kContainerMpeg2Program ? 1 : 0;
+  info.selB = mpegIsProgramStream(containerType) ? 1 : 0;
   info.selC = info.height > 576 ? 6 : info.height <= 288 ? 5 : 4;
 }
 

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "mfimport/profiles.h"
+
 namespace mfimport {
 
 bool isMpeg4Family(AVCodecID codec) {
@@ -192,40 +194,7 @@ int depthOf(AVPixelFormat format) {
 
 namespace {
 
-enum Profile : uint32_t {
-  kMpeg1 = 0,
-  kVcd = 1,
-  kMpeg2 = 2,
-  kSvcd = 3,
-  kDvd = 4,
-  kDvb = 8,
-  kAtsc = 11,
-  kAtscHi = 12,
-  kHdv1 = 18,
-  kHdv2 = 19,
-  kD10At30 = 21,
-  kD10At40 = 22,
-  kD10At50 = 23,
-  kBluRay = 26,
-  kBluRayHd = 27,
-  kImx = 28,
-  kImx30 = 29,
-  kImx40 = 30,
-  kImx50 = 31,
-  kXdcamHd18 = 32,
-  kXdcamHd25 = 33,
-  kXdcamHd35 = 34,
-  kXdcamHd720At25 = 35,
-  kXdcamHd720At35 = 36,
-  kXdcamHd720At50 = 37,
-  kXdcamHd422 = 38,
-  kXdcamHd1080Full = 39,
-  kXdcamHd1440In422 = 40,
-  kXdcamEx1440 = 41,
-  kXdcamEx720 = 42,
-  kXdcamEx1080 = 43,
-  kAvchd = 44
-};
+using namespace mpegprofile;
 
 bool near(double value, double wanted, double tolerance) { return std::abs(value - wanted) <= tolerance; }
 
@@ -239,9 +208,7 @@ bool isIso(ProfileFacts const& f) {
   return f.containerType == kContainerMp4 || f.containerType == kContainerQuickTime;
 }
 
-bool isTransport(ProfileFacts const& f) {
-  return f.containerType == kContainerTransport || f.containerType == kContainerM2ts;
-}
+bool isTransport(ProfileFacts const& f) { return mpegIsTransportStream(f.containerType); }
 
 // The first three characters of the tag.
 bool tagBegins(ProfileFacts const& f, char const (&tag)[4]) {

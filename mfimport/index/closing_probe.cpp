@@ -132,8 +132,7 @@ class ClosingProbe {
 bool containerVouchesForTheEnd(mediafile::ByteSource& source, ClipFacts const& clip, PacketList const& stream,
                                PictureOrder const& order) {
   if (!clip.bytePositions) return true;
-  bool const transport = clip.containerType == kContainerTransport || clip.containerType == kContainerM2ts;
-  if (!transport || hasFieldsOfTheirOwn(order)) return false;
+  if (!mpegIsTransportStream(clip.containerType) || hasFieldsOfTheirOwn(order)) return false;
   return transportEndsWhole(source, stream.id.pid);
 }
 

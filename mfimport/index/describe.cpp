@@ -33,10 +33,8 @@ MpegStreamId transportStreamId(AVFormatContext const& format, AVStream const& st
 
 MpegStreamId identityOf(AVFormatContext const& format, AVStream const& stream, size_t number,
                         int containerType) {
-  if (containerType == kContainerMpeg1System || containerType == kContainerMpeg2Program)
-    return programStreamId(stream);
-  if (containerType == kContainerTransport || containerType == kContainerM2ts)
-    return transportStreamId(format, stream);
+  if (mpegIsProgramStream(containerType)) return programStreamId(stream);
+  if (mpegIsTransportStream(containerType)) return transportStreamId(format, stream);
   MpegStreamId id{};
   id.pid = static_cast<uint16_t>(number);
   return id;

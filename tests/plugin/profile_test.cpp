@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <string>
 
+#include "mfimport/mfimport.h"
+#include "mfimport/profiles.h"
 #include "mpeg12/mpegutil.h"
 
 namespace {
@@ -29,6 +32,23 @@ INSTANTIATE_TEST_SUITE_P(
                     Name{41, "XDCAM EX"}, Name{42, "XDCAM EX"}, Name{43, "XDCAM EX"}, Name{44, "AVCHD"},
                     Name{45, ""}, Name{0xFFFFFFFF, ""}),
     [](auto const& test) { return "Code" + std::to_string(test.param.code); });
+
+TEST(ProfileTable, HasEveryCodeOnceInRisingOrder) {
+  for (size_t i = 1; i < std::size(mpegprofile::kProfiles); ++i)
+    EXPECT_LT(mpegprofile::kProfiles[i - 1].code, mpegprofile::kProfiles[i].code) << i;
+}
+
+TEST(ProfileTable, CallsTheProfilesOfBlankingLinesImx) {
+  for (uint32_t code = 0; code < 50; ++code)
+    EXPECT_EQ(mpegprofile::isImx(code), (code >= 21 && code <= 23) || (code >= 28 && code <= 31)) << code;
+}
+
+TEST(Containers, AreProgramStreamsTransportStreamsOrNeither) {
+  for (int type = -1; type <= 21; ++type) {
+    EXPECT_EQ(mpegIsProgramStream(type), type == 1 || type == 2) << type;
+    EXPECT_EQ(mpegIsTransportStream(type), type == 3 || type == 7) << type;
+  }
+}
 
 struct Guess {
   char const* title;
