@@ -3,19 +3,6 @@
 #include <cstdlib>
 #include <utility>
 
-DecoderHandle::DecoderHandle(DecoderHandle&& other) noexcept
-    : ownsDecoderMemory(std::exchange(other.ownsDecoderMemory, false)),
-      instance_(std::exchange(other.instance_, nullptr)),
-      shared_(std::exchange(other.shared_, false)) {}
-
-DecoderHandle& DecoderHandle::operator=(DecoderHandle&& other) noexcept {
-  DecoderHandle taken(std::move(other));
-  std::swap(ownsDecoderMemory, taken.ownsDecoderMemory);
-  std::swap(instance_, taken.instance_);
-  std::swap(shared_, taken.shared_);
-  return *this;
-}
-
 void DecoderHandle::own(MpegInPtr instance) {
   reset();
   instance_ = instance.release();

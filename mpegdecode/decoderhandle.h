@@ -17,8 +17,8 @@ class DecoderHandle {
  public:
   DecoderHandle() = default;
   ~DecoderHandle() { reset(); }
-  DecoderHandle(DecoderHandle&& other) noexcept;
-  DecoderHandle& operator=(DecoderHandle&& other) noexcept;
+  DecoderHandle(DecoderHandle const&) = delete;
+  DecoderHandle& operator=(DecoderHandle const&) = delete;
 
   void own(MpegInPtr instance);
   void share(MpegIn& instance);

@@ -1,4 +1,4 @@
-// One media file through the import library: streams, decoded pictures, samples.
+// One media file through the import library, as the decode pipe that hosts drive.
 #pragma once
 
 #include <cstdint>
@@ -8,6 +8,7 @@
 #include "mpegdecode/openedfile.h"
 #include "mpegdecode/parameters.h"
 
+// Keeps the settings and the open file; what concerns one stream is that stream's to do.
 class MpegInDec : public KyDecodePipe {
  public:
   explicit MpegInDec(KyModule const* module);

@@ -288,12 +288,27 @@ TEST_F(Closing, ADecoderGoesBeforeTheMemoryThatItWritesTo) {
   EXPECT_EQ(held, (std::vector<bool>{true, true}));
 }
 
+TEST_F(Closing, AStreamThatGoesTakesItsDecoderWithIt) {
+  library.addVideo();
+  library.addAudio(kAudioLpcm);
+  opened();
+  int const alive = library.alive();
+  {
+    MpegInVideoStream picture(*fileOf(*pipe).shared, 0);
+    ASSERT_EQ(picture.open((pipe.get()->*memberOf(Source{}))()), 0);
+    MpegInAudioStream sound(*fileOf(*pipe).shared, 0);
+    ASSERT_EQ(sound.open((pipe.get()->*memberOf(Source{}))()), 0);
+    EXPECT_EQ(library.alive(), alive + 2);
+  }
+  EXPECT_EQ(library.alive(), alive);
+}
+
 TEST_F(Closing, ASubpictureReleasesADecoderOfItsOwn) {
   library.addVideo();
   opened();
-  stateOf(addSubpicture(*pipe)).decoder = std::move(stateOf(videoOf(*pipe, 0)).decoder);
+  stateOf(addSubpicture(*pipe)).decoder.own(MpegInPtr(mpegInNew(nullptr, 0)));
   EXPECT_EQ(pipe->close(), 0);
-  EXPECT_EQ(instance(1).closed, 1);
+  EXPECT_EQ(instance(2).closed, 1);
   EXPECT_EQ(library.alive(), 0);
 }
 

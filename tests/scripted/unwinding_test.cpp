@@ -66,6 +66,23 @@ TEST_P(Unwinding, LeavesAnEarlierOpeningClosed) {
   expectUnwinds();
 }
 
+TEST_P(Unwinding, HasNothingToTakeBack_ThePipeListsAFileWhenItIsComplete) {
+  library.addVideo();
+  library.addVideo();
+  library.addAudio(kAudioLpcm);
+  ready();
+  int openings = 0;
+  library.onOpen = [&](MpegIn&) {
+    ++openings;
+    EXPECT_EQ(pipe->countStreams(7), 0) << openings;
+    EXPECT_EQ(pipe->state(), kStateInitialised) << openings;
+  };
+  EXPECT_EQ(pipe->open(), 0);
+  library.onOpen = nullptr;
+  EXPECT_EQ(openings, 3);
+  EXPECT_EQ(pipe->countStreams(7), 3);
+}
+
 UNDER_BOTH_HANDLERS(Unwinding);
 
 }  // namespace
