@@ -102,6 +102,23 @@ def functions_of(text):
         at = end + 1
 
 
+def ways_in(path, root):
+    """Complaints about the ways through the house: every file on one exists, and is visited once."""
+    with open(path, encoding="utf-8") as file:
+        sections = re.split(r"^## ", file.read(), flags=re.M)
+    ways = [section for section in sections if section.startswith("The way of")]
+    if not ways:
+        yield f"{path} shows no way"
+    for way in ways:
+        visited = re.findall(r"`([\w/]+\.(?:cpp|h))`", way)
+        title = way.split("\n")[0]
+        for name, visits in collections.Counter(visited).items():
+            if not os.path.exists(os.path.join(root, name)):
+                yield f"{title}: there is no {name}"
+            if visits > 1:
+                yield f"{title}: {name} is visited {visits} times"
+
+
 def main(root):
     here = os.path.dirname(os.path.abspath(__file__))
     edges = read_edges(os.path.join(here, "edges.txt"))
@@ -141,6 +158,7 @@ def main(root):
         circle = circle_in(graph)
         if circle:
             complaints.append(f"a circle of {kind}: {' -> '.join(circle)}")
+    complaints.extend(ways_in(os.path.join(root, "docs", "architecture.md"), root))
     print("\n".join(complaints) or f"{len(files)} files, {len(edges)} edges")
     return 1 if complaints else 0
 
