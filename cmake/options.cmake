@@ -1,5 +1,6 @@
 option(KY_TESTS "Build the test suites" ON)
 option(KY_FUZZ "Build the libFuzzer targets (clang only)" OFF)
+option(KY_WERROR "Warnings of the compiler are errors" OFF)
 set(KY_SANITIZE "" CACHE STRING "Sanitizers of the whole build, as -fsanitize takes them")
 
 find_program(CCACHE ccache)
@@ -9,7 +10,7 @@ endif()
 
 add_library(ky_options INTERFACE)
 target_compile_options(ky_options INTERFACE
-  -Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
+  -Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual $<$<BOOL:${KY_WERROR}>:-Werror>)
 if(KY_SANITIZE)
   add_compile_options(-fsanitize=${KY_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${KY_SANITIZE})

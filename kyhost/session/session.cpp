@@ -28,8 +28,7 @@ std::vector<fs::path> placesOf(fs::path const& chosen) {
   if (!chosen.empty()) return {fs::absolute(chosen)};
   std::error_code ignored;
   fs::path const origin = fs::read_symlink("/proc/self/exe", ignored).parent_path();
-  fs::path const libraries = (origin / ".." / "lib").lexically_normal();
-  return {origin / kPluginFile, libraries / "ky" / kPluginFile, libraries / kPluginFile};
+  return {origin / kPluginFile, (origin / KY_PLUGIN_FOLDER / kPluginFile).lexically_normal()};
 }
 
 bool declares(KyModule const& module, Any const& extension) {
