@@ -36,6 +36,6 @@ class SubObserver : public KyAuxInfoObserver {
   int32_t bufferSize;
   KyBufStreamFifo* fifo;
   // Of the stream information.
-  int32_t kind_;
-  int32_t codec_;
+  [[maybe_unused]] int32_t kind_;
+  [[maybe_unused]] int32_t codec_;
 };

@@ -57,7 +57,8 @@ void readMpeg4Clock(BitReader& bits, uint32_t version, HeaderInfo& info) {
   bits.skip(1);  // marker_bit
   uint32_t const ticks = bits.bits(16);
   bits.skip(1);  // marker_bit
-  uint32_t const increment = bits.flag() ? bits.bits(std::bit_width(std::max(ticks, 2U) - 1)) : 0;
+  uint32_t const increment =
+      bits.flag() ? bits.bits(static_cast<int>(std::bit_width(std::max(ticks, 2U) - 1))) : 0;
   if (bits.failed()) return;
   info.clockTicks = static_cast<int>(ticks);
   info.pictureTicks = static_cast<int>(increment);
