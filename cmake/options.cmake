@@ -5,7 +5,9 @@ set(KY_SANITIZE "" CACHE STRING "Sanitizers of the whole build, as -fsanitize ta
 
 find_program(CCACHE ccache)
 if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+  # What ccache wants before it caches a precompiled header, which is made shortly before it is read, and its users.
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+    ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime ${CCACHE})
 endif()
 
 add_library(ky_options INTERFACE)

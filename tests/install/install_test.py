@@ -140,6 +140,13 @@ class Installed(unittest.TestCase):
         run("make", "-C", build, "host", environment=self.host_environment())
         self.expect_that_it_opens_the_take(os.path.join(build, "host"))
 
+    def test_the_documentation_shows_the_host_that_is_built_here(self):
+        with open(os.path.join(HERE, "..", "..", "docs", "writing-a-host.md"), encoding="utf-8") as file:
+            document = file.read()
+        for name in ("host.cpp", "CMakeLists.txt", "Makefile"):
+            with open(os.path.join(HERE, "host", name), encoding="utf-8") as file:
+                self.assertIn("\n" + file.read() + "```", document, name)
+
     def test_a_staged_installation_holds_the_same_files_below_its_folder(self):
         stage = os.path.join(self.work, "stage")
         run(CMAKE, "--install", BUILD, "--prefix", "/opt/x", environment={"DESTDIR": stage})

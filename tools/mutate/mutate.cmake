@@ -1,5 +1,7 @@
 # Read by project() of the mutated tree: no optimisation, no warnings, and the listener in every test program.
 set(ky_mutate_dir ${CMAKE_CURRENT_LIST_DIR})
+# A header that is included before it makes a precompiled one useless.
+set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)
 set(CMAKE_CXX_FLAGS "${CMAKE_CXX_FLAGS} -O0 -g0 -include ${CMAKE_CURRENT_LIST_DIR}/mutant.h")
 
 find_program(GOLD ld.gold)

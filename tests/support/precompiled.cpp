@@ -1,0 +1,2 @@
+// Belongs to the precompiled header; runs nothing.
+int main() {}
