@@ -82,7 +82,8 @@ class Installed(unittest.TestCase):
 
     def test_all_ways_to_our_own_files_are_relative(self):
         files = [self.library(name) for name in LIBRARIES]
-        files += [self.one("lib*/**/kyxdcam/xdcamdecode.so"), self.one("bin/kyhost"), self.one("libexec/kyxdcam/make_card")]
+        programs = ("lib*/**/kyxdcam/xdcamdecode.so", "bin/kyhost", "libexec/kyxdcam/make_card")
+        files += [self.one(pattern) for pattern in programs]
         for file in files:
             for path in dynamic(file, "RUNPATH") + dynamic(file, "RPATH"):
                 self.assertTrue(path.startswith("$ORIGIN/"), (file, path))
@@ -105,8 +106,8 @@ class Installed(unittest.TestCase):
             self.assertEqual(dynamic(self.library(name), "SONAME"), [recorded])
 
     def test_all_that_tells_a_version_tells_the_same(self):
-        self.assertEqual(run("pkg-config", "--modversion", "kyxdcam", environment=self.host_environment()).decode().strip(),
-                         VERSION)
+        package = run("pkg-config", "--modversion", "kyxdcam", environment=self.host_environment())
+        self.assertEqual(package.decode().strip(), VERSION)
         with open(self.one("include/kyxdcam/host/version.h"), encoding="utf-8") as header:
             self.assertIn(f'KY_VERSION_TEXT "{VERSION}"', header.read())
         with open(self.one("lib*/**/kyxdcamConfigVersion.cmake"), encoding="utf-8") as package:
@@ -125,11 +126,12 @@ class Installed(unittest.TestCase):
         headers = sorted(os.path.relpath(file, include) for file in glob.glob(os.path.join(include, "*", "*.h")))
         self.assertEqual({os.path.dirname(header) for header in headers}, {"host", "mfimport", "dmfdemux"})
         text = "".join(f'#include "{header}"\n' for header in headers).encode()
-        run(os.environ["CXX"], "-std=c++20", "-fsyntax-only", "-x", "c++", "-I", include, "-", input=text, cwd=self.work)
+        run(os.environ["CXX"], "-std=c++20", "-fsyntax-only", "-x", "c++", "-I", include, "-", input=text,
+            cwd=self.work)
 
     def test_a_host_builds_by_find_package_and_opens_a_take(self):
         build = os.path.join(self.work, "by_package")
-        run(CMAKE, "-S", os.path.join(HERE, "host"), "-B", build, "-DCMAKE_PREFIX_PATH=" + self.prefix,
+        run(CMAKE, "-G", "Ninja", "-S", os.path.join(HERE, "host"), "-B", build, "-DCMAKE_PREFIX_PATH=" + self.prefix,
             environment=self.host_environment())
         run(CMAKE, "--build", build)
         self.expect_that_it_opens_the_take(os.path.join(build, "host"))
