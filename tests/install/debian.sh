@@ -11,8 +11,9 @@ enter_debian() {
   debootstrap --variant=minbase "$1" "$debian" >"$debian.log" || { tail "$debian.log"; exit 1; }
   mountpoint -q "$debian/proc" || mount -t proc proc "$debian/proc"
 }
+quiet_apt=(apt-get -y -qq -o Dpkg::Use-Pty=0)
 inside() { chroot "$debian" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin DEBIAN_FRONTEND=noninteractive "$@"; }
-install_inside() { inside apt-get install -y -qq --no-install-recommends "$@" >/dev/null; }
+install_inside() { inside "${quiet_apt[@]}" install --no-install-recommends "$@" >/dev/null; }
 
 take=/card/BPAV/CLPR/632_0001_01/632_0001_01.SMI
 # opens_the_take KYHOST: shows that it finds all of it.

@@ -12,7 +12,7 @@ inside /usr/libexec/kyxdcam/make_card -q /card
 inside dpkg-query -W -f 'The package ${Package} ${Version}:\n' kyxdcam
 opens_the_take kyhost
 
-inside apt-get remove -y -qq kyxdcam >/dev/null
+inside "${quiet_apt[@]}" remove kyxdcam >/dev/null
 test ! -e "$debian/usr/bin/kyhost"
 DESTDIR=$debian cmake --install "$1" --prefix /opt/x >/dev/null
 echo "A tree under /opt/x:"
