@@ -1,4 +1,4 @@
-// What nearly every test reads, compiled once. No header of the house: an edit of one is not to rebuild every suite.
+// What nearly every test reads, compiled once. No header of the house: an edit is not to rebuild every suite.
 #pragma once
 
 #include <gtest/gtest.h>
