@@ -1,5 +1,6 @@
 #include "mpegdecode/mpegindec.h"
 
+#include <memory>
 #include <utility>
 #include <variant>
 
@@ -44,6 +45,13 @@ int MpegInDec::open() {
   file_ = std::move(std::get<OpenedFile>(opened));
   state_ = kStateOpened;
   params_.fileSize = file_.shared->fileSize;
+  // A failure handler of the host may throw out of it.
+  std::unique_ptr<MpegInDec, void (*)(MpegInDec*)> unwind(this, [](MpegInDec* pipe) {
+    pipe->file_.close();
+    pipe->state_ = kStateInitialised;
+  });
+  refineOpened(view_, file_);
+  static_cast<void>(unwind.release());
   ky_dbg()->log(kLogTrace, "mpegdec: opened in %f sec.", timer.stop());
   return KyDecodePipe::open();
 }

@@ -180,8 +180,12 @@ std::variant<OpenedFile, int> openFile(PipeView const& pipe) {
   if (int const error = checkStreams(pipe, file)) return error;
   if (!pipe.params.disableCc) createCaptionEntries(file);
   createSubpictures(file);
-  if (hasMeasuredStamps(parsed.containerType)) measureFirstStamps(file, pipe.params.fileName);
-  if (file.avSync) correctAvDelay(file, pipe.codec);
-  if (parsed.containerType == kContainerDmf) addDmfStreams(file, pipe.params.fileName);
   return file;
+}
+
+void refineOpened(PipeView const& pipe, OpenedFile& file) {
+  int const containerType = file.shared->containerType;
+  if (hasMeasuredStamps(containerType)) measureFirstStamps(file, pipe.params.fileName);
+  if (file.avSync) correctAvDelay(file, pipe.codec);
+  if (containerType == kContainerDmf) addDmfStreams(file, pipe.params.fileName);
 }

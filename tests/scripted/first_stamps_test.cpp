@@ -138,6 +138,19 @@ TEST_F(Measuring, PrimingIsExactOverHoursAndOfAnyRate) {
   }
 }
 
+TEST_F(Measuring, IsDoneOfAPipeThatIsOpen) {
+  int asked = 0;
+  library.onCall = [&](Function function) {
+    if (function != kMfFileOpen) return;
+    ++asked;
+    EXPECT_EQ(pipe->state(), kStateOpened);
+    EXPECT_GT(pipe->countStreams(3), 0);
+  };
+  opened();
+  library.onCall = nullptr;
+  EXPECT_EQ(asked, 1);
+}
+
 TEST_F(Measuring, WithoutAReader_OpensWithTheReportedStamps) {
   for (bool raises : {false, true}) {
     if (raises)
