@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "host/version.h"
 #include "kyhost/commands/command_line.h"
 #include "kyhost/commands/commands.h"
 #include "kyhost/commands/man_page.h"
@@ -84,7 +85,7 @@ std::string versions(Program const& program, std::string const& plugin) {
 
 Program describe(GlobalOptions& options) {
   return {"kyhost",
-          KYHOST_VERSION,
+          KY_VERSION_TEXT,
           "Reads camera cards, take lists and media files through the decoder plug-in.",
           {"Positions (--from, --to) are frame or sample numbers from 0 (250), seconds (10.5s) or times "
            "(1:02:03.5);",
