@@ -137,10 +137,13 @@ Result<std::unique_ptr<ByteSource>> openExternal(ExternalFunctions const& functi
 }  // namespace
 
 Result<std::unique_ptr<ByteSource>> FileAccess::open(std::string const& name) const {
-  auto file = external_ ? openExternal(functions_, name) : openPlain(name);
-  if (!file || !watch_) return file;
-  return {std::make_unique<WatchedFile>(file.take(), watch_, !external_)};
-}
+  auto opened = external_ ? openExternal(functions_, name) : openPlain(name);
+  if (!opened) return opened.error();
+  std::unique_ptr<ByteSource> file = opened.take();
+  if (watch_) file = std::make_unique<WatchedFile>(std::move(file), watch_, !external_);
+  return {std::move(file)};
+  // The analyzer does not follow the destructor of std::variant.
+}  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
 
 FileAccess FileAccess::watchedBy(std::shared_ptr<ReadWatch> watch) const {
   FileAccess watched = *this;

@@ -32,14 +32,15 @@ Result<std::shared_ptr<Media const>> openClips(mediafile::FileAccess const& acce
   auto media = std::make_shared<Media>();
   media->containerType = kContainerMp4;
   for (TakeListClip const& clip : list.clips) {
-    std::string const named = "clip '" + clip.path + "' of the take list";
+    auto const unfit = [&](std::string const& why) {
+      return Error{Fault::takeList, "clip '" + clip.path + "' of the take list" + why};
+    };
     auto opened = acquireIndex(access, clip.path, searchLimitMiB, host);
-    if (!opened) return Error{Fault::takeList, named + ": " + opened.error().text};
+    if (!opened) return unfit(": " + opened.error().text);
     std::shared_ptr<MediaIndex const> index = opened.take();
     if (!media->clips.empty()) {
       std::string const difference = differenceOf(media->first(), *index);
-      if (!difference.empty())
-        return Error{Fault::takeList, named + " differs from the first one in " + difference};
+      if (!difference.empty()) return unfit(" differs from the first one in " + difference);
     }
     media->fileSize += index->fileSize;
     media->clips.push_back(std::move(index));
