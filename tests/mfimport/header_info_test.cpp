@@ -1,5 +1,5 @@
-#include "mfimport/headers/coded_units.h"
 #include "mfimport/headers/header_info.h"
+#include "mfimport/headers/coded_units.h"
 
 #include <gtest/gtest.h>
 
