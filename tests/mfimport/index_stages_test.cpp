@@ -92,7 +92,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // A file that is open, with its demultiplexer, and whose reads can be made to fail.
 class Stages : public testing::Test {
- protected:
+ public:
   Stages() { av_log_set_level(AV_LOG_QUIET); }
   ~Stages() override { av_log_set_level(AV_LOG_INFO); }
 
@@ -147,56 +147,38 @@ Result<void> outcome(Result<T> const& result) {
   return result.error();
 }
 
-struct Access : Stages {
-  using Stages::clip_;
-  using Stages::file_;
-  using Stages::memory_;
-  using Stages::scan;
-  using Stages::scanned;
-  void TestBody() override {}
-};
-Access& inside(Stages& stages) { return static_cast<Access&>(stages); }
-
 std::vector<Stage> const& stages() {
   static std::vector<Stage> const all = {
-      {"Scan", transportStream, [](Stages& at) { return [&at] { return outcome(inside(at).scan()); }; }},
+      {"Scan", transportStream, [](Stages& at) { return [&at] { return outcome(at.scan()); }; }},
       {"ClosingProbe", transportStream,
        [](Stages& at) {
-         auto stream = std::make_shared<ScannedStream>(inside(at).scanned(AVMEDIA_TYPE_VIDEO));
+         auto stream = std::make_shared<ScannedStream>(at.scanned(AVMEDIA_TYPE_VIDEO));
          return [&at, stream] {
-           Access& in = inside(at);
-           return outcome(lastPictureIsWhole(in.file_, in.clip_, stream->list,
+           return outcome(lastPictureIsWhole(at.file_, at.clip_, stream->list,
                                              orderPictures(stream->list, stream->notes, true)));
          };
        }},
       {"OpeningProbe", transportStream,
        [](Stages& at) {
-         auto stream = std::make_shared<ScannedStream>(inside(at).scanned(AVMEDIA_TYPE_VIDEO));
+         auto stream = std::make_shared<ScannedStream>(at.scanned(AVMEDIA_TYPE_VIDEO));
          return [&at, stream] {
-           Access& in = inside(at);
-           return outcome(probeOpening(in.file_, in.clip_, stream->list,
+           return outcome(probeOpening(at.file_, at.clip_, stream->list,
                                        orderPictures(stream->list, stream->notes, true)));
          };
        }},
       {"BrokenEnds", transportStream,
        [](Stages& at) {
-         Access& in = inside(at);
-         ScannedStream scanned = in.scanned(AVMEDIA_TYPE_VIDEO);
-         auto indexed = indexVideo(in.file_, in.clip_, std::move(scanned.list), scanned.notes);
+         ScannedStream scanned = at.scanned(AVMEDIA_TYPE_VIDEO);
+         auto indexed = indexVideo(at.file_, at.clip_, std::move(scanned.list), scanned.notes);
          EXPECT_TRUE(indexed);
          auto stream = std::make_shared<StreamIndex>(indexed.take());
-         return [&at, stream] {
-           Access& to = inside(at);
-           return outcome(findBrokenEnds(to.file_, to.clip_, *stream, true));
-         };
+         return [&at, stream] { return outcome(findBrokenEnds(at.file_, at.clip_, *stream, true)); };
        }},
       {"Count", streamWithVaryingSound,
        [](Stages& at) {
-         auto stream = std::make_shared<ScannedStream>(inside(at).scanned(AVMEDIA_TYPE_AUDIO));
-         return [&at, stream] {
-           Access& in = inside(at);
-           return outcome(countSamples(in.file_, in.clip_, stream->list, stream->notes));
-         };
+         auto stream = std::make_shared<ScannedStream>(at.scanned(AVMEDIA_TYPE_AUDIO));
+         return
+             [&at, stream] { return outcome(countSamples(at.file_, at.clip_, stream->list, stream->notes)); };
        }},
   };
   return all;
