@@ -40,6 +40,26 @@ TEST(Failure, PlaylistsInDisguise_AreRefused) {
   EXPECT_EQ(player.parse(scratch("concat.mp4")), kMpegErrorFormat);
 }
 
+TEST(Failure, LackOfMemory_AtWhicheverBlockOfTheIndex_IsThatAndLeavesNothing) {
+  int failed = 0;
+  for (std::string const& path : {openGopMp4(), mpeg2Mov()}) {
+    for (int64_t further = 0;; ++further) {
+      SCOPED_TRACE(path + " with " + std::to_string(further));
+      Player player;
+      int64_t const before = blocksInUse();
+      limitBlocks(further);
+      int const result = player.parse(path);
+      limitBlocks(INT64_MAX);
+      if (result == kMpegOk) break;
+      ++failed;
+      ASSERT_EQ(result, kMpegErrorMemory);
+      EXPECT_TRUE(wasPrinted("mfimport: out of memory in mpegInGetInfo"));
+      EXPECT_EQ(blocksInUse(), before);
+    }
+  }
+  EXPECT_GE(failed, 8);  // lists of packets, pictures, their numbers and samples
+}
+
 TEST(Failure, StreamThatDoesNotExist_IsRefused) {
   Player player;
   EXPECT_EQ(player.openVideo(openGopMp4(), "I420", 2), kMpegErrorNoStream);

@@ -13,6 +13,7 @@
 namespace {
 
 std::atomic<int64_t> blocks{0};
+std::atomic<int64_t> blocksLeft{INT64_MAX};
 std::mutex messageMutex;
 
 void keep(char const* format, va_list arguments) {
@@ -37,6 +38,7 @@ void printProgress(int, char const* format, ...) {
 }
 
 void* allocate(size_t size) {
+  if (blocksLeft-- <= 0) return nullptr;
   ++blocks;
   return std::malloc(size);
 }
@@ -60,6 +62,8 @@ bool wasPrinted(std::string const& part) {
 }
 
 int64_t blocksInUse() { return blocks; }
+
+void limitBlocks(int64_t further) { blocksLeft = further; }
 
 void* testResources(char const* name) {
   std::string const wanted = name;

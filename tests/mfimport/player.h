@@ -16,6 +16,8 @@ bool wasPrinted(std::string const& part);
 void* testResources(char const* name);
 // Blocks that the library allocated through them and has not released.
 int64_t blocksInUse();
+// So many more blocks can be had of all instances, then none; INT64_MAX for as many as there are.
+void limitBlocks(int64_t further);
 
 class Player {
  public:
